@@ -1,0 +1,160 @@
+// Keyed collections: hash maps with an order of iteration that depends on the content alone.
+//
+// The bucket of a key is given by the top bits of its 32-bit hash (with 2 to the power b buckets:
+// the hash shifted right by 32 - b), and within a bucket entries stand in ascending order of the
+// hash, ties by the key. So iteration runs in ascending order of (hash, key), whatever was added or
+// removed before.
+//
+// A key type brings operator==, operator<, valueToStrep() and bucketHash( key ), all found by its
+// namespace.
+#ifndef QUOR_HASHMAP_H
+#define QUOR_HASHMAP_H
+
+#include "quor/PtrInterface.h"
+#include "quor/Strep.h"
+
+#include <iterator>
+
+namespace Quor {
+
+/// Unique keys, each with a value, in counted entries. Belongs to an owner, which the iterators
+/// keep alive. The map itself notifies nobody: the operations say what changed, the owner tells its
+/// watchers.
+///
+/// Finding, adding and removing take constant time on average; adding doubles the number of buckets
+/// when there are more entries than buckets. Starts with one bucket. One thread.
+template <class Key, class Value>
+class HashMap {
+ public:
+   class Entry;
+   class Iterator;
+
+   explicit HashMap( const PtrInterface *owner ) noexcept : owner_( owner ) {}
+   HashMap( const HashMap & ) = delete;
+   HashMap &operator=( const HashMap & ) = delete;
+   ~HashMap() { clear(); }
+
+   U32 size() const noexcept { return size_; }
+   U32 bucketCount() const noexcept { return 1u << bits_; }
+   bool isMemberOf( const Key &key ) const noexcept { return lookup( key ) != nullptr; }
+   /// Null when the key is absent.
+   Ptr<Entry> find( const Key &key ) const noexcept { return Ptr<Entry>::share( lookup( key ) ); }
+   /// The value of an absent key is `Value{}`.
+   Value value( const Key &key ) const {
+      const Entry *const entry = lookup( key );
+      return entry ? entry->value() : Value{};
+   }
+
+   /// Present with an equal value: nothing, and gives null. Otherwise overwrites the value, or adds
+   /// an entry, and gives the entry. Whoever keeps it can use its key and value whatever happens to
+   /// the map.
+   Ptr<Entry> set( const Key &key, const Value &value );
+   /// Adds an entry; NameInUseException when the key is present.
+   Ptr<Entry> insert( const Key &key, const Value &value );
+   /// Removes the entry of the key and gives it; null when the key is absent.
+   Ptr<Entry> take( const Key &key ) { return remove( lookup( key ) ); }
+   /// Removes the entry under the iterator, if it is still there.
+   Ptr<Entry> take( const Iterator &at ) {
+      return at != end() && at->isMember() ? remove( at.entry_.get() ) : nullptr;
+   }
+   /// Removes all entries at once.
+   void clear() noexcept;
+
+   Iterator begin() const { return Iterator( this, Ptr<Entry>::share( first( 0 ) ) ); }
+   std::default_sentinel_t end() const noexcept { return {}; }
+
+ protected:
+   const PtrInterface *owner() const noexcept { return owner_; }
+
+ private:
+   using Chain = Entry *;
+   static constexpr U32 kMostBits = 31;
+
+   U32 bucket( U32 hash ) const noexcept {
+      return static_cast<U32>( U64{ hash } >> ( 32 - bits_ ) ); // in 64 bits: bits_ may be 0
+   }
+   Entry *lookup( const Key &key ) const noexcept;
+   /// The place in the chain where (hash, key) stands or would stand.
+   Chain *place( U32 hash, const Key &key ) noexcept;
+   Ptr<Entry> add( U32 hash, const Key &key, const Value &value );
+   Ptr<Entry> remove( Entry *entry ) noexcept;
+   void grow();
+   /// The first entry of the first bucket at or after `bucket` that has one.
+   Entry *first( U32 bucket ) const noexcept;
+   Entry *after( const Entry &entry ) const noexcept;
+
+   const PtrInterface *owner_;
+   std::vector<Chain> buckets_ = std::vector<Chain>( 1 );
+   U32 bits_ = 0;
+   U32 size_ = 0;
+};
+
+/// A key with its value. The map holds one reference; who else holds an entry can read it after it
+/// has been removed.
+template <class Key, class Value>
+class HashMap<Key, Value>::Entry {
+ public:
+   const Key &key() const noexcept { return key_; }
+   const Value &value() const noexcept { return value_; }
+   /// The map has not removed it.
+   bool isMember() const noexcept { return member_; }
+
+   void referenceNew() const noexcept { references_.up(); }
+   void referenceDel() const noexcept {
+      if( references_.down() ) {
+         delete this;
+      }
+   }
+
+ private:
+   friend class HashMap;
+   Entry( U32 hash, const Key &key, const Value &value )
+         : hash_( hash ), key_( key ), value_( value ) {}
+
+   Entry *next_ = nullptr;
+   mutable RefCount references_;
+   U32 hash_;
+   const Key key_;
+   Value value_;
+   bool member_ = true;
+};
+
+/// Walks the entries in order. Keeps its entry and the owner of the map alive. The map may change
+/// under the walk: an entry that was removed is not visited, none is visited twice, none that was
+/// there throughout is missed; when the current entry has been removed the walk goes on at the
+/// first one above it.
+template <class Key, class Value>
+class HashMap<Key, Value>::Iterator {
+ public:
+   using value_type = Entry;
+   using difference_type = std::ptrdiff_t;
+
+   Iterator() = default;
+
+   const Entry &operator*() const noexcept { return *entry_; }
+   const Entry *operator->() const noexcept { return entry_.get(); }
+   Iterator &operator++() {
+      entry_ = Ptr<Entry>::share( map_->after( *entry_ ) );
+      return *this;
+   }
+   void operator++( int ) { ++*this; }
+   bool operator==( std::default_sentinel_t ) const noexcept { return !entry_; }
+
+   bool isMemberOf( const Key &key ) const noexcept { return map_->isMemberOf( key ); }
+
+ private:
+   friend class HashMap;
+   Iterator( const HashMap *map, Ptr<Entry> entry )
+         : map_( map ), owner_( Ptr<const PtrInterface>::share( map->owner_ ) ),
+           entry_( std::move( entry ) ) {}
+
+   const HashMap *map_ = nullptr;
+   Ptr<const PtrInterface> owner_;
+   Ptr<Entry> entry_;
+};
+
+} // namespace Quor
+
+#include "quor/HashMap.ipp"
+
+#endif

@@ -1,0 +1,61 @@
+// A keyed collection that tells its owner's watchers of every change.
+#ifndef QUOR_NOTIFIEDMAP_H
+#define QUOR_NOTIFIEDMAP_H
+
+#include "quor/HashMap.h"
+
+namespace Quor {
+
+/// The storage of a watched collection attribute. `Notify` is the owner's const member function
+/// that tells the watchers of one key, so that an entity's operations are one-line delegations:
+///
+///    void macIs( const Mac &mac, bool value ) { mac_.is( mac, value ); }
+///    bool macDel( const Mac &mac ) { return mac_.del( mac ); }
+///
+/// The changed entry is held until the watchers have been told: they may be told through a key that
+/// stands in the entry, and may destroy entry, map and owner.
+template <class Key, class Value, auto Notify>
+class NotifiedMap : public HashMap<Key, Value> {
+ public:
+   using typename HashMap<Key, Value>::Entry;
+   using typename HashMap<Key, Value>::Iterator;
+   using HashMap<Key, Value>::HashMap;
+
+   /// Adds the key or changes its value, and notifies; an equal value does nothing.
+   void is( const Key &key, const Value &value ) {
+      if( const Ptr<Entry> changed = this->set( key, value ) ) {
+         told( *changed );
+      }
+   }
+
+   /// Removes the key, notifies and gives the removed value; an absent key notifies nobody and
+   /// gives Value{}.
+   Value del( const Key &key ) { return removed( this->take( key ) ); }
+   Value del( const Iterator &at ) { return removed( this->take( at ) ); }
+
+   /// Removes the keys one by one in order, each with its own notification.
+   void delAll() {
+      for( Iterator at = this->begin(); at != this->end(); ++at ) {
+         del( at );
+      }
+   }
+
+ private:
+   template <class Owner, class... Args>
+   void tell( void ( Owner::*notify )( Args... ) const, const Key &key ) const {
+      ( static_cast<const Owner *>( this->owner() )->*notify )( key );
+   }
+   void told( const Entry &entry ) const { tell( Notify, entry.key() ); }
+
+   Value removed( const Ptr<Entry> &entry ) const {
+      if( !entry ) {
+         return Value{};
+      }
+      told( *entry );
+      return entry->value();
+   }
+};
+
+} // namespace Quor
+
+#endif

@@ -1,0 +1,15 @@
+#include "quor/RefCount.h"
+
+namespace Quor {
+
+bool RefCount::threadSafe_ = false;
+
+void enableThreadSafePointersIs( bool on ) noexcept {
+   RefCount::threadSafe_ = on;
+}
+
+bool enableThreadSafePointers() noexcept {
+   return RefCount::threadSafe_;
+}
+
+} // namespace Quor

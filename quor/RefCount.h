@@ -1,0 +1,68 @@
+// The number of references to a counted object.
+//
+// Counts are plain increments, so counted objects belong to one thread, unless the process switches
+// enableThreadSafePointersIs( true ) before it makes its first object; from then on every count is
+// atomic, and references may be taken and dropped by any thread.
+#ifndef QUOR_REFCOUNT_H
+#define QUOR_REFCOUNT_H
+
+#include "quor/Types.h"
+
+#include <atomic>
+
+namespace Quor {
+
+class RefCount {
+ public:
+   /// A new object starts with the reference of whoever creates it. So a pointer that comes and
+   /// goes while the object is being constructed does not destroy it.
+   constexpr RefCount() noexcept = default;
+
+   void up() noexcept {
+      if( threadSafe_ ) [[unlikely]] {
+         count_.fetch_add( 1, std::memory_order_relaxed );
+      } else {
+         count_.store( value() + 1, std::memory_order_relaxed );
+      }
+   }
+
+   /// True when the last reference has gone: exactly once in the life of an object, since from then
+   /// on the count stays far above zero, whatever pointers come and go during the destruction.
+   bool down() noexcept {
+      U32 left = 0;
+      if( threadSafe_ ) [[unlikely]] {
+         left = count_.fetch_sub( 1, std::memory_order_acq_rel ) - 1;
+      } else {
+         left = value() - 1;
+         count_.store( left, std::memory_order_relaxed );
+      }
+      if( left != 0 ) [[likely]] {
+         return false;
+      }
+      count_.store( kGoing, std::memory_order_relaxed );
+      return true;
+   }
+
+   U32 value() const noexcept { return count_.load( std::memory_order_relaxed ); }
+   /// The last reference has gone and the object is on its way out.
+   bool isGoing() const noexcept { return value() >= kGoing / 2; }
+   /// Nobody but its creator (or the destruction itself) refers to the object.
+   bool isUnshared() const noexcept { return value() == 1 || value() == kGoing; }
+
+ private:
+   friend void enableThreadSafePointersIs( bool on ) noexcept;
+   friend bool enableThreadSafePointers() noexcept;
+
+   static constexpr U32 kGoing = 1u << 30;
+   static bool threadSafe_;
+
+   std::atomic<U32> count_{ 1 };
+};
+
+/// Switches all reference counts of the process; only before the first counted object is shared.
+void enableThreadSafePointersIs( bool on ) noexcept;
+bool enableThreadSafePointers() noexcept;
+
+} // namespace Quor
+
+#endif

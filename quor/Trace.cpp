@@ -1,0 +1,126 @@
+#include "quor/Trace.h"
+
+#include "quor/Exception.h"
+#include "quor/Strep.h"
+
+#include <algorithm>
+#include <iostream>
+#include <map>
+#include <mutex>
+#include <vector>
+
+namespace Quor {
+
+std::ostream *coverageStream = nullptr;
+
+namespace {
+
+/// All facilities, and the levels that were asked for by name. Never destroyed: facilities outlive
+/// everything else.
+struct Facilities {
+   std::mutex mutex;
+   std::vector<TraceHandle *> made;
+   std::map<String, TraceLevels> wanted;
+};
+
+Facilities &facilities() {
+   static Facilities &all = *new Facilities;
+   return all;
+}
+
+TraceSink &sink() {
+   static TraceSink &current = *new TraceSink;
+   return current;
+}
+
+void writeLine( std::ostream &out, const TraceRecord &record ) {
+   out << record.facility.name() << ' ' << record.level << ' ' << record.source << ':'
+       << record.line << ' ' << record.function << ": " << record.message << std::endl;
+}
+
+U32 oneLevel( StringIterator &at, StringIterator end ) {
+   return static_cast<U32>( sequenceToNumber( at, end, 9, "a trace level" ) );
+}
+
+} // namespace
+
+TraceHandle::TraceHandle( const String &name, bool on )
+      : name_( name ), on_( on ), levels_( on ? kAllTraceLevels : 0 ) {
+   Facilities &all = facilities();
+   const std::lock_guard lock( all.mutex );
+   all.made.push_back( this );
+   if( const auto wanted = all.wanted.find( name ); wanted != all.wanted.end() ) {
+      levelsIs( wanted->second );
+   }
+}
+
+TraceHandle::~TraceHandle() {
+   Facilities &all = facilities();
+   const std::lock_guard lock( all.mutex );
+   std::erase( all.made, this );
+}
+
+void traceLevelsIs( const String &facility, TraceLevels levels ) {
+   Facilities &all = facilities();
+   const std::lock_guard lock( all.mutex );
+   all.wanted[facility] = levels;
+   for( TraceHandle *const handle : all.made ) {
+      if( handle->name() == facility ) {
+         handle->levelsIs( levels );
+      }
+   }
+}
+
+TraceLevels traceLevels( const String &text ) {
+   if( text == "none" ) {
+      return 0;
+   }
+   if( text == "all" ) {
+      return kAllTraceLevels;
+   }
+   TraceLevels levels = 0;
+   StringIterator at = text.begin();
+   while( true ) {
+      const U32 from = oneLevel( at, text.end() );
+      U32 to = from;
+      if( at != text.end() && *at == '-' ) {
+         to = oneLevel( ++at, text.end() );
+      }
+      for( U32 level = std::min( from, to ); level <= std::max( from, to ); ++level ) {
+         levels |= 1u << level;
+      }
+      if( at == text.end() ) {
+         return levels;
+      }
+      needString( at, text.end(), "," );
+   }
+}
+
+void traceSinkIs( TraceSink wanted ) {
+   sink() = std::move( wanted );
+}
+
+void traceHelper( const TraceHandle &facility, const char *context, const String &message,
+                  U32 level, bool live, const char *source, U32 line, const char *function ) {
+   const TraceRecord record{ facility, context, message, level, source, line, function };
+   if( !live ) {
+      if( coverageStream ) {
+         writeLine( *coverageStream, record );
+      }
+   } else if( sink() ) {
+      sink()( record );
+   } else {
+      writeLine( std::cerr, record );
+   }
+}
+
+void Trace::start() {
+   message_.emplace();
+   message_->precision( 12 );
+}
+
+void Trace::emit() noexcept {
+   traceHelper( facility_, "<unknown>", message_->str(), level_, live_, source_, line_, function_ );
+}
+
+} // namespace Quor
