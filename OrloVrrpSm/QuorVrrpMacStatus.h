@@ -1,0 +1,47 @@
+// What the programmer hears of its table.
+#ifndef ORLOVRRPSM_QUORVRRPMACSTATUS_H
+#define ORLOVRRPSM_QUORVRRPMACSTATUS_H
+
+#include "OrloVrrpSm/VrrpSm.h"
+#include "quor/Reactor.h"
+
+namespace Orlo {
+
+/// Passes changes of the table to its VrrpSm, which holds it.
+class QuorVrrpMacStatus
+      : public Quor::Reactor<VrrpPrivateVlanReflectorLib::VirtualRouterMacTable, VrrpSm> {
+ public:
+   using VirtualRouterMacTable = VrrpPrivateVlanReflectorLib::VirtualRouterMacTable;
+
+   QuorVrrpMacStatus() : Reactor( nullptr ) {}
+
+   /// Null: there is nobody to pass anything to.
+   void vrrpSmIs( VrrpSm *vrrpSm ) noexcept { ownerIs( vrrpSm ); }
+
+   /// Takes the table and, when it is another one and not null, has all of it handled.
+   void notifierIs( const Quor::Ptr<const VirtualRouterMacTable> &table ) {
+      if( table == notifier() ) {
+         return;
+      }
+      NotifieeConst::notifierIs( table );
+      if( table ) {
+         onVirtualRouterMacquorImmediate();
+      }
+   }
+
+   void onVirtualRouterMac( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac ) override {
+      if( const Quor::Ptr<VrrpSm> vrrpSm = awakeOwner() ) {
+         vrrpSm->handleVrrpMac( vrMac );
+      }
+   }
+   void onVirtualRouterMacquorImmediate() override {
+      if( const Quor::Ptr<VrrpSm> vrrpSm = awakeOwner() ) {
+         vrrpSm->handleVrrpMac();
+      }
+   }
+   using NotifieeConst::onVirtualRouterMac;
+};
+
+} // namespace Orlo
+
+#endif

@@ -1,0 +1,267 @@
+#include "OrloVrrpSm/VrrpSm.h"
+
+#include "OrloVrrpSm/QuorVrrpMacStatus.h"
+#include "OrloVrrpSm/Sites.h"
+#include "types/OrloVrrpSm.h"
+
+namespace Orlo {
+
+using Quor::Ptr;
+using Quor::require;
+using VrrpPrivateVlanReflectorLib::VlanAndMac;
+
+const Quor::TraceHandle &VrrpTrace::_defaultTraceHandle() {
+   static const Quor::TraceHandle facility( "OrloVrrp", false );
+   return facility;
+}
+
+// Life
+
+Ptr<VrrpSm> VrrpSmIs( const Ptr<VrrpSm::VirtualRouterMacTable> &vrrpMacStatus,
+                      const Ptr<const Routing::Fhrp::Hardware::Status> &vrrpHwStatus,
+                      const Ptr<OrloHelper::VrrpSmHelper> &vrrpHelper ) {
+   return Quor::make<VrrpSm>( vrrpMacStatus, vrrpHwStatus, vrrpHelper );
+}
+
+VrrpSm::VrrpSm( const Ptr<VirtualRouterMacTable> &vrrpMacStatus,
+                const Ptr<const Routing::Fhrp::Hardware::Status> &vrrpHwStatus,
+                const Ptr<OrloHelper::VrrpSmHelper> &vrrpHelper )
+      : vrrpHwStatus_( vrrpHwStatus ), vrrpHelper_( vrrpHelper ) {
+   if( vrrpMacStatus ) {
+      vrrpMacStatus_ = Quor::make<QuorVrrpMacStatus>();
+      vrrpMacStatus_->notifierIs( vrrpMacStatus ); // nothing to handle yet: it has no VrrpSm
+      vrrpMacStatus_->vrrpSmIs( this );
+   }
+   handleInitialized();
+   hasNotificationActiveIs( true );
+}
+
+VrrpSm::~VrrpSm() {
+   quorDoZombieReactors( true );
+   if( vrrpMacStatus_ ) {
+      vrrpMacStatus_->vrrpSmIs( nullptr );
+   }
+   currentVrrpStateForInitDel();
+}
+
+Ptr<const VrrpSm::VirtualRouterMacTable> VrrpSm::vrrpMacStatus() const {
+   return vrrpMacStatus_ ? vrrpMacStatus_->notifier() : nullptr;
+}
+
+void VrrpSm::vrrpMacStatusIs( const Ptr<VirtualRouterMacTable> &table ) {
+   if( !table ) {
+      vrrpMacStatusDel();
+   } else if( vrrpMacStatus_ ) {
+      Ptr<QuorVrrpMacStatus>( vrrpMacStatus_ )->notifierIs( table );
+   } else {
+      newVrrpMacStatus( table );
+   }
+}
+
+void VrrpSm::newVrrpMacStatus( const Ptr<VirtualRouterMacTable> &table ) {
+   vrrpMacStatusDel();
+   const auto reactor = Quor::make<QuorVrrpMacStatus>();
+   reactor->vrrpSmIs( this );
+   reactor->hasNotificationActiveIs( hasNotificationActive_ );
+   vrrpMacStatus_ = reactor;
+   reactor->notifierIs( table );
+}
+
+void VrrpSm::vrrpMacStatusDel() {
+   if( const auto reactor = std::exchange( vrrpMacStatus_, nullptr ) ) {
+      reactor->vrrpSmIs( nullptr );
+   }
+}
+
+Quor::ValidPtr<OrloHelper::CurrentVrrpStateForInit> VrrpSm::currentVrrpStateForInitIs() {
+   if( !currentVrrpStateForInit_ ) {
+      currentVrrpStateForInit_ = Quor::make<OrloHelper::CurrentVrrpStateForInit>();
+   }
+   return currentVrrpStateForInit_;
+}
+
+void VrrpSm::currentVrrpStateForInitDel() {
+   currentVrrpStateForInit_ = nullptr;
+}
+
+void VrrpSm::hasNotificationActiveIs( bool on ) {
+   if( on == hasNotificationActive_ ) {
+      return;
+   }
+   hasNotificationActive_ = on;
+   if( vrrpMacStatus_ ) {
+      vrrpMacStatus_->hasNotificationActiveIs( on );
+   }
+}
+
+void VrrpSm::quorDoZombieReactors( bool on ) {
+   if( vrrpMacStatus_ ) {
+      vrrpMacStatus_->quorDoZombieReactors( on );
+   }
+}
+
+const Quor::Type *VrrpSm::_fwkType() noexcept {
+   return &Quor::Describe<VrrpSm>::type;
+}
+
+// Start and cleanup
+
+void VrrpSm::handleInitialized() {
+   if( VrrpTrace t{ Traced::kHandleInitialized } ) {
+      t << Signature::kHandleInitialized;
+   }
+   if( initialized_ ) {
+      return;
+   }
+   const Ptr<VrrpSm> self = Quor::ptrTo( *this );
+   initializedIs( true ); // first: handling a pair requires it
+   if( VrrpTrace t{ Traced::kPreparing } ) {
+      t << "Preparing indexes for " << vrrpHwStatus_->virtualRouterCount() << " Vrrp routers.";
+   }
+   for( U32 i = 0; i < vrrpHwStatus_->virtualRouterCount(); ++i ) {
+      freeVirtualRouterIndexEnq( i );
+   }
+   require( static_cast<bool>( vrrpHelper_ ), Asserted::kHelperAtStart );
+   currentVrrpStateForInitIs();
+   if( vrrpHelper_->syncCurrentStateOnInit() ) {
+      if( VrrpTrace t{ Traced::kSyncing } ) {
+         t << "Syncing vrrp state";
+      }
+      vrrpHelper_->syncVrrpStateOnInit( currentVrrpStateForInit_ );
+      for( const auto &entry : currentVrrpStateForInit_->virtualRouterIndexes() ) {
+         adopt( entry.key(), entry.value() );
+      }
+   }
+   handleVrrpMac();
+   vrrpHelper_->syncCurrentStateOnInitIs( false );
+   vrrpHelper_->initializationComplete();
+}
+
+/// The free queue has just been filled, so position and index coincide: an index outside of it
+/// removes nothing and is adopted all the same.
+void VrrpSm::adopt( const VlanAndMac &vrMac, U32 index ) {
+   if( VrrpTrace t{ Traced::kAdopting } ) {
+      t << "Index:" << index << " vrmac:" << vrMac;
+   }
+   virtualRouterIndexIs( vrMac, index );
+   freeVirtualRouterIndexDel( index );
+   if( !isWanted( vrMac ) ) {
+      handleVrrpMac( vrMac );
+   }
+}
+
+void VrrpSm::doCleanup() {
+   if( VrrpTrace t{ Traced::kDoCleanup } ) {
+      t << Signature::kDoCleanup;
+   }
+   const Ptr<VrrpSm> self = Quor::ptrTo( *this );
+   for( const auto &entry : virtualRouterIndex_ ) {
+      freeVirtualRouterIndexEnq( entry.value() );
+      virtualRouterIndexDel( entry.key() );
+   }
+   macsNeedingVirtualRouterIndexDelAll();
+}
+
+// Reaction to the table
+
+bool VrrpSm::isWanted( const VlanAndMac &vrMac ) const {
+   const auto table = vrrpMacStatus();
+   return table && table->virtualRouterMacs().isMemberOf( vrMac );
+}
+
+void VrrpSm::handleVrrpMac() {
+   require( initialized(), Asserted::kInitializedForAll );
+   const Ptr<VrrpSm> self = Quor::ptrTo( *this );
+   const auto table = vrrpMacStatus();
+   if( !table ) {
+      return;
+   }
+   for( const auto &entry : table->virtualRouterMacs() ) {
+      handleVrrpMac( entry.key() );
+   }
+}
+
+void VrrpSm::handleVrrpMac( const VlanAndMac &key ) {
+   require( initialized(), Asserted::kInitializedForKey );
+   const Ptr<VrrpSm> self = Quor::ptrTo( *this ); // the helper may let go of it
+   const VlanAndMac vrMac = key;                  // the helper may remove the entry it stands in
+   if( VrrpTrace t{ Traced::kHandleVrrpMac } ) {
+      t << Signature::kHandleKey << "( " << vrMac << " )";
+   }
+   if( isWanted( vrMac ) ) {
+      programNew( vrMac );
+   } else if( virtualRouterIndex_.isMemberOf( vrMac ) ) {
+      withdraw( vrMac );
+   } else if( const auto *const waiting = macsNeedingVirtualRouterIndex_.oldest( vrMac ) ) {
+      if( VrrpTrace t{ Traced::kNotWaiting } ) {
+         t << " del from macsNeedingVirtualRouterIndex ";
+      }
+      macsNeedingVirtualRouterIndexDel( macsNeedingVirtualRouterIndexes().iteratorAt( *waiting ) );
+   }
+}
+
+void VrrpSm::programNew( const VlanAndMac &vrMac ) {
+   if( vrrpHelper_->syncCurrentStateOnInit() && virtualRouterIndex_.isMemberOf( vrMac ) ) {
+      return; // adopted: the hardware has it
+   }
+   if( freeVirtualRouterIndex_.count() == 0 ) {
+      if( VrrpTrace t{ Traced::kWaiting } ) {
+         t << " enq to macsNeedingVirtualRouterIndex ";
+      }
+      macsNeedingVirtualRouterIndexEnq( vrMac );
+      return;
+   }
+   const U32 index = freeVirtualRouterIndexDeq();
+   if( VrrpTrace t{ Traced::kAdding } ) {
+      t << " adding vrmac at index " << index;
+   }
+   doAddVirtualRouterMac( vrMac, index );
+   require( !virtualRouterIndex_.isMemberOf( vrMac ), Asserted::kNewPairHasNoIndex );
+   virtualRouterIndexIs( vrMac, index );
+}
+
+void VrrpSm::withdraw( const VlanAndMac &vrMac ) {
+   const U32 index = virtualRouterIndexDel( vrMac );
+   if( VrrpTrace t{ Traced::kDeleting } ) {
+      t << " deleting vrmac " << vrMac << "at index " << index;
+   }
+   doDeleteVirtualRouterMac( vrMac, index );
+   if( macsNeedingVirtualRouterIndexes().count() == 0 ) {
+      freeVirtualRouterIndexEnq( index );
+      return;
+   }
+   const VlanAndMac vrMacNew = macsNeedingVirtualRouterIndexDeq();
+   doAddVirtualRouterMac( vrMacNew, index );
+   require( !virtualRouterIndex_.isMemberOf( vrMacNew ), Asserted::kWaitingPairHasNoIndex );
+   virtualRouterIndexIs( vrMacNew, index );
+}
+
+void VrrpSm::doAddVirtualRouterMac( const VlanAndMac &vr, U32 index ) {
+   if( VrrpTrace t{ Traced::kDoAdd } ) {
+      t << Signature::kDoAdd << "( " << vr << " ), " << index;
+   }
+   if( vr.vlanId().number() == 0 ) {
+      if( VrrpTrace t{ Traced::kDoAddInvalid } ) {
+         t << "Ignoring VirtualRouterMac for invalid vlan";
+      }
+      return;
+   }
+   require( static_cast<bool>( vrrpHelper_ ), Asserted::kHelperForAdd );
+   vrrpHelper_->addVirtualRouterMac( vr.mac(), vr.vlanId().number(), index );
+}
+
+void VrrpSm::doDeleteVirtualRouterMac( const VlanAndMac &vr, U32 index ) {
+   if( VrrpTrace t{ Traced::kDoDelete } ) {
+      t << Signature::kDoDelete << "( " << vr << " ), " << index;
+   }
+   if( vr.vlanId().number() == 0 ) {
+      if( VrrpTrace t{ Traced::kDoDeleteInvalid } ) {
+         t << "Ignoring VirtualRouterMac for invalid vlan";
+      }
+      return;
+   }
+   require( static_cast<bool>( vrrpHelper_ ), Asserted::kHelperForDelete );
+   vrrpHelper_->deleteVirtualRouterMac( vr.mac(), vr.vlanId().number(), index );
+}
+
+} // namespace Orlo
