@@ -37,7 +37,7 @@ std::ostream &operator<<( std::ostream &out, const LibSm & ) {
 Ptr<LibSm> LibSmIs( const Ptr<const LibSm::VirtualRouterMacStatus> &virtualRouterMacStatus,
                     const Ptr<const IntfVlanIdSet::Table> &intfVlanIdSetTable,
                     const Ptr<VirtualRouterMacTable> &virtualRouterMacTable ) {
-   const auto libSm =
+   auto libSm =
          Quor::make<LibSm>( virtualRouterMacStatus, intfVlanIdSetTable, virtualRouterMacTable );
    libSm->hasNotificationActiveIs( true );
    return libSm;
@@ -62,7 +62,7 @@ LibSm::LibSm( const Ptr<const VirtualRouterMacStatus> &virtualRouterMacStatus,
 }
 
 LibSm::~LibSm() {
-   quorDoZombieReactors( true );
+   LibSm::quorDoZombieReactors( true );
    if( virtualRouterMacStatusIn_ ) {
       virtualRouterMacStatusIn_->libSmIs( nullptr );
    }
@@ -144,7 +144,7 @@ void needSame( const char *parameter, const void *requested, const void *current
 
 Ptr<VlanIntfSm> LibSm::vlanIntfSmIs( LibSm *libSm, const Ptr<const SviVlanSet> &sviVlanSet,
                                      const Ptr<const EthAddrsForIntf> &dmacList ) {
-   const Ptr<VlanIntfSm> existing = vlanIntfSm( dmacList ? dmacList->vlanIntf() : IntfId() );
+   Ptr<VlanIntfSm> existing = vlanIntfSm( dmacList ? dmacList->vlanIntf() : IntfId() );
    if( !existing ) {
       return newVlanIntfSm( libSm, sviVlanSet, dmacList );
    }
@@ -156,7 +156,7 @@ Ptr<VlanIntfSm> LibSm::vlanIntfSmIs( LibSm *libSm, const Ptr<const SviVlanSet> &
 
 Ptr<VlanIntfSm> LibSm::newVlanIntfSm( LibSm *libSm, const Ptr<const SviVlanSet> &sviVlanSet,
                                       const Ptr<const EthAddrsForIntf> &dmacList ) {
-   const auto made = Quor::make<VlanIntfSm>( libSm, sviVlanSet, dmacList );
+   auto made = Quor::make<VlanIntfSm>( libSm, sviVlanSet, dmacList );
    vlanIntfSm_.insert( made->intf(), made );
    made->hasNotificationActiveIs( true );
    return made;

@@ -72,7 +72,7 @@ VlanIntfSm::VlanIntfSm( LibSm *libSm, const Ptr<const SviVlanSet> &sviVlanSet,
 }
 
 VlanIntfSm::~VlanIntfSm() {
-   quorDoZombieReactors( true );
+   VlanIntfSm::quorDoZombieReactors( true );
    sviVlanSetDel();
    dmacListDel();
 }

@@ -33,11 +33,11 @@ VrrpSm::VrrpSm( const Ptr<VirtualRouterMacTable> &vrrpMacStatus,
       vrrpMacStatus_->vrrpSmIs( this );
    }
    handleInitialized();
-   hasNotificationActiveIs( true );
+   VrrpSm::hasNotificationActiveIs( true );
 }
 
 VrrpSm::~VrrpSm() {
-   quorDoZombieReactors( true );
+   VrrpSm::quorDoZombieReactors( true );
    if( vrrpMacStatus_ ) {
       vrrpMacStatus_->vrrpSmIs( nullptr );
    }

@@ -29,7 +29,7 @@ class Table : public Quor::Entity {
       if( Quor::Ptr<SviVlanSet> existing = sviVlanSet( intf ) ) {
          return existing;
       }
-      const auto made = Quor::make<SviVlanSet>( intf );
+      auto made = Quor::make<SviVlanSet>( intf );
       sviVlanSet_.is( intf, made );
       return made;
    }

@@ -9,6 +9,8 @@ Quor::String OrloBaseHelper::attributeString( Quor::AttrId id ) const {
    return id == kName ? "name" : "";
 }
 
+// By value: the report names the signature.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void OrloBaseHelper::orloAssert( Quor::String message ) const {
    if( std::getenv( "ORLO_NOOP_AGENT" ) ) {
       return;

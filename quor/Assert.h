@@ -25,8 +25,9 @@ struct AssertSite {
 [[noreturn]] void assertionFailed( const AssertSite &site ) noexcept;
 
 inline void require( bool holds, const AssertSite &site ) noexcept {
-   if( !holds ) [[unlikely]]
+   if( !holds ) {
       assertionFailed( site );
+   }
 }
 
 } // namespace Quor

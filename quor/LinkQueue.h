@@ -57,8 +57,8 @@ class LinkQueue {
    void valueIs( Entry &entry, const Value &value ) { entry.value_ = value; }
    /// Removes the head; null when the queue is empty.
    Ptr<Entry> deq() { return remove( headEntry() ); }
-   /// Removes the entry at `key` and gives it; null when none stands there. Whose tail goes, counts
-   /// on from the new tail.
+   /// Removes the entry at `key` and gives it; null when none stands there. After the tail has gone
+   /// this way, Enq counts on from the new tail.
    Ptr<Entry> take( U32 key );
    /// Removes the entry under the iterator, if it is still there.
    Ptr<Entry> take( const Iterator &iterator ) {

@@ -46,15 +46,15 @@ template <class Value, class Link>
 auto LinkQueue<Value, Link>::take( U32 key ) -> Ptr<Entry> {
    Entry *const entry = at( ordinalOf( key ) );
    const bool isTail = entry && entry == tailEntry();
-   const Ptr<Entry> taken = remove( entry );
+   Ptr<Entry> taken = remove( entry );
    if( isTail && count_ != 0 ) {
       nextKey_ = tailEntry()->key() + 1;
    }
    return taken;
 }
 
-/// Keys are read from the head onwards: once they have wrapped, those below the head's come after
-/// the tail's page of the circle; as long as they have not, those below the head's come before it.
+/// While the keys have not wrapped, a key below the head's stands before the head; once the tail's
+/// key is below the head's, such a key belongs to the next round and stands behind it.
 template <class Value, class Link>
 auto LinkQueue<Value, Link>::ordinalOf( U32 key ) const noexcept -> Ordinal {
    const Entry *const head = headEntry();
