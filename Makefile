@@ -1,0 +1,38 @@
+# make run    sets up, builds, and shows the main job with real VRRP daemons in private network namespaces
+# make test   sets up, builds, and runs every test
+# The rest: make help
+.DEFAULT_GOAL := help
+.PHONY: help setup build build-sanitize run test lint format clean
+
+help:
+	@echo "make run               set up, build, and watch the main job: real VRRP daemons, real kernel,"
+	@echo "                       pairs appearing in the hardware table"
+	@echo "make run CONFIG=FILE   set up, build, and run the agent on your own configuration"
+	@echo "make test              set up, build, and run every test; ends with one line of totals"
+	@echo "make lint              format, static analysis, warnings as errors with g++ and clang++"
+	@echo "make format            lay the code out as make lint wants it"
+	@echo "make build | clean     only build (build/release) | remove everything built"
+
+setup:
+	@scripts/setup
+
+build: setup
+	@scripts/build release
+
+build-sanitize: setup
+	@scripts/build sanitize
+
+run: build
+	@scripts/demo $(CONFIG)
+
+test: build build-sanitize
+	@scripts/test release sanitize
+
+lint: build
+	@scripts/lint
+
+format:
+	@git ls-files --cached --others --exclude-standard '*.h' '*.ipp' '*.cpp' | xargs clang-format -i
+
+clean:
+	rm -rf build

@@ -1,0 +1,303 @@
+#include "agent/Configuration.h"
+
+#include "agent/FileDescriptor.h"
+#include "agent/JsonText.h"
+#include "agent/Pair.h"
+#include "agent/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fcntl.h>
+#include <initializer_list>
+#include <map>
+#include <optional>
+#include <utility>
+
+namespace OrloAgent {
+
+namespace {
+
+using Json = nlohmann::json;
+using Quor::U16;
+using Quor::U32;
+using Quor::U64;
+
+constexpr std::size_t kMostBytes = 4 << 20;
+constexpr std::size_t kLongestPath = 4095; // PATH_MAX without its zero byte, linux/limits.h
+
+std::string lower( std::string_view text ) {
+   std::string result( text );
+   std::transform( result.begin(), result.end(), result.begin(),
+                   []( char c ) { return c >= 'A' && c <= 'Z' ? static_cast<char>( c | 32 ) : c; } );
+   return result;
+}
+
+/// How many letters have to be put in, left out or changed to turn one word into the other.
+std::size_t distance( std::string_view a, std::string_view b ) {
+   std::vector<std::size_t> row( b.size() + 1 );
+   for( std::size_t j = 0; j < row.size(); ++j ) {
+      row[ j ] = j;
+   }
+   for( std::size_t i = 1; i <= a.size(); ++i ) {
+      std::size_t diagonal = std::exchange( row[ 0 ], i );
+      for( std::size_t j = 1; j <= b.size(); ++j ) {
+         const std::size_t changed = diagonal + ( a[ i - 1 ] == b[ j - 1 ] ? 0 : 1 );
+         diagonal = row[ j ];
+         row[ j ] = std::min( { row[ j ] + 1, row[ j - 1 ] + 1, changed } );
+      }
+   }
+   return row.back();
+}
+
+using Names = std::initializer_list<const char *>;
+
+std::string listed( Names names ) {
+   std::string text;
+   for( const char *name : names ) {
+      text += ( text.empty() ? "\"" : ", \"" ) + std::string( name ) + "\"";
+   }
+   return text;
+}
+
+std::string suggestion( std::string_view word, Names names ) {
+   constexpr std::size_t kLongestName = 40;
+   if( word.size() > kLongestName ) {
+      return {};
+   }
+   const auto nearest = std::min_element( names.begin(), names.end(), [ & ]( auto a, auto b ) {
+      return distance( lower( word ), lower( a ) ) < distance( lower( word ), lower( b ) );
+   } );
+   const bool near = distance( lower( word ), lower( *nearest ) ) <= 2;
+   return near ? "did you mean \"" + std::string( *nearest ) + "\"? " : std::string();
+}
+
+/// One value of the document, and where it stands. Everything it cannot give it answers with an error
+/// that says what is allowed there.
+class Place {
+ public:
+   Place( const std::string &file, const Json &value, std::string pointer = {} )
+         : file_( file ), value_( value ), pointer_( std::move( pointer ) ) {}
+
+   const std::string &pointer() const { return pointer_; }
+
+   [[noreturn]] void refuse( const std::string &why ) const {
+      throw ConfigurationError( file_ + ": " + ( pointer_.empty() ? "the document" : pointer_ ) +
+                                ": " + shortJson( value_ ) + ": " + why );
+   }
+
+   /// This is an object that has no other members than these.
+   void needObject( Names allowed ) const {
+      if( !value_.is_object() ) {
+         refuse( "must be an object with " + listed( allowed ) );
+      }
+      for( const auto &[ name, value ] : value_.items() ) {
+         if( std::find( allowed.begin(), allowed.end(), name ) == allowed.end() ) {
+            Place( file_, value, memberPointer( pointer_, name ) )
+                  .refuse( "unknown member; " + suggestion( name, allowed ) + "allowed are " +
+                           listed( allowed ) );
+         }
+      }
+   }
+
+   Place need( const char *name, const std::string &allowed ) const {
+      if( const std::optional<Place> member = find( name ) ) {
+         return *member;
+      }
+      throw ConfigurationError( file_ + ": " + memberPointer( pointer_, name ) +
+                                ": missing: must be " + allowed );
+   }
+
+   std::optional<Place> find( const char *name ) const {
+      const auto at = value_.find( name );
+      return at == value_.end()
+                   ? std::nullopt
+                   : std::optional<Place>( std::in_place, file_, *at, memberPointer( pointer_, name ) );
+   }
+
+   std::vector<Place> items( const std::string &allowed ) const {
+      if( !value_.is_array() ) {
+         refuse( "must be " + allowed );
+      }
+      std::vector<Place> places;
+      for( const Json &item : value_ ) {
+         places.emplace_back( file_, item, pointer_ + "/" + std::to_string( places.size() ) );
+      }
+      return places;
+   }
+
+   /// A whole number, however it is written: 10, 10.0 and 1e1 are the same number in JSON.
+   U64 number( U64 least, U64 most, const std::string &allowed ) const {
+      std::optional<U64> number;
+      if( value_.is_number_unsigned() ) {
+         number = value_.get<U64>();
+      } else if( value_.is_number_integer() ) { // has a minus sign, also "-0"
+         number = value_.get<std::int64_t>() == 0 ? std::optional<U64>( 0 ) : std::nullopt;
+      } else if( value_.is_number_float() ) {
+         const double wide = value_.get<double>();
+         if( wide >= 0 && wide <= static_cast<double>( most ) && std::floor( wide ) == wide ) {
+            number = static_cast<U64>( wide );
+         }
+      }
+      if( !number || *number < least || *number > most ) {
+         refuse( "must be " + allowed );
+      }
+      return *number;
+   }
+
+   const std::string &text( const std::string &allowed ) const {
+      if( !value_.is_string() ) {
+         refuse( "must be " + allowed );
+      }
+      return value_.get_ref<const std::string &>();
+   }
+
+ private:
+   const std::string &file_;
+   const Json &value_;
+   std::string pointer_;
+};
+
+/// Who has which VLAN and which name so far.
+class Taken {
+ public:
+   Bridging::VlanId vlan( const Place &place ) {
+      const Bridging::VlanId vlan( static_cast<U16>(
+            place.number( kFirstVlan, kLastVlan, "a VLAN number, 1 to 4094" ) ) );
+      const auto [ other, isNew ] = vlans_.emplace( vlan, place.pointer() );
+      if( !isNew ) {
+         place.refuse( "this VLAN stands at " + other->second +
+                       " already; must be a VLAN of its own: a VLAN belongs to one interface" );
+      }
+      return vlan;
+   }
+
+   Pelmo::IntfId name( const Place &place ) {
+      const char *const allowed = "an interface name: 1 to 15 printable ASCII characters other than "
+                                  "blank, '/' and ':', neither \".\" nor \"..\"";
+      const std::string &name = place.text( allowed );
+      const bool printable = std::all_of( name.begin(), name.end(), []( char c ) {
+         return c > ' ' && c < '\x7f' && c != '/' && c != ':';
+      } );
+      if( name.empty() || name.size() > Pelmo::IntfId::kMaxLength || !printable || name == "." ||
+          name == ".." ) {
+         place.refuse( std::string( "must be " ) + allowed );
+      }
+      const Pelmo::IntfId intf( name );
+      const auto [ other, isNew ] = names_.emplace( intf, place.pointer() );
+      if( !isNew ) {
+         place.refuse( "this interface stands at " + other->second +
+                       " already; must be an interface of its own" );
+      }
+      return intf;
+   }
+
+ private:
+   std::map<Bridging::VlanId, std::string> vlans_; // and the place of the first
+   std::map<Pelmo::IntfId, std::string> names_;
+};
+
+HardwareConfiguration readHardware( const Place &place ) {
+   place.needObject( { "kind", "indexes", "path" } );
+   HardwareConfiguration hardware;
+
+   const char *const kinds = "\"memory\"";
+   const Place kind = place.need( "kind", kinds );
+   if( kind.text( kinds ) != "memory" ) {
+      kind.refuse( std::string( "must be " ) + kinds );
+   }
+
+   const std::string indexes = "a number of indexes, 0 to " + std::to_string( kMostIndexes );
+   hardware.indexes =
+         static_cast<U32>( place.need( "indexes", indexes ).number( 0, kMostIndexes, indexes ) );
+
+   const char *const paths = "an absolute path: begins with '/', has at most 4095 bytes and no "
+                             "control characters";
+   const Place path = place.need( "path", paths );
+   hardware.path = path.text( paths );
+   const bool clean = std::none_of( hardware.path.begin(), hardware.path.end(), []( char c ) {
+      return static_cast<unsigned char>( c ) < ' ' || c == '\x7f';
+   } );
+   if( hardware.path.empty() || hardware.path.front() != '/' ||
+       hardware.path.size() > kLongestPath || !clean ) {
+      path.refuse( std::string( "must be " ) + paths );
+   }
+   return hardware;
+}
+
+InterfaceConfiguration readInterface( const Place &place, Taken &taken ) {
+   place.needObject( { "name", "vlan", "secondaryVlans" } );
+   InterfaceConfiguration interface;
+   interface.name = taken.name( place.need( "name", "an interface name" ) );
+   interface.vlan = taken.vlan( place.need( "vlan", "a VLAN number, 1 to 4094" ) );
+   if( const std::optional<Place> secondaries = place.find( "secondaryVlans" ) ) {
+      for( const Place &vlan : secondaries->items( "an array of VLAN numbers, 1 to 4094" ) ) {
+         interface.secondaryVlans.push_back( taken.vlan( vlan ) );
+      }
+   }
+   return interface;
+}
+
+} // namespace
+
+Configuration readConfiguration( std::string_view text, const std::string &file ) {
+   Json document;
+   try {
+      document = readJson( text );
+   } catch( const JsonError &error ) {
+      throw ConfigurationError( file + ": " + error.what() );
+   }
+   const Place top( file, document );
+   top.needObject( { "hardware", "interfaces" } );
+   Configuration configuration;
+   configuration.hardware = readHardware(
+         top.need( "hardware", "an object with \"kind\", \"indexes\", \"path\"" ) );
+   const char *const interfaces = "an array of interfaces";
+   Taken taken;
+   for( const Place &place : top.need( "interfaces", interfaces ).items( interfaces ) ) {
+      configuration.interfaces.push_back( readInterface( place, taken ) );
+   }
+   return configuration;
+}
+
+Configuration readConfigurationFile( const std::string &path ) {
+   const auto fail = [ &path ]( const std::string &doing ) {
+      throw ConfigurationError( path + ": cannot " + doing + ": " + std::strerror( errno ) );
+   };
+   const FileDescriptor fd( ::open( path.c_str(), O_RDONLY | O_CLOEXEC ) );
+   if( fd.get() < 0 ) {
+      fail( "open" );
+   }
+   std::string text;
+   std::array<char, 65536> part;
+   for( ;; ) {
+      const ssize_t count = ::read( fd.get(), part.data(), part.size() );
+      if( count < 0 && errno == EINTR ) {
+         continue;
+      }
+      if( count < 0 ) {
+         fail( "read" );
+      }
+      if( count == 0 ) {
+         return readConfiguration( text, path );
+      }
+      text.append( part.data(), static_cast<std::size_t>( count ) );
+      if( text.size() > kMostBytes ) {
+         throw ConfigurationError( path + ": larger than 4 MiB: no configuration is that long" );
+      }
+   }
+}
+
+std::string summary( const Configuration &configuration ) {
+   std::size_t vlans = 0;
+   for( const InterfaceConfiguration &interface : configuration.interfaces ) {
+      vlans += 1 + interface.secondaryVlans.size();
+   }
+   return counted( configuration.interfaces.size(), "interface", "interfaces" ) + ", " +
+          counted( vlans, "VLAN", "VLANs" ) + ", " +
+          counted( configuration.hardware.indexes, "memory index", "memory indexes" );
+}
+
+} // namespace OrloAgent

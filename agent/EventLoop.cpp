@@ -1,0 +1,122 @@
+#include "agent/EventLoop.h"
+
+#include <csignal>
+#include <cstdint>
+#include <sys/epoll.h>
+#include <system_error>
+#include <systemd/sd-event.h>
+#include <utility>
+
+namespace OrloAgent {
+
+namespace {
+
+int checked( int result, const char *doing ) {
+   if( result < 0 ) {
+      throw std::system_error( -result, std::generic_category(), doing );
+   }
+   return result;
+}
+
+} // namespace
+
+struct EventLoop::Subscription::State {
+   EventLoop *loop = nullptr;
+   Callback callback;
+   sd_event_source *source = nullptr;
+
+   ~State() { sd_event_source_disable_unref( source ); }
+
+   static int run( void *state ) noexcept {
+      State &self = *static_cast<State *>( state );
+      return self.loop->call( self );
+   }
+};
+
+EventLoop::Subscription::Subscription() noexcept = default;
+EventLoop::Subscription::Subscription( Subscription &&other ) noexcept = default;
+EventLoop::Subscription &
+EventLoop::Subscription::operator=( Subscription &&other ) noexcept = default;
+EventLoop::Subscription::~Subscription() = default;
+
+EventLoop::EventLoop() {
+   checked( sd_event_new( &event_ ), "cannot make an event loop" );
+}
+
+EventLoop::~EventLoop() {
+   sd_event_unref( event_ );
+}
+
+EventLoop::Subscription EventLoop::subscription( Callback callback ) {
+   Subscription made;
+   made.state_ = std::make_unique<Subscription::State>();
+   made.state_->loop = this;
+   made.state_->callback = std::move( callback );
+   return made;
+}
+
+EventLoop::Subscription EventLoop::onReadable( int fd, Callback callback ) {
+   Subscription made = subscription( std::move( callback ) );
+   checked( sd_event_add_io(
+                  event_, &made.state_->source, fd, EPOLLIN,
+                  []( sd_event_source *, int, std::uint32_t, void *state ) {
+                     return Subscription::State::run( state );
+                  },
+                  made.state_.get() ),
+            "cannot watch a socket" );
+   return made;
+}
+
+EventLoop::Subscription EventLoop::onSignal( int signal, Callback callback ) {
+   Subscription made = subscription( std::move( callback ) );
+   sigset_t blocked;
+   sigemptyset( &blocked );
+   sigaddset( &blocked, signal );
+   checked( -pthread_sigmask( SIG_BLOCK, &blocked, nullptr ), "cannot block a signal" );
+   checked( sd_event_add_signal(
+                  event_, &made.state_->source, signal,
+                  []( sd_event_source *, const signalfd_siginfo *, void *state ) {
+                     return Subscription::State::run( state );
+                  },
+                  made.state_.get() ),
+            "cannot watch a signal" );
+   return made;
+}
+
+EventLoop::Subscription EventLoop::after( std::chrono::microseconds delay, Callback callback ) {
+   Subscription made = subscription( std::move( callback ) );
+   checked( sd_event_add_time_relative(
+                  event_, &made.state_->source, CLOCK_MONOTONIC,
+                  static_cast<std::uint64_t>( delay.count() ), 1,
+                  []( sd_event_source *, std::uint64_t, void *state ) {
+                     return Subscription::State::run( state );
+                  },
+                  made.state_.get() ),
+            "cannot set a timer" );
+   return made;
+}
+
+int EventLoop::call( Subscription::State &state ) noexcept {
+   try {
+      const Callback callback = state.callback; // outlives a subscription that it ends itself
+      callback();
+   } catch( ... ) {
+      thrown_ = std::current_exception();
+      sd_event_exit( event_, 1 );
+   }
+   return 0;
+}
+
+void EventLoop::run() {
+   const int result = sd_event_loop( event_ );
+   if( thrown_ ) {
+      std::rethrow_exception( std::exchange( thrown_, nullptr ) );
+   }
+   checked( result, "the event loop failed" );
+}
+
+void EventLoop::stop() {
+   checked( sd_event_exit( event_, 0 ), "cannot end the event loop" );
+}
+
+} // namespace OrloAgent

@@ -1,0 +1,124 @@
+#include "agent/Report.h"
+
+#include "agent/Text.h"
+
+#include <algorithm>
+#include <ostream>
+
+namespace OrloAgent {
+
+namespace {
+
+using Quor::U32;
+using Quor::U64;
+
+std::string leftAligned( std::string text, std::size_t width ) {
+   text.resize( std::max( text.size(), width ), ' ' );
+   return text;
+}
+
+std::string rightAligned( const std::string &text, std::size_t width ) {
+   return std::string( width - std::min( width, text.size() ), ' ' ) + text;
+}
+
+std::string indexText( const TableRow &row ) {
+   if( row.index ) {
+      return std::to_string( *row.index );
+   }
+   return row.place ? "line " + std::to_string( *row.place ) : "-";
+}
+
+std::string intfText( const TableRow &row ) {
+   return row.intf.empty() ? "-" : std::string( row.intf.name() );
+}
+
+const char *yesOrNo( bool value ) {
+   return value ? "yes" : "no";
+}
+
+} // namespace
+
+void Report::line( const char *what, const std::string &rest ) {
+   out_ << leftAligned( what, 12 ) + rest + "\n";
+}
+
+void Report::pairLine( const char *what, const Pair &pair, const std::string &rest ) {
+   line( what, "VLAN " + valueToStrep( pair.vlanId() ) + "  " + valueToStrep( pair.mac() ) + "  " +
+                     rest );
+}
+
+void Report::ready( U32 indexes, U64 adopted, U64 programmed, U64 waiting ) {
+   out_ << "ready: " + counted( indexes, "index", "indexes" ) + ", " + std::to_string( adopted ) +
+                 " adopted, " + counted( programmed, "pair", "pairs" ) + " programmed, " +
+                 std::to_string( waiting ) + " waiting\n";
+}
+
+void Report::published( const Record &record, const std::string &device ) {
+   line( "published", valueToStrep( record.intf() ) + "  " + valueToStrep( record.mac() ) +
+                            "  from " + device );
+}
+
+void Report::withdrawn( const Record &record, const std::string &device,
+                        const std::string &reason ) {
+   line( "withdrawn", valueToStrep( record.intf() ) + "  " + valueToStrep( record.mac() ) + "  " +
+                            device + ": " + reason );
+}
+
+void Report::adopted( const Pair &pair, U32 index ) {
+   pairLine( "adopted", pair, "index " + std::to_string( index ) );
+}
+
+void Report::programmed( const Pair &pair, U32 index ) {
+   pairLine( "programmed", pair, "index " + std::to_string( index ) );
+}
+
+void Report::removed( const Pair &pair, U32 index ) {
+   pairLine( "removed", pair, "index " + std::to_string( index ) );
+}
+
+void Report::waiting( const Pair &pair, U32 place ) {
+   pairLine( "waiting", pair, "place " + std::to_string( place ) );
+}
+
+void Report::left( const Pair &pair ) {
+   pairLine( "left", pair, "no longer waits" );
+}
+
+void Report::overrun() {
+   line( "overrun", "the kernel dropped messages; reading everything again" );
+}
+
+void Report::table( TableOfPairs table ) {
+   std::sort( table.rows.begin(), table.rows.end(), []( const TableRow &a, const TableRow &b ) {
+      return a.pair != b.pair ? a.pair < b.pair : a.index < b.index;
+   } );
+   std::size_t intfWidth = 9;
+   std::size_t indexWidth = 7;
+   std::size_t wanted = 0;
+   std::size_t programmed = 0;
+   for( const TableRow &row : table.rows ) {
+      intfWidth = std::max( intfWidth, intfText( row ).size() );
+      indexWidth = std::max( indexWidth, indexText( row ).size() );
+      wanted += row.wanted ? 1 : 0;
+      programmed += row.programmed ? 1 : 0;
+   }
+   const auto row = [ & ]( const std::string &vlan, const std::string &mac, const std::string &intf,
+                           const std::string &index, const std::string &isWanted,
+                           const std::string &isProgrammed ) {
+      out_ << rightAligned( vlan, 4 ) + "  " + leftAligned( mac, 17 ) + "  " +
+                    leftAligned( intf, intfWidth ) + "  " +
+                    leftAligned( index, indexWidth ) + "  " + leftAligned( isWanted, 6 ) +
+                    "  " + isProgrammed + "\n";
+   };
+   row( "VLAN", "MAC", "INTERFACE", "INDEX", "WANTED", "PROGRAMMED" );
+   for( const TableRow &one : table.rows ) {
+      row( valueToStrep( one.pair.vlanId() ), valueToStrep( one.pair.mac() ), intfText( one ),
+           indexText( one ), yesOrNo( one.wanted ), yesOrNo( one.programmed ) );
+   }
+   out_ << counted( wanted, "pair", "pairs" ) + " wanted, " + std::to_string( programmed ) +
+                 " programmed, " + std::to_string( table.waiting ) + " waiting; " +
+                 std::to_string( table.indexesUsed ) + " of " + std::to_string( table.indexes ) +
+                 " indexes used\n";
+}
+
+} // namespace OrloAgent

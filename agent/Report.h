@@ -1,0 +1,67 @@
+// What the agent says on standard output: a line for every change, and the table.
+#ifndef ORLOAGENT_REPORT_H
+#define ORLOAGENT_REPORT_H
+
+#include "agent/Pair.h"
+#include "pelmo/IntfId.h"
+#include "platform/VirtualRouterMac.h"
+#include "quor/Types.h"
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace OrloAgent {
+
+/// One line of the table.
+struct TableRow {
+   Pair pair;
+   Pelmo::IntfId intf;               ///< the VLAN's interface; empty when the VLAN has none
+   std::optional<Quor::U32> index;   ///< the hardware slot
+   std::optional<Quor::U32> place;   ///< in the line of those that wait; 1 is next
+   bool wanted = false;
+   bool programmed = false;          ///< the hardware has it, as read from there
+};
+
+/// The whole table, with what its last line counts.
+struct TableOfPairs {
+   std::vector<TableRow> rows;
+   Quor::U32 waiting = 0;
+   Quor::U32 indexesUsed = 0;
+   Quor::U32 indexes = 0;
+};
+
+/// Writes whole lines to a stream that is not its own. First word: what happened; scripts may rely on it.
+class Report {
+ public:
+   using Record = Routing::Fhrp::VirtualRouterMac;
+
+   explicit Report( std::ostream &out ) : out_( out ) {}
+
+   /// The start-up pass is over: `adopted` pairs were in the hardware and stay, `programmed` ones are new.
+   void ready( Quor::U32 indexes, Quor::U64 adopted, Quor::U64 programmed, Quor::U64 waiting );
+   void published( const Record &record, const std::string &device );
+   void withdrawn( const Record &record, const std::string &device, const std::string &reason );
+   void adopted( const Pair &pair, Quor::U32 index );
+   void programmed( const Pair &pair, Quor::U32 index );
+   void removed( const Pair &pair, Quor::U32 index );
+   /// Begins to wait, at this place in the line.
+   void waiting( const Pair &pair, Quor::U32 place );
+   /// Has waited, and is not wanted any more.
+   void left( const Pair &pair );
+   void overrun();
+
+   /// Sorts the rows by VLAN, then by MAC.
+   void table( TableOfPairs table );
+
+ private:
+   void pairLine( const char *what, const Pair &pair, const std::string &rest );
+   void line( const char *what, const std::string &rest );
+
+   std::ostream &out_;
+};
+
+} // namespace OrloAgent
+
+#endif

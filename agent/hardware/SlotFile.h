@@ -1,0 +1,85 @@
+// The memory hardware: a table of numbered slots in a file that outlives the process.
+//
+// Format, version 1, in the byte order of the machine that wrote it (the magic number tells):
+//
+//    offset   bytes
+//    0        8      magic number
+//    8        8      version
+//    16       8      number of slots, low half; its check, high half
+//    24       8      number of slot writes since the file was made
+//    32       32     zero
+//    64       8 n    the slots: 0 is free; used is 0xA in the top 4 bits, 12 bits of VLAN, 48 bits of MAC
+//
+// A slot is one 64-bit word, written in one store: a process that is killed at any instant leaves each slot
+// either as it was or as it was to be. The number of slots changes in one store as well, the file is
+// always at least as long as that number says. So what is found broken was broken by somebody else.
+#ifndef ORLOAGENT_HARDWARE_SLOTFILE_H
+#define ORLOAGENT_HARDWARE_SLOTFILE_H
+
+#include "agent/FileDescriptor.h"
+#include "agent/hardware/HardwareWatcher.h"
+#include "quor/Types.h"
+
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace OrloAgent {
+
+/// The table cannot be used; what() says why and what to do.
+class HardwareError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
+/// Belongs to one process at a time (flock(2)). Writes go to the page cache: they survive the process, not
+/// a crash of the machine. Somebody who truncates the file under a running agent stops it.
+class SlotFile {
+ public:
+   /// Hears what the administrator has to know of a file that was not as it should be.
+   using Notice = std::function<void( const std::string & )>;
+
+   /// Opens the table at `path` with `count` slots, or makes an empty one. With another count than before it
+   /// keeps what is in slots below `count`. A file that is no such table, or a broken one, or of another
+   /// version, is renamed to PATH.aside-1 (up to 9, which is then overwritten) and replaced by an empty
+   /// table. Throws HardwareError, also when another process has the table, or the disk is full.
+   SlotFile( const std::string &path, Quor::U32 count, const Notice &notice );
+   ~SlotFile();
+   SlotFile( const SlotFile & ) = delete;
+   SlotFile &operator=( const SlotFile & ) = delete;
+
+   Quor::U32 count() const noexcept { return count_; }
+   /// How often a slot has been written or freed since the file was made; all processes together.
+   Quor::U64 writes() const noexcept;
+
+   // `index` is less than count().
+   /// Nothing when the slot is free. The VLAN is 0 to 4095; nothing is known of the MAC.
+   std::optional<Pair> slot( Quor::U32 index ) const noexcept;
+   /// Puts the pair into the slot, whatever was there. Of the VLAN the low 12 bits count.
+   void slotIs( Quor::U32 index, const Pair &pair ) noexcept;
+   /// Frees the slot.
+   void slotDel( Quor::U32 index ) noexcept;
+
+ private:
+   void openLocked();
+   /// What is wrong with the file; empty when it is a table, or nothing yet.
+   std::string flaw() const;
+   void setAside( const std::string &flaw, const Notice &notice );
+   void make();
+   void resize( const Notice &notice );
+   void allocate( Quor::U32 count );
+   void map( Quor::U32 count );
+   void unmap() noexcept;
+   [[noreturn]] void fail( const std::string &doing, int error, const std::string &advice = {} ) const;
+
+   const std::string path_;
+   const Quor::U32 count_;
+   FileDescriptor file_;
+   Quor::U64 *words_ = nullptr; // the mapped file
+   std::size_t bytes_ = 0;      // of it
+};
+
+} // namespace OrloAgent
+
+#endif
