@@ -10,10 +10,9 @@
 #ifndef QUOR_HASHMAP_H
 #define QUOR_HASHMAP_H
 
-#include "quor/PtrInterface.h"
+#include "quor/CountedEntry.h"
+#include "quor/PinnedIterator.h"
 #include "quor/Strep.h"
-
-#include <iterator>
 
 namespace Quor {
 
@@ -27,7 +26,7 @@ template <class Key, class Value>
 class HashMap {
  public:
    class Entry;
-   class Iterator;
+   using Iterator = PinnedIterator<HashMap>;
 
    explicit HashMap( const PtrInterface *owner ) noexcept : owner_( owner ) {}
    HashMap( const HashMap & ) = delete;
@@ -67,6 +66,7 @@ class HashMap {
    const PtrInterface *owner() const noexcept { return owner_; }
 
  private:
+   friend Iterator;
    using Chain = Entry *;
    static constexpr U32 kMostBits = 31;
 
@@ -89,68 +89,22 @@ class HashMap {
    U32 size_ = 0;
 };
 
-/// A key with its value. The map holds one reference; who else holds an entry can read it after it
-/// has been removed.
+/// A key with its value.
 template <class Key, class Value>
-class HashMap<Key, Value>::Entry {
+class HashMap<Key, Value>::Entry : public CountedEntry<Entry> {
  public:
    const Key &key() const noexcept { return key_; }
    const Value &value() const noexcept { return value_; }
-   /// The map has not removed it.
-   bool isMember() const noexcept { return member_; }
-
-   void referenceNew() const noexcept { references_.up(); }
-   void referenceDel() const noexcept {
-      if( references_.down() ) {
-         delete this;
-      }
-   }
 
  private:
    friend class HashMap;
    Entry( U32 hash, const Key &key, const Value &value )
          : hash_( hash ), key_( key ), value_( value ) {}
 
-   Entry *next_ = nullptr;
-   mutable RefCount references_;
    U32 hash_;
+   Entry *next_ = nullptr;
    const Key key_;
    Value value_;
-   bool member_ = true;
-};
-
-/// Walks the entries in order. Keeps its entry and the owner of the map alive. The map may change
-/// under the walk: an entry that was removed is not visited, none is visited twice, none that was
-/// there throughout is missed; when the current entry has been removed the walk goes on at the
-/// first one above it.
-template <class Key, class Value>
-class HashMap<Key, Value>::Iterator {
- public:
-   using value_type = Entry;
-   using difference_type = std::ptrdiff_t;
-
-   Iterator() = default;
-
-   const Entry &operator*() const noexcept { return *entry_; }
-   const Entry *operator->() const noexcept { return entry_.get(); }
-   Iterator &operator++() {
-      entry_ = Ptr<Entry>::share( map_->after( *entry_ ) );
-      return *this;
-   }
-   void operator++( int ) { ++*this; }
-   bool operator==( std::default_sentinel_t ) const noexcept { return !entry_; }
-
-   bool isMemberOf( const Key &key ) const noexcept { return map_->isMemberOf( key ); }
-
- private:
-   friend class HashMap;
-   Iterator( const HashMap *map, Ptr<Entry> entry )
-         : map_( map ), owner_( Ptr<const PtrInterface>::share( map->owner_ ) ),
-           entry_( std::move( entry ) ) {}
-
-   const HashMap *map_ = nullptr;
-   Ptr<const PtrInterface> owner_;
-   Ptr<Entry> entry_;
 };
 
 } // namespace Quor

@@ -76,7 +76,7 @@ auto HashMap<Key, Value>::remove( Entry *entry ) noexcept -> Ptr<Entry> {
    }
    *place( entry->hash_, entry->key_ ) = entry->next_;
    entry->next_ = nullptr;
-   entry->member_ = false;
+   entry->removed();
    --size_;
    return Ptr<Entry>::adopt( entry );
 }
@@ -111,7 +111,7 @@ template <class Key, class Value>
 auto HashMap<Key, Value>::after( const Entry &entry ) const noexcept -> Entry * {
    const U32 home = bucket( entry.hash_ );
    Entry *next = entry.next_;
-   if( !entry.member_ ) {
+   if( !entry.isMember() ) {
       next = *const_cast<HashMap *>( this )->place( entry.hash_, entry.key_ );
       if( next && next->key_ == entry.key_ ) { // came back meanwhile, and has been visited
          next = next->next_;

@@ -2,11 +2,11 @@
 #ifndef QUOR_LINKQUEUE_H
 #define QUOR_LINKQUEUE_H
 
-#include "quor/PtrInterface.h"
+#include "quor/CountedEntry.h"
+#include "quor/PinnedIterator.h"
 
 #include <array>
 #include <bit>
-#include <iterator>
 #include <memory>
 #include <unordered_map>
 
@@ -28,7 +28,7 @@ template <class Value, class Link = NoLink>
 class LinkQueue {
  public:
    class Entry;
-   class Iterator;
+   using Iterator = PinnedIterator<LinkQueue>;
 
    explicit LinkQueue( const PtrInterface *owner ) noexcept : owner_( owner ) {}
    LinkQueue( const LinkQueue & ) = delete;
@@ -76,6 +76,7 @@ class LinkQueue {
    }
 
  private:
+   friend Iterator;
    /// A position on a line that does not wrap; its low 32 bits are the position key.
    using Ordinal = U64;
    static constexpr U32 kPage = 64;
@@ -101,7 +102,7 @@ class LinkQueue {
    Page &pageNew( Ordinal ordinal );
    void pageDel( Page *page ) noexcept;
    Entry *at( Ordinal ordinal ) const noexcept;
-   Entry *after( Ordinal ordinal ) const noexcept;
+   Entry *after( const Entry &entry ) const noexcept;
    Ptr<Entry> add( Ordinal ordinal, const Value &value );
    Ptr<Entry> remove( Entry *entry ) noexcept;
 
@@ -113,66 +114,23 @@ class LinkQueue {
    U32 nextKey_ = 0;
 };
 
-/// A value with its position key. The queue holds one reference; who else holds an entry can read
-/// it after it has been removed.
+/// A value with its position key.
 template <class Value, class Link>
-class LinkQueue<Value, Link>::Entry {
+class LinkQueue<Value, Link>::Entry : public CountedEntry<Entry> {
  public:
    U32 key() const noexcept { return static_cast<U32>( ordinal_ ); }
    const Value &value() const noexcept { return value_; }
-   /// The queue has not removed it.
-   bool isMember() const noexcept { return member_; }
    /// Of two entries of a queue, the one nearer to the head.
    bool isOlderThan( const Entry &other ) const noexcept { return ordinal_ < other.ordinal_; }
    Link &link() noexcept { return link_; }
-
-   void referenceNew() const noexcept { references_.up(); }
-   void referenceDel() const noexcept {
-      if( references_.down() ) {
-         delete this;
-      }
-   }
 
  private:
    friend class LinkQueue;
    Entry( U64 ordinal, const Value &value ) : ordinal_( ordinal ), value_( value ) {}
 
    U64 ordinal_;
-   mutable RefCount references_;
    Value value_;
-   bool member_ = true;
    [[no_unique_address]] Link link_;
-};
-
-/// Walks from head to tail. Keeps its entry and the owner of the queue alive. The queue may change
-/// under the walk: no removed entry is visited, none twice, none that was there throughout is
-/// missed.
-template <class Value, class Link>
-class LinkQueue<Value, Link>::Iterator {
- public:
-   using value_type = Entry;
-   using difference_type = std::ptrdiff_t;
-
-   Iterator() = default;
-
-   const Entry &operator*() const noexcept { return *entry_; }
-   const Entry *operator->() const noexcept { return entry_.get(); }
-   Iterator &operator++() {
-      entry_ = Ptr<Entry>::share( queue_->after( entry_->ordinal_ ) );
-      return *this;
-   }
-   void operator++( int ) { ++*this; }
-   bool operator==( std::default_sentinel_t ) const noexcept { return !entry_; }
-
- private:
-   friend class LinkQueue;
-   Iterator( const LinkQueue *queue, Ptr<Entry> entry )
-         : queue_( queue ), owner_( Ptr<const PtrInterface>::share( queue->owner_ ) ),
-           entry_( std::move( entry ) ) {}
-
-   const LinkQueue *queue_ = nullptr;
-   Ptr<const PtrInterface> owner_;
-   Ptr<Entry> entry_;
 };
 
 } // namespace Quor

@@ -111,8 +111,8 @@ auto LinkQueue<Value, Link>::at( Ordinal ordinal ) const noexcept -> Entry * {
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::after( Ordinal ordinal ) const noexcept -> Entry * {
-   const Ordinal next = ordinal + 1;
+auto LinkQueue<Value, Link>::after( const Entry &entry ) const noexcept -> Entry * {
+   const Ordinal next = entry.ordinal_ + 1;
    const Page *home = page( next );
    if( home ) {
       const U64 rest = home->occupied >> ( next % kPage );
@@ -121,7 +121,7 @@ auto LinkQueue<Value, Link>::after( Ordinal ordinal ) const noexcept -> Entry * 
       }
       home = home->behind;
    } else {
-      home = page( ordinal );
+      home = page( entry.ordinal_ );
       home = home ? home->behind : head_;
       while( home && home->number < next / kPage ) {
          home = home->behind;
@@ -151,7 +151,7 @@ auto LinkQueue<Value, Link>::remove( Entry *entry ) noexcept -> Ptr<Entry> {
    if( home->occupied == 0 ) {
       pageDel( home );
    }
-   entry->member_ = false;
+   entry->removed();
    --count_;
    return Ptr<Entry>::adopt( entry );
 }
