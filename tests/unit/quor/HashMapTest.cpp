@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <map>
 
 namespace Quor {
@@ -258,12 +259,48 @@ TEST( HashMap, AgreesWithASortedMapThroughLongHistories ) {
             ASSERT_EQ( shelf->map.value( key ), present ? known->second : 0 ) << key;
          }
          ASSERT_EQ( shelf->map.size(), model.size() );
+         const Shelf::Map::Iterator front = shelf->map.begin();
+         ASSERT_EQ( front == shelf->map.end(), model.empty() );
+         ASSERT_TRUE( model.empty() || front->key() == model.begin()->first );
          if( step % 50 == 0 ) {
             ASSERT_EQ( shelf->content(), contentOf( model ) ) << "step " << step;
          }
       }
       EXPECT_EQ( shelf->content(), contentOf( model ) );
    }
+}
+
+TEST( HashMap, BeginsAtTheFirstEntryWhateverWasAddedAndRemovedBeforeIt ) {
+   const Ptr<Shelf> shelf = make<Shelf>();
+   const auto front = [&] { return shelf->map.begin()->key().number; };
+   shelf->map.set( kFar, 0 );
+   EXPECT_EQ( front(), 3u );
+   shelf->map.set( kTwo, 0 ); // grows
+   EXPECT_EQ( front(), 2u );
+   shelf->map.set( kOne, 0 );
+   EXPECT_EQ( front(), 1u );
+   shelf->map.take( kOne );
+   shelf->map.take( kTwo );
+   EXPECT_EQ( front(), 3u );
+   shelf->map.set( kTwo, 0 );
+   EXPECT_EQ( front(), 2u );
+   shelf->map.clear();
+   EXPECT_TRUE( shelf->map.begin() == shelf->map.end() );
+   shelf->map.set( kOne, 0 );
+   EXPECT_EQ( front(), 1u );
+}
+
+TEST( HashMap, IsEmptiedFromTheFrontInTimeThatGrowsWithItsSizeOnly ) {
+   const Ptr<Shelf> shelf = make<Shelf>();
+   Dice dice( 11 );
+   for( U32 number = 0; number < 1u << 17; ++number ) {
+      shelf->map.set( { dice.any(), number }, 0 );
+   }
+   const std::clock_t before = std::clock();
+   while( shelf->map.take( shelf->map.begin() ) ) {
+   }
+   EXPECT_EQ( shelf->map.size(), 0u );
+   EXPECT_LT( std::clock() - before, CLOCKS_PER_SEC ); // seconds if it looked at all the buckets
 }
 
 TEST( HashMap, TheOrderDependsOnTheContentAloneNotOnItsHistory ) {
