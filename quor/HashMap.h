@@ -61,6 +61,8 @@ class HashMap {
 
    Iterator begin() const { return Iterator( this, Ptr<Entry>::share( first( 0 ) ) ); }
    std::default_sentinel_t end() const noexcept { return {}; }
+   /// At the first entry that does not come before `key`, whether that is there or not.
+   Iterator iteratorFrom( const Key &key ) const;
 
  protected:
    const PtrInterface *owner() const noexcept { return owner_; }
