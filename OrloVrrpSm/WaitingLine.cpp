@@ -58,8 +58,9 @@ void WaitingLine::indexDel( Entry &entry ) noexcept {
       youngest_.erase( found );
       return;
    }
-   Entry *older = found->second; // one step when the oldest goes, as it does from the head
-   while( older->link().younger != &entry && older != &entry ) {
+   // One step when the oldest goes, as it does from the head of the line.
+   Entry *older = found->second == &entry ? younger : found->second;
+   while( older->link().younger != &entry ) {
       older = older->link().younger;
    }
    older->link().younger = younger;

@@ -7,24 +7,34 @@ namespace Quor::Rows {
 void needKnownArguments( const GenericList &list, std::span<const std::string_view> names,
                          std::size_t most, std::string_view whose ) {
    const auto known = names.first( most );
-   const auto isKnown = [&]( const GenericList::Element &element ) {
-      return element.name.empty() ||
-             std::find( known.begin(), known.end(), element.name ) != known.end();
-   };
-   if( list.elements().size() > most ||
-       !std::all_of( list.elements().begin(), list.elements().end(), isKnown ) ) {
-      throw UnknownArgumentException( whose );
+   std::vector<bool> isGiven( most );
+   for( std::size_t i = 0; i < list.elements().size(); ++i ) {
+      const String &name = list.elements()[i].name;
+      const auto place =
+            name.empty() ? i
+                         : static_cast<std::size_t>( std::find( known.begin(), known.end(), name ) -
+                                                     known.begin() );
+      if( place >= most || isGiven[place] ) {
+         throw UnknownArgumentException( whose );
+      }
+      isGiven[place] = true;
    }
 }
 
-GenericIf *argument( const GenericList &list, std::string_view name, std::size_t place ) {
+const GenericList::Element *elementFor( const GenericList &list, std::string_view name,
+                                        std::size_t place ) {
    for( std::size_t i = 0; i < list.elements().size(); ++i ) {
       const GenericList::Element &element = list.elements()[i];
       if( element.name.empty() ? i == place : element.name == name ) {
-         return element.value.get();
+         return &element;
       }
    }
    return nullptr;
+}
+
+GenericIf *argument( const GenericList &list, std::string_view name, std::size_t place ) {
+   const GenericList::Element *const element = elementFor( list, name, place );
+   return element ? element->value.get() : nullptr;
 }
 
 std::vector<std::string_view> parameterNames( const Type &type ) {

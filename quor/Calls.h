@@ -11,6 +11,9 @@
 namespace Quor::Rows {
 
 /// The element of this name, or without a name at this place; null when there is none.
+const GenericList::Element *elementFor( const GenericList &list, std::string_view name,
+                                        std::size_t place );
+/// Its value; null when there is no such element, or nothing in it.
 GenericIf *argument( const GenericList &list, std::string_view name, std::size_t place );
 
 template <auto F, std::size_t... I>
@@ -31,7 +34,7 @@ template <auto F>
 inline constexpr std::size_t kArity = std::tuple_size_v<ArgumentsOf<F>>;
 
 /// UnknownArgumentException naming `whose` unless every element of the list is one of the first
-/// `most` names, or stands in one of the first `most` places.
+/// `most` names, or stands in one of the first `most` places, and none is given twice.
 void needKnownArguments( const GenericList &list, std::span<const std::string_view> names,
                          std::size_t most, std::string_view whose );
 
@@ -97,8 +100,8 @@ Ptr<GenericIf> constructValue( const GenericList &parameters ) {
    needKnownArguments( parameters, names, names.size(), type.shortName() );
    const Ptr<GenericIf> made = genericIf( T{} );
    for( std::size_t i = 0; i < names.size(); ++i ) {
-      if( GenericIf *const value = argument( parameters, names[i], i ) ) {
-         made->attributeOp( type.find( names[i] )->id, Op::set, nullptr, ptrTo( *value ) );
+      if( const GenericList::Element *const given = elementFor( parameters, names[i], i ) ) {
+         made->attributeOp( type.find( names[i] )->id, Op::set, nullptr, given->value );
       }
    }
    return made;

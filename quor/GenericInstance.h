@@ -80,6 +80,10 @@ struct TypeObject {
                                     bool isConst ) requires( !Describe<T>::type.isEntity ) {
       return type()->parse( text, isConst );
    }
+   static Ptr<GenericIf> genericIf( T &instance,
+                                    bool isConst ) requires( Describe<T>::type.isEntity ) {
+      return Quor::genericIf( ptrTo( instance ), isConst );
+   }
    static Ptr<GenericIf> genericIf_( const Ptr<T> &entity,
                                      bool isConst ) requires( Describe<T>::type.isEntity ) {
       return Quor::genericIf( entity, isConst );

@@ -17,7 +17,7 @@ U32 flagsOf( const Attribute &attribute ) {
          attribute.kind == AttrKind::collection || attribute.kind == AttrKind::queue;
    return ( attribute.isParameter ? QuorAttr::kParameter : 0u ) |
           ( isCollection ? QuorAttr::kCollection : 0u ) |
-          ( attribute.kind == AttrKind::function ? QuorAttr::kFunction : 0u );
+          ( attribute.kind == AttrKind::function ? QuorAttr::kFunction : QuorAttr::kInstantiating );
 }
 
 } // namespace
@@ -114,15 +114,17 @@ const RegisteredType *IntrospectionReactor::find( const String &typeName ) const
 
 const QuorAttr &IntrospectionReactor::attribute( const String &typeName,
                                                  const String &name ) const {
-   const RegisteredType *const type = find( typeName );
+   const RegisteredType *type = find( typeName );
    if( !type ) {
       throw NoSuchTypeException( typeName );
    }
-   const QuorAttr *const attribute = type->find( name );
-   if( !attribute ) {
-      throw NoSuchAttributeException( typeName, name );
+   while( type ) {
+      if( const QuorAttr *const attribute = type->find( name ) ) {
+         return *attribute;
+      }
+      type = type->base() ? find( String( type->base()->name ) ) : nullptr;
    }
-   return *attribute;
+   throw NoSuchAttributeException( typeName, name );
 }
 
 namespace {
@@ -151,18 +153,35 @@ void registerType( IntrospectionReactor &registry, const Type *type ) {
    registry.handleScopeExit();
 }
 
+/// Name spaces that are open for as long as it lives: left also when a type is refused.
+class OpenNameSpaces {
+ public:
+   OpenNameSpaces( IntrospectionReactor &registry, const std::vector<String> &names )
+         : registry_( registry ), count_( names.size() ) {
+      for( const String &name : names ) {
+         registry.handleNameSpace( name );
+      }
+   }
+   ~OpenNameSpaces() {
+      for( std::size_t i = 0; i < count_; ++i ) {
+         registry_.handleScopeExit();
+      }
+   }
+   OpenNameSpaces( const OpenNameSpaces & ) = delete;
+   OpenNameSpaces &operator=( const OpenNameSpaces & ) = delete;
+
+ private:
+   IntrospectionReactor &registry_;
+   const std::size_t count_;
+};
+
 } // namespace
 
 void registerTypes( const std::vector<String> &nameSpace, std::span<const Type *const> types ) {
    IntrospectionReactor &registry = IntrospectionReactor::instance();
-   for( const String &name : nameSpace ) {
-      registry.handleNameSpace( name );
-   }
+   const OpenNameSpaces open( registry, nameSpace );
    for( const Type *const type : types ) {
       registerType( registry, type );
-   }
-   for( std::size_t i = 0; i < nameSpace.size(); ++i ) {
-      registry.handleScopeExit();
    }
 }
 

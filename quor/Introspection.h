@@ -80,7 +80,8 @@ class IntrospectionReactor {
 
    /// Null when no type is registered under this name.
    const RegisteredType *find( const String &typeName ) const;
-   /// The attribute of a registered type; NoSuchTypeException, NoSuchAttributeException.
+   /// The attribute of a registered type or of one of its bases; NoSuchTypeException,
+   /// NoSuchAttributeException.
    const QuorAttr &attribute( const String &typeName, const String &name ) const;
    /// By full name, in order.
    const std::map<String, RegisteredType> &types() const noexcept { return types_; }

@@ -10,7 +10,8 @@ const Quor::Type *VrrpSm::_fwkType() noexcept {
 }
 
 std::span<const Quor::Type *const> orloVrrpSmTypes() noexcept {
-   static constexpr std::array<const Quor::Type *, 1> types{ &Quor::Describe<VrrpSm>::type };
+   static constexpr std::array<const Quor::Type *, 2> types{ &Quor::Describe<QueueMetadata>::type,
+                                                             &Quor::Describe<VrrpSm>::type };
    return types;
 }
 
