@@ -150,9 +150,10 @@ void VrrpSm::doCleanup() {
       t << Signature::kDoCleanup;
    }
    const Ptr<VrrpSm> self = Quor::ptrTo( *this );
-   for( const auto &entry : virtualRouterIndex_ ) {
-      freeVirtualRouterIndexEnq( entry.value() );
-      virtualRouterIndexDel( entry.key() );
+   const auto &indexes = virtualRouterIndex_;
+   for( auto first = indexes.begin(); first != indexes.end(); first = indexes.begin() ) {
+      freeVirtualRouterIndexEnq( first->value() );
+      virtualRouterIndexDel( first );
    }
    macsNeedingVirtualRouterIndexDelAll();
 }

@@ -37,8 +37,8 @@ Agent::~Agent() {
 }
 
 void Agent::fillVlanSets( const Configuration &configuration ) {
-   // Every interface has its set before any record can be published: the reflector relies on it, and keeps
-   // the object that it finds.
+   // Every interface has its set before any record can be published: the reflector relies on it,
+   // and keeps the object that it finds.
    for( const InterfaceConfiguration &interface : configuration.interfaces ) {
       const Quor::Ptr<IntfVlanIdSet::SviVlanSet> set = vlanSets_->sviVlanSetIs( interface.name );
       set->vlanIdIs( interface.vlan, true );
@@ -56,7 +56,8 @@ void Agent::start() {
 
 void Agent::startProgramming() {
    namespace Reflector = Orlo::VrrpPrivateVlanReflectorLib;
-   // The programmer comes last: in its start-up pass it deletes from the hardware what is not in the table.
+   // The programmer comes last: in its start-up pass it deletes from the hardware what is not in
+   // the table.
    libSm_ = Reflector::libSmFactory( status_, vlanSets_, table_ );
    vrrpSm_ = Orlo::VrrpSmIs( table_, hardwareStatus_, helper_ );
    waitingWatch_ = Quor::make<WaitingWatch>( table_, *vrrpSm_, report_ );
@@ -65,9 +66,9 @@ void Agent::startProgramming() {
 }
 
 void Agent::stop() {
-   isStopped_ = true;
-   // The programmer goes first: the reflector empties the table when it goes, and a programmer that watched
-   // that would take the hardware down.
+   kernel_.stop();
+   // The programmer goes first: the reflector empties the table when it goes, and a programmer that
+   // watched that would take the hardware down.
    waitingWatch_ = nullptr;
    vrrpSm_ = nullptr;
    libSm_ = nullptr;
@@ -105,7 +106,7 @@ void Agent::onOverrun() {
 }
 
 void Agent::onQuiet() {
-   if( !kernelIsKnown_ || isStopped_ ) {
+   if( !kernelIsKnown_ ) {
       return;
    }
    publisher_.verdictsAre( devices_.verdicts() );
@@ -157,8 +158,8 @@ TableOfPairs Agent::table() const {
    TableOfPairs table;
    table.indexes = hardwareStatus_->virtualRouterCount();
    std::map<Pair, TableRow> rows;
-   const auto row = [ & ]( const Pair &pair ) -> TableRow & {
-      TableRow &one = rows[ pair ];
+   const auto row = [&]( const Pair &pair ) -> TableRow & {
+      TableRow &one = rows[pair];
       one.pair = pair;
       one.intf = interfaceOf( pair.vlanId() );
       return one;
@@ -189,8 +190,8 @@ TableOfPairs Agent::table() const {
          one.programmed = true;
       }
    }
-   for( auto &[ pair, one ] : rows ) {
-      table.rows.push_back( std::move( one ) );
+   for( const auto &[pair, one] : rows ) {
+      table.rows.push_back( one );
    }
    return table;
 }

@@ -1,8 +1,10 @@
-// The agent: connects the kernel and the configuration to the plug-in, and the plug-in to the hardware.
+// The agent: connects kernel and configuration to the plug-in, and the plug-in to the hardware.
 //
-//    Kernel ──► Devices ──► Publisher ──► VirtualRouterMacStatus ─► LibSm ─► table ─► VrrpSm ─► MemoryHelper
-//    Configuration ───────────────────────► IntfVlanIdSet::Table ────┘                             │
-//    standard output ◄── Report ◄──────────────────────────────────────────────────────────────────┘
+//    Kernel ─► Devices ─► Publisher ─► VirtualRouterMacStatus ─┐
+//                                                              ├─► LibSm ─► table ─► VrrpSm
+//    Configuration ──────────────────► IntfVlanIdSet::Table ───┘                        │
+//                                                                                       ▼
+//    standard output ◄─ Report ◄────────────────────────────────────────────────── MemoryHelper
 #ifndef ORLOAGENT_AGENT_H
 #define ORLOAGENT_AGENT_H
 
@@ -25,23 +27,25 @@
 
 namespace OrloAgent {
 
-/// Owns everything between its two ends. Runs on the thread of the event loop behind `kernel`; its only
-/// clock is the order of the kernel's calls, so that the same calls give the same output.
+/// Owns everything between its two ends. Runs on the thread of the event loop behind `kernel`; its
+/// only clock is the order of the kernel's calls, so that the same calls give the same output.
 ///
 /// Whatever it programmed stays in the hardware when it goes, and is adopted by the next one.
-class Agent : private KernelWatcher, private HardwareWatcher, private PublisherWatcher {
+class Agent final : private KernelWatcher, private HardwareWatcher, private PublisherWatcher {
  public:
-   /// Opens the hardware; throws HardwareError when that cannot be. `out` takes the change lines and the
-   /// table, `err` what went wrong. `kernel` and the streams must outlive the agent.
-   Agent( const Configuration &configuration, Kernel &kernel, std::ostream &out, std::ostream &err );
+   /// Opens the hardware; throws HardwareError when that cannot be. `out` takes the change lines
+   /// and the table, `err` what went wrong. `kernel` and the streams must outlive the agent.
+   Agent( const Configuration &configuration, Kernel &kernel, std::ostream &out,
+          std::ostream &err );
    ~Agent();
    Agent( const Agent & ) = delete;
    Agent &operator=( const Agent & ) = delete;
 
-   /// Begins to listen to the kernel. The hardware is not touched before the kernel's state is known as a
-   /// whole; then the start-up pass runs, and "ready" is reported. Called once.
+   /// Begins to listen to the kernel. The hardware is not touched before the kernel's state is
+   /// known as a whole; then the start-up pass runs, and "ready" is reported. Called once.
    void start();
-   /// Reacts to nothing any more, and leaves the hardware as it is. May be called at any time, again as well.
+   /// Reacts to nothing any more, and leaves the hardware as it is. May be called at any time,
+   /// again as well.
    void stop();
 
    bool isReady() const noexcept { return static_cast<bool>( vrrpSm_ ); }
@@ -80,7 +84,6 @@ class Agent : private KernelWatcher, private HardwareWatcher, private PublisherW
    Kernel &kernel_;
    Devices devices_;
    bool kernelIsKnown_ = false; // its state, as a whole
-   bool isStopped_ = false;
    std::map<Bridging::VlanId, Pelmo::IntfId> interfaceOf_;
    Quor::U64 adopted_ = 0;
    Quor::U64 programmed_ = 0;

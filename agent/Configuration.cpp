@@ -30,8 +30,9 @@ constexpr std::size_t kLongestPath = 4095; // PATH_MAX without its zero byte, li
 
 std::string lower( std::string_view text ) {
    std::string result( text );
-   std::transform( result.begin(), result.end(), result.begin(),
-                   []( char c ) { return c >= 'A' && c <= 'Z' ? static_cast<char>( c | 32 ) : c; } );
+   std::transform( result.begin(), result.end(), result.begin(), []( char c ) {
+      return c >= 'A' && c <= 'Z' ? static_cast<char>( c | 32 ) : c;
+   } );
    return result;
 }
 
@@ -39,14 +40,14 @@ std::string lower( std::string_view text ) {
 std::size_t distance( std::string_view a, std::string_view b ) {
    std::vector<std::size_t> row( b.size() + 1 );
    for( std::size_t j = 0; j < row.size(); ++j ) {
-      row[ j ] = j;
+      row[j] = j;
    }
    for( std::size_t i = 1; i <= a.size(); ++i ) {
-      std::size_t diagonal = std::exchange( row[ 0 ], i );
+      std::size_t diagonal = std::exchange( row[0], i );
       for( std::size_t j = 1; j <= b.size(); ++j ) {
-         const std::size_t changed = diagonal + ( a[ i - 1 ] == b[ j - 1 ] ? 0 : 1 );
-         diagonal = row[ j ];
-         row[ j ] = std::min( { row[ j ] + 1, row[ j - 1 ] + 1, changed } );
+         const std::size_t changed = diagonal + ( a[i - 1] == b[j - 1] ? 0 : 1 );
+         diagonal = row[j];
+         row[j] = std::min( { row[j] + 1, row[j - 1] + 1, changed } );
       }
    }
    return row.back();
@@ -67,15 +68,15 @@ std::string suggestion( std::string_view word, Names names ) {
    if( word.size() > kLongestName ) {
       return {};
    }
-   const auto nearest = std::min_element( names.begin(), names.end(), [ & ]( auto a, auto b ) {
+   const auto nearest = std::min_element( names.begin(), names.end(), [&]( auto a, auto b ) {
       return distance( lower( word ), lower( a ) ) < distance( lower( word ), lower( b ) );
    } );
    const bool near = distance( lower( word ), lower( *nearest ) ) <= 2;
    return near ? "did you mean \"" + std::string( *nearest ) + "\"? " : std::string();
 }
 
-/// One value of the document, and where it stands. Everything it cannot give it answers with an error
-/// that says what is allowed there.
+/// One value of the document, and where it stands. Everything it cannot give it answers with an
+/// error that says what is allowed there.
 class Place {
  public:
    Place( const std::string &file, const Json &value, std::string pointer = {} )
@@ -93,7 +94,7 @@ class Place {
       if( !value_.is_object() ) {
          refuse( "must be an object with " + listed( allowed ) );
       }
-      for( const auto &[ name, value ] : value_.items() ) {
+      for( const auto &[name, value] : value_.items() ) {
          if( std::find( allowed.begin(), allowed.end(), name ) == allowed.end() ) {
             Place( file_, value, memberPointer( pointer_, name ) )
                   .refuse( "unknown member; " + suggestion( name, allowed ) + "allowed are " +
@@ -112,9 +113,9 @@ class Place {
 
    std::optional<Place> find( const char *name ) const {
       const auto at = value_.find( name );
-      return at == value_.end()
-                   ? std::nullopt
-                   : std::optional<Place>( std::in_place, file_, *at, memberPointer( pointer_, name ) );
+      return at == value_.end() ? std::nullopt
+                                : std::optional<Place>( std::in_place, file_, *at,
+                                                        memberPointer( pointer_, name ) );
    }
 
    std::vector<Place> items( const std::string &allowed ) const {
@@ -164,9 +165,9 @@ class Place {
 class Taken {
  public:
    Bridging::VlanId vlan( const Place &place ) {
-      const Bridging::VlanId vlan( static_cast<U16>(
-            place.number( kFirstVlan, kLastVlan, "a VLAN number, 1 to 4094" ) ) );
-      const auto [ other, isNew ] = vlans_.emplace( vlan, place.pointer() );
+      const Bridging::VlanId vlan(
+            static_cast<U16>( place.number( kFirstVlan, kLastVlan, "a VLAN number, 1 to 4094" ) ) );
+      const auto [other, isNew] = vlans_.emplace( vlan, place.pointer() );
       if( !isNew ) {
          place.refuse( "this VLAN stands at " + other->second +
                        " already; must be a VLAN of its own: a VLAN belongs to one interface" );
@@ -175,8 +176,9 @@ class Taken {
    }
 
    Pelmo::IntfId name( const Place &place ) {
-      const char *const allowed = "an interface name: 1 to 15 printable ASCII characters other than "
-                                  "blank, '/' and ':', neither \".\" nor \"..\"";
+      const char *const allowed =
+            "an interface name: 1 to 15 printable ASCII characters other than "
+            "blank, '/' and ':', neither \".\" nor \"..\"";
       const std::string &name = place.text( allowed );
       const bool printable = std::all_of( name.begin(), name.end(), []( char c ) {
          return c > ' ' && c < '\x7f' && c != '/' && c != ':';
@@ -186,7 +188,7 @@ class Taken {
          place.refuse( std::string( "must be " ) + allowed );
       }
       const Pelmo::IntfId intf( name );
-      const auto [ other, isNew ] = names_.emplace( intf, place.pointer() );
+      const auto [other, isNew] = names_.emplace( intf, place.pointer() );
       if( !isNew ) {
          place.refuse( "this interface stands at " + other->second +
                        " already; must be an interface of its own" );
@@ -252,8 +254,8 @@ Configuration readConfiguration( std::string_view text, const std::string &file 
    const Place top( file, document );
    top.needObject( { "hardware", "interfaces" } );
    Configuration configuration;
-   configuration.hardware = readHardware(
-         top.need( "hardware", "an object with \"kind\", \"indexes\", \"path\"" ) );
+   configuration.hardware =
+         readHardware( top.need( "hardware", "an object with \"kind\", \"indexes\", \"path\"" ) );
    const char *const interfaces = "an array of interfaces";
    Taken taken;
    for( const Place &place : top.need( "interfaces", interfaces ).items( interfaces ) ) {
@@ -263,7 +265,7 @@ Configuration readConfiguration( std::string_view text, const std::string &file 
 }
 
 Configuration readConfigurationFile( const std::string &path ) {
-   const auto fail = [ &path ]( const std::string &doing ) {
+   const auto fail = [&path]( const std::string &doing ) {
       throw ConfigurationError( path + ": cannot " + doing + ": " + std::strerror( errno ) );
    };
    const FileDescriptor fd( ::open( path.c_str(), O_RDONLY | O_CLOEXEC ) );

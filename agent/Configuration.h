@@ -1,5 +1,5 @@
-// What the administrator decides: which hardware takes the virtual router MACs, and which VLANs belong to
-// which VLAN interface. One JSON file, comments allowed:
+// What the administrator decides: which hardware takes the virtual router MACs, and which VLANs
+// belong to which VLAN interface. One JSON file, comments allowed:
 //
 //    {
 //       // The slot table survives the agent.
@@ -7,8 +7,8 @@
 //       "interfaces": [ { "name": "br10", "vlan": 10, "secondaryVlans": [ 11, 12 ] } ]
 //    }
 //
-// orlo-agent.schema.json says the same for editors and tools; what it cannot say is that a VLAN belongs to
-// one interface, and that a name stands once.
+// orlo-agent.schema.json says the same for editors and tools; what it cannot say is that a VLAN
+// belongs to one interface, and that a name stands once.
 #ifndef ORLOAGENT_CONFIGURATION_H
 #define ORLOAGENT_CONFIGURATION_H
 
@@ -42,22 +42,22 @@ struct HardwareConfiguration {
    std::string path;      ///< of the slot table's file, absolute
 };
 
-/// Every value in it has been checked: VLANs are 1 to 4094 and stand once, names are interface names and
-/// stand once.
+/// Every value in it has been checked: VLANs are 1 to 4094 and stand once, names are interface
+/// names and stand once.
 struct Configuration {
    HardwareConfiguration hardware;
    std::vector<InterfaceConfiguration> interfaces; ///< in the order of the file
 };
 
-/// what() is one line for the administrator: file, JSON pointer (RFC 6901), value, what is allowed; or
-/// file, line and column where the text is not JSON at all.
+/// what() is one line for the administrator: file, JSON pointer (RFC 6901), value, what is allowed;
+/// or file, line and column where the text is not JSON at all.
 class ConfigurationError : public std::runtime_error {
  public:
    using std::runtime_error::runtime_error;
 };
 
-/// Reads `text`; `file` only names it in errors. Takes any bytes; throws ConfigurationError and nothing
-/// else for what is wrong with them.
+/// Reads `text`; `file` only names it in errors. Takes any bytes; throws ConfigurationError and
+/// nothing else for what is wrong with them.
 Configuration readConfiguration( std::string_view text, const std::string &file );
 
 /// Reads the file (or pipe) at `path`, at most 4 MiB of it. Throws ConfigurationError.

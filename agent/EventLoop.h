@@ -12,8 +12,8 @@ struct sd_event_source;
 
 namespace OrloAgent {
 
-/// Runs callbacks one at a time, on the thread that calls run(). Must outlive the subscriptions that it
-/// gives. All operations throw std::system_error when the system refuses.
+/// Runs callbacks one at a time, on the thread that calls run(). Must outlive the subscriptions
+/// that it gives. All operations throw std::system_error when the system refuses.
 class EventLoop {
  public:
    using Callback = std::function<void()>;
@@ -39,8 +39,8 @@ class EventLoop {
 
    /// Calls `callback` again and again while `fd`, which stays the caller's, has something to read.
    Subscription onReadable( int fd, Callback callback );
-   /// Calls `callback` for each arrival of the signal, instead of what the signal does by itself. Blocks
-   /// the signal in the calling thread.
+   /// Calls `callback` for each arrival of the signal, instead of what the signal does by itself.
+   /// Blocks the signal in the calling thread.
    Subscription onSignal( int signal, Callback callback );
    /// Calls `callback` once.
    Subscription after( std::chrono::microseconds delay, Callback callback );

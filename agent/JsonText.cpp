@@ -18,7 +18,8 @@ std::string tamed( std::string text ) {
    if( text.size() > kMost ) {
       text.replace( kMost, std::string::npos, "..." );
    }
-   std::replace_if( text.begin(), text.end(), []( char c ) { return c < ' ' || c > '~'; }, '?' );
+   std::replace_if(
+         text.begin(), text.end(), []( char c ) { return c < ' ' || c > '~'; }, '?' );
    return text;
 }
 
@@ -44,8 +45,8 @@ std::string reasonOf( const std::string &what ) {
    return tamed( what );
 }
 
-/// Builds the value tree from the parser's events. nlohmann's own builder keeps the last of two members
-/// with the same name and says nothing.
+/// Builds the value tree from the parser's events. nlohmann's own builder keeps the last of two
+/// members with the same name and says nothing.
 class TreeBuilder : public nlohmann::json_sax<Json> {
  public:
    explicit TreeBuilder( std::string_view text ) : text_( text ) {}
@@ -74,12 +75,13 @@ class TreeBuilder : public nlohmann::json_sax<Json> {
 
    bool parse_error( std::size_t position, const std::string &,
                      const nlohmann::detail::exception &error ) override {
-      const std::string_view read = text_.substr( 0, position );
-      const std::size_t lineStart = read.rfind( '\n' ) + 1; // npos + 1 is 0
-      const auto line = std::count( read.begin(), read.end(), '\n' ) + 1;
+      // The character that was read last stands at position - 1.
+      const std::string_view before = text_.substr( 0, std::max<std::size_t>( position, 1 ) - 1 );
+      const auto line = std::count( before.begin(), before.end(), '\n' ) + 1;
+      const std::size_t lineStart = before.rfind( '\n' ) + 1; // npos + 1 is 0
       throw JsonError( "line " + std::to_string( line ) + ", column " +
-                       std::to_string( std::max<std::size_t>( read.size() - lineStart, 1 ) ) +
-                       ": " + reasonOf( error.what() ) );
+                       std::to_string( before.size() - lineStart + 1 ) + ": " +
+                       reasonOf( error.what() ) );
    }
 
  private:
@@ -93,7 +95,7 @@ class TreeBuilder : public nlohmann::json_sax<Json> {
          container.push_back( std::move( value ) );
          return &container.back();
       }
-      return &( container[ names_.back() ] = std::move( value ) );
+      return &( container[names_.back()] = std::move( value ) );
    }
    bool add( Json value ) {
       place( std::move( value ) );
@@ -112,8 +114,11 @@ class TreeBuilder : public nlohmann::json_sax<Json> {
    std::string pointer() const { // of the innermost open container
       std::string text;
       for( std::size_t i = 0; i + 1 < open_.size(); ++i ) {
-         text = open_[ i ]->is_array() ? text + "/" + std::to_string( open_[ i ]->size() - 1 )
-                                       : memberPointer( text, names_[ i ] );
+         if( open_[i]->is_array() ) {
+            text += "/" + std::to_string( open_[i]->size() - 1 );
+         } else {
+            text = memberPointer( text, names_[i] );
+         }
       }
       return text;
    }

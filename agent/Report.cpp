@@ -54,8 +54,8 @@ void Report::ready( U32 indexes, U64 adopted, U64 programmed, U64 waiting ) {
 }
 
 void Report::published( const Record &record, const std::string &device ) {
-   line( "published", valueToStrep( record.intf() ) + "  " + valueToStrep( record.mac() ) +
-                            "  from " + device );
+   line( "published",
+         valueToStrep( record.intf() ) + "  " + valueToStrep( record.mac() ) + "  from " + device );
 }
 
 void Report::withdrawn( const Record &record, const std::string &device,
@@ -102,13 +102,12 @@ void Report::table( TableOfPairs table ) {
       wanted += row.wanted ? 1 : 0;
       programmed += row.programmed ? 1 : 0;
    }
-   const auto row = [ & ]( const std::string &vlan, const std::string &mac, const std::string &intf,
-                           const std::string &index, const std::string &isWanted,
-                           const std::string &isProgrammed ) {
+   const auto row = [&]( const std::string &vlan, const std::string &mac, const std::string &intf,
+                         const std::string &index, const std::string &isWanted,
+                         const std::string &isProgrammed ) {
       out_ << rightAligned( vlan, 4 ) + "  " + leftAligned( mac, 17 ) + "  " +
-                    leftAligned( intf, intfWidth ) + "  " +
-                    leftAligned( index, indexWidth ) + "  " + leftAligned( isWanted, 6 ) +
-                    "  " + isProgrammed + "\n";
+                    leftAligned( intf, intfWidth ) + "  " + leftAligned( index, indexWidth ) +
+                    "  " + leftAligned( isWanted, 6 ) + "  " + isProgrammed + "\n";
    };
    row( "VLAN", "MAC", "INTERFACE", "INDEX", "WANTED", "PROGRAMMED" );
    for( const TableRow &one : table.rows ) {

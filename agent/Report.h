@@ -17,11 +17,11 @@ namespace OrloAgent {
 /// One line of the table.
 struct TableRow {
    Pair pair;
-   Pelmo::IntfId intf;               ///< the VLAN's interface; empty when the VLAN has none
-   std::optional<Quor::U32> index;   ///< the hardware slot
-   std::optional<Quor::U32> place;   ///< in the line of those that wait; 1 is next
+   Pelmo::IntfId intf;             ///< the VLAN's interface; empty when the VLAN has none
+   std::optional<Quor::U32> index; ///< the hardware slot
+   std::optional<Quor::U32> place; ///< in the line of those that wait; 1 is next
    bool wanted = false;
-   bool programmed = false;          ///< the hardware has it, as read from there
+   bool programmed = false; ///< the hardware has it, as read from there
 };
 
 /// The whole table, with what its last line counts.
@@ -32,14 +32,16 @@ struct TableOfPairs {
    Quor::U32 indexes = 0;
 };
 
-/// Writes whole lines to a stream that is not its own. First word: what happened; scripts may rely on it.
+/// Writes whole lines to a stream that is not its own. First word: what happened; scripts may rely
+/// on it.
 class Report {
  public:
    using Record = Routing::Fhrp::VirtualRouterMac;
 
    explicit Report( std::ostream &out ) : out_( out ) {}
 
-   /// The start-up pass is over: `adopted` pairs were in the hardware and stay, `programmed` ones are new.
+   /// The start-up pass is over: `adopted` pairs were in the hardware and stay, `programmed` ones
+   /// are new.
    void ready( Quor::U32 indexes, Quor::U64 adopted, Quor::U64 programmed, Quor::U64 waiting );
    void published( const Record &record, const std::string &device );
    void withdrawn( const Record &record, const std::string &device, const std::string &reason );

@@ -11,10 +11,11 @@
 
 namespace OrloAgent {
 
-/// Watches the table of wanted pairs behind the programmer's back: it registers after the programmer, so
-/// that of every pair the programmer has decided when it is called. Costs the same however many wait. Held
-/// by the agent, which lets go of it before the programmer.
-class WaitingWatch : public Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable::NotifieeConst {
+/// Watches the table of wanted pairs behind the programmer's back: it registers after the
+/// programmer, so that of every pair the programmer has decided when it is called. Costs the same
+/// however many wait. Held by the agent, which lets go of it before the programmer.
+class WaitingWatch
+      : public Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable::NotifieeConst {
  public:
    using Table = Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable;
 

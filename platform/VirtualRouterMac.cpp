@@ -1,5 +1,6 @@
 #include "platform/VirtualRouterMac.h"
 
+#include <algorithm>
 #include <ostream>
 
 namespace Routing::Fhrp {
@@ -10,11 +11,12 @@ Quor::String valueToStrep( const VirtualRouterMac &record ) {
 
 void sequenceToValue( Quor::StringIterator &at, Quor::StringIterator end,
                       VirtualRouterMac &record ) {
-   Quor::StringIterator here = at;
-   Pelmo::IntfId intf;
-   Pelmo::EthAddr mac;
-   sequenceToValue( here, end, intf );
+   // Not by the interface's own reader, which ends before characters that a name may well have.
+   const Quor::StringIterator slash = std::find( at, end, '/' );
+   Quor::StringIterator here = slash;
    Quor::needString( here, end, "/" );
+   const Pelmo::IntfId intf( Quor::String( at, slash ) );
+   Pelmo::EthAddr mac;
    sequenceToValue( here, end, mac );
    record = VirtualRouterMac( intf, mac );
    at = here;

@@ -14,6 +14,8 @@
 #include "quor/PinnedIterator.h"
 #include "quor/Strep.h"
 
+#include <algorithm>
+
 namespace Quor {
 
 /// Unique keys, each with a value, in counted entries. Belongs to an owner, which the iterators
@@ -59,7 +61,8 @@ class HashMap {
    /// Removes all entries at once.
    void clear() noexcept;
 
-   Iterator begin() const { return Iterator( this, Ptr<Entry>::share( first( 0 ) ) ); }
+   /// Costs the same however much has been removed from the front.
+   Iterator begin() const;
    std::default_sentinel_t end() const noexcept { return {}; }
    /// At the first entry that does not come before `key`, whether that is there or not.
    Iterator iteratorFrom( const Key &key ) const;
@@ -89,6 +92,7 @@ class HashMap {
    std::vector<Chain> buckets_ = std::vector<Chain>( 1 );
    U32 bits_ = 0;
    U32 size_ = 0;
+   mutable U32 front_ = 0; // the buckets before it are empty
 };
 
 /// A key with its value.

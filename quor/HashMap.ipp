@@ -14,8 +14,10 @@ auto HashMap<Key, Value>::set( const Key &key, const Value &value ) -> Ptr<Entry
    if( ( *at )->value_ == value ) {
       return nullptr;
    }
-   ( *at )->value_ = value;
-   return ptrTo( **at );
+   Ptr<Entry> entry = ptrTo( **at );
+   // Whatever goes with the former value may change the map, or remove this very entry.
+   [[maybe_unused]] const Value former = std::exchange( entry->value_, value );
+   return entry;
 }
 
 template <class Key, class Value>
@@ -26,6 +28,13 @@ auto HashMap<Key, Value>::insert( const Key &key, const Value &value ) -> Ptr<En
       throw NameInUseException( "the key " + valueToStrep( key ) + " is present already" );
    }
    return add( hash, key, value );
+}
+
+template <class Key, class Value>
+auto HashMap<Key, Value>::begin() const -> Iterator {
+   Entry *const entry = first( front_ );
+   front_ = entry ? bucket( entry->hash_ ) : bucketCount();
+   return Iterator( this, Ptr<Entry>::share( entry ) );
 }
 
 template <class Key, class Value>
@@ -73,6 +82,7 @@ auto HashMap<Key, Value>::add( U32 hash, const Key &key, const Value &value ) ->
    added->next_ = *at;
    *at = Ptr<Entry>( added ).release(); // the map's reference
    ++size_;
+   front_ = std::min( front_, bucket( hash ) );
    return added;
 }
 
@@ -102,6 +112,7 @@ void HashMap<Key, Value>::grow() {
    }
    buckets_.swap( twice );
    ++bits_;
+   front_ *= 2;
 }
 
 template <class Key, class Value>

@@ -29,8 +29,9 @@ auto LinkQueue<Value, Link>::set( U32 key, const Value &value ) -> Ptr<Entry> {
    if( entry->value_ == value ) {
       return nullptr;
    }
-   entry->value_ = value;
-   return ptrTo( *entry );
+   Ptr<Entry> held = ptrTo( *entry );
+   [[maybe_unused]] const Value former = std::exchange( entry->value_, value ); // see HashMap::set
+   return held;
 }
 
 template <class Value, class Link>

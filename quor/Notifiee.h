@@ -92,6 +92,10 @@ class NotifieeOf : public Base {
       writable_ = notifier.get();
       Base::notifierIs( notifier );
    }
+   void uncountedNotifierIs( const Ptr<E> &notifier ) {
+      writable_ = notifier.get();
+      Base::uncountedNotifierIs( notifier );
+   }
 
  private:
    E *writable_ = nullptr;

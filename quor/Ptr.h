@@ -106,6 +106,11 @@ class ValidPtr {
       }
    }
 
+   // Copied also where it could be moved: what was moved from would be null.
+   ValidPtr( const ValidPtr & ) noexcept = default;
+   ValidPtr &operator=( const ValidPtr & ) noexcept = default;
+   ~ValidPtr() = default;
+
    T *get() const noexcept { return pointer_.get(); }
    T *operator->() const noexcept { return pointer_.get(); }
    T &operator*() const noexcept { return *pointer_.get(); }

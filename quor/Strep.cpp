@@ -78,11 +78,9 @@ U64 sequenceToNumber( StringIterator &at, StringIterator end, U64 max, const cha
    StringIterator here = at;
    bool fits = true;
    for( ; here != end && *here >= '0' && *here <= '9'; ++here ) {
-      number = number * 10 + static_cast<U64>( *here - '0' );
-      if( number > max ) {
-         fits = false;
-         number = 0; // further digits must not overflow
-      }
+      const U64 digit = static_cast<U64>( *here - '0' );
+      fits = fits && digit <= max && number <= ( max - digit ) / 10;
+      number = fits ? number * 10 + digit : 0;
    }
    if( here == at || !fits ) {
       throw RangeException( excerpt( at, end ) + " is not " + what + " (0 to " +

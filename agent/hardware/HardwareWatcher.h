@@ -9,8 +9,8 @@
 
 namespace OrloAgent {
 
-/// Called after the hardware has been changed (or found), from inside the calls that change it: it may
-/// look, it must not change anything. What it throws is dropped.
+/// Called after the hardware has been changed (or found), from inside the calls that change it: it
+/// may look, it must not change anything. What it throws is dropped.
 class HardwareWatcher {
  public:
    /// The hardware holds the pair from before the start; the programmer decides whether it stays.

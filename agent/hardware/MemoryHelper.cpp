@@ -24,7 +24,8 @@ void tell( const Call &call ) noexcept {
 
 MemoryHelper::MemoryHelper( const std::string &path, U32 indexes, HardwareWatcher &watcher )
       : VrrpSmHelper( "memory" ),
-        slots_( path, indexes, [ &watcher ]( const std::string &what ) { watcher.onTrouble( what ); } ),
+        slots_( path, indexes,
+                [&watcher]( const std::string &what ) { watcher.onTrouble( what ); } ),
         watcher_( watcher ) {
    syncCurrentStateOnInitIs( true );
 }
@@ -36,7 +37,7 @@ bool MemoryHelper::holds( const Pair &pair, U32 index ) const noexcept {
 void MemoryHelper::refused( const Pair &pair, U32 index, const char *doing,
                             const char *why ) noexcept {
    ++refusals_;
-   tell( [ & ] {
+   tell( [&] {
       watcher_.onTrouble( std::string( "cannot " ) + doing + " VLAN " +
                           valueToStrep( pair.vlanId() ) + "  " + valueToStrep( pair.mac() ) +
                           "  index " + std::to_string( index ) + ": " + why );
@@ -56,7 +57,7 @@ void MemoryHelper::addVirtualRouterMac( const Pelmo::EthAddr &macAddr, U32 vlanI
       return;
    }
    slots_.slotIs( index, pair );
-   tell( [ & ] { watcher_.onProgrammed( pair, index ); } );
+   tell( [&] { watcher_.onProgrammed( pair, index ); } );
 }
 
 void MemoryHelper::deleteVirtualRouterMac( const Pelmo::EthAddr &macAddr, U32 vlanId, U32 index ) {
@@ -66,7 +67,7 @@ void MemoryHelper::deleteVirtualRouterMac( const Pelmo::EthAddr &macAddr, U32 vl
       return;
    }
    slots_.slotDel( index );
-   tell( [ & ] { watcher_.onRemoved( pair, index ); } );
+   tell( [&] { watcher_.onRemoved( pair, index ); } );
 }
 
 void MemoryHelper::syncVrrpStateOnInit(
@@ -79,11 +80,11 @@ void MemoryHelper::syncVrrpStateOnInit(
       const Quor::U16 vlan = pair->vlanId().number();
       if( vlan < kFirstVlan || vlan > kLastVlan || currentStatePtr->virtualRouterIndex( *pair ) ) {
          slots_.slotDel( index );
-         tell( [ & ] { watcher_.onRemoved( *pair, index ); } );
+         tell( [&] { watcher_.onRemoved( *pair, index ); } );
          continue;
       }
       currentStatePtr->virtualRouterIndexIs( *pair, index );
-      tell( [ & ] { watcher_.onFound( *pair, index ); } );
+      tell( [&] { watcher_.onFound( *pair, index ); } );
    }
 }
 

@@ -1,5 +1,5 @@
-// The hardware helper for the memory hardware: the agent's default, without privileges, and the model for
-// helpers of real chips.
+// The hardware helper for the memory hardware: the agent's default, without privileges, and the
+// model for helpers of real chips.
 #ifndef ORLOAGENT_HARDWARE_MEMORYHELPER_H
 #define ORLOAGENT_HARDWARE_MEMORYHELPER_H
 
@@ -9,27 +9,29 @@
 
 namespace OrloAgent {
 
-/// Programs a SlotFile, which it owns. Nothing is thrown into the programmer: what cannot be done is told
-/// to the watcher and counted. Held by the agent and by the programmer; the watcher must outlive both.
+/// Programs a SlotFile, which it owns. Nothing is thrown into the programmer: what cannot be done
+/// is told to the watcher and counted. Held by the agent and by the programmer; the watcher must
+/// outlive both.
 class MemoryHelper : public OrloHelper::VrrpSmHelper {
  public:
    /// Opens the table (see SlotFile) and asks for adoption of what it holds. Throws HardwareError.
    MemoryHelper( const std::string &path, Quor::U32 indexes, HardwareWatcher &watcher );
 
    const SlotFile &slots() const noexcept { return slots_; }
-   /// Does slot `index` hold this very pair? Read from the hardware, not from memory of what was asked.
+   /// Does slot `index` hold this very pair? Read from the hardware, not from memory of what was
+   /// asked.
    bool holds( const Pair &pair, Quor::U32 index ) const noexcept;
    Quor::U64 refusals() const noexcept { return refusals_; }
 
-   /// Refused when `index` is not in the table or the slot holds another pair. A pair that the slot holds
-   /// already is not written again.
+   /// Refused when `index` is not in the table or the slot holds another pair. A pair that the slot
+   /// holds already is not written again.
    void addVirtualRouterMac( const Pelmo::EthAddr &macAddr, Quor::U32 vlanId,
                              Quor::U32 index ) override;
    /// Refused when the slot does not hold the pair.
    void deleteVirtualRouterMac( const Pelmo::EthAddr &macAddr, Quor::U32 vlanId,
                                 Quor::U32 index ) override;
-   /// Gives every pair that the table holds, once, under its first index. Slots that hold anything else
-   /// (VLAN 0 or 4095, a pair a second time) are freed first.
+   /// Gives every pair that the table holds, once, under its first index. Slots that hold anything
+   /// else (VLAN 0 or 4095, a pair a second time) are freed first.
    void syncVrrpStateOnInit(
          const Quor::Ptr<OrloHelper::CurrentVrrpStateForInit> &currentStatePtr ) override;
 

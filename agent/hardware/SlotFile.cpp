@@ -110,7 +110,8 @@ void SlotFile::fail( const std::string &doing, int error, const std::string &adv
 
 void SlotFile::openLocked() {
    for( ;; ) {
-      file_ = FileDescriptor( ::open( path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0644 ) );
+      file_ = FileDescriptor(
+            ::open( path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0644 ) );
       if( file_.get() < 0 ) {
          const int error = errno;
          fail( "open", error,
@@ -124,13 +125,15 @@ void SlotFile::openLocked() {
          fail( "look at", errno );
       }
       if( !S_ISREG( opened.st_mode ) ) {
-         throw HardwareError( path_ + " is not a regular file; choose another path for the slot table" );
+         throw HardwareError( path_ +
+                              " is not a regular file; choose another path for the slot table" );
       }
       if( flock( file_.get(), LOCK_EX | LOCK_NB ) < 0 ) {
          const int error = errno;
          fail( "lock", error,
-               error == EWOULDBLOCK ? "another orlo-agent uses it: stop that one, or choose another path"
-                                    : "" );
+               error == EWOULDBLOCK
+                     ? "another orlo-agent uses it: stop that one, or choose another path"
+                     : "" );
       }
       // Whoever held the lock until now may have set the file aside.
       struct stat named {};
@@ -148,14 +151,14 @@ std::string SlotFile::flaw() const {
    if( std::all_of( header.begin(), header.end(), []( U64 word ) { return word == 0; } ) ) {
       return {}; // nothing yet: empty, or its maker was interrupted before the magic number
    }
-   if( read < sizeof( header ) || header[ kMagicWord ] != kMagic ) {
+   if( read < sizeof( header ) || header[kMagicWord] != kMagic ) {
       return "it is no slot table";
    }
-   if( header[ kVersionWord ] != kVersion ) {
+   if( header[kVersionWord] != kVersion ) {
       return "it is of another version";
    }
-   const U32 count = static_cast<U32>( header[ kCountWord ] );
-   if( header[ kCountWord ] != countWord( count ) || count > kMostSlots ||
+   const U32 count = static_cast<U32>( header[kCountWord] );
+   if( header[kCountWord] != countWord( count ) || count > kMostSlots ||
        std::any_of( header.begin() + kWritesWord + 1, header.end(),
                     []( U64 word ) { return word != 0; } ) ) {
       return "its header is corrupt";
@@ -193,7 +196,8 @@ void SlotFile::setAside( const std::string &flaw, const Notice &notice ) {
    // Between the two steps another agent may have made and left a table of its own.
    const std::string again = this->flaw();
    if( !again.empty() ) {
-      throw HardwareError( "the slot table " + path_ + " is being replaced by somebody else; try again" );
+      throw HardwareError( "the slot table " + path_ +
+                           " is being replaced by somebody else; try again" );
    }
 }
 
@@ -204,15 +208,15 @@ void SlotFile::make() {
    }
    allocate( count_ );
    map( count_ );
-   store( words_[ kVersionWord ], kVersion );
-   store( words_[ kCountWord ], countWord( count_ ) );
-   store( words_[ kMagicWord ], kMagic ); // from here on it is a table
+   store( words_[kVersionWord], kVersion );
+   store( words_[kCountWord], countWord( count_ ) );
+   store( words_[kMagicWord], kMagic ); // from here on it is a table
 }
 
 void SlotFile::resize( const Notice &notice ) {
    Header header{};
    readAll( file_.get(), header.data(), sizeof( header ) );
-   const U32 before = static_cast<U32>( header[ kCountWord ] );
+   const U32 before = static_cast<U32>( header[kCountWord] );
    // What is left behind the slots by somebody who was interrupted right here.
    if( ftruncate( file_.get(), static_cast<off_t>( lengthFor( before ) ) ) < 0 ) {
       fail( "resize", errno );
@@ -224,9 +228,9 @@ void SlotFile::resize( const Notice &notice ) {
    }
    U32 dropped = 0;
    for( U32 i = count_; i < before; ++i ) {
-      dropped += words_[ kHeaderWords + i ] == 0 ? 0 : 1;
+      dropped += words_[kHeaderWords + i] == 0 ? 0 : 1;
    }
-   store( words_[ kCountWord ], countWord( count_ ) );
+   store( words_[kCountWord], countWord( count_ ) );
    if( count_ < before ) {
       unmap();
       if( ftruncate( file_.get(), static_cast<off_t>( lengthFor( count_ ) ) ) < 0 ) {
@@ -240,8 +244,8 @@ void SlotFile::resize( const Notice &notice ) {
 }
 
 void SlotFile::allocate( U32 count ) {
-   // Also for what is there: a file with holes could find the disk full at a write, which would kill the
-   // process.
+   // Also for what is there: a file with holes could find the disk full at a write, which would
+   // kill the process.
    int error = EINTR;
    while( error == EINTR ) {
       error = posix_fallocate( file_.get(), 0, static_cast<off_t>( lengthFor( count ) ) );
@@ -254,8 +258,7 @@ void SlotFile::allocate( U32 count ) {
 
 void SlotFile::map( U32 count ) {
    bytes_ = lengthFor( count );
-   void *const memory =
-         mmap( nullptr, bytes_, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0 );
+   void *const memory = mmap( nullptr, bytes_, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0 );
    if( memory == MAP_FAILED ) {
       fail( "map", errno );
    }
@@ -270,11 +273,11 @@ void SlotFile::unmap() noexcept {
 }
 
 U64 SlotFile::writes() const noexcept {
-   return load( words_[ kWritesWord ] );
+   return load( words_[kWritesWord] );
 }
 
 std::optional<Pair> SlotFile::slot( U32 index ) const noexcept {
-   const U64 word = load( words_[ kHeaderWords + index ] );
+   const U64 word = load( words_[kHeaderWords + index] );
    if( word == 0 ) {
       return std::nullopt;
    }
@@ -284,13 +287,13 @@ std::optional<Pair> SlotFile::slot( U32 index ) const noexcept {
 }
 
 void SlotFile::slotIs( U32 index, const Pair &pair ) noexcept {
-   store( words_[ kWritesWord ], writes() + 1 );
-   store( words_[ kHeaderWords + index ], usedWord( pair ) );
+   store( words_[kWritesWord], writes() + 1 );
+   store( words_[kHeaderWords + index], usedWord( pair ) );
 }
 
 void SlotFile::slotDel( U32 index ) noexcept {
-   store( words_[ kWritesWord ], writes() + 1 );
-   store( words_[ kHeaderWords + index ], 0 );
+   store( words_[kWritesWord], writes() + 1 );
+   store( words_[kHeaderWords + index], 0 );
 }
 
 } // namespace OrloAgent

@@ -8,11 +8,12 @@
 //    16       8      number of slots, low half; its check, high half
 //    24       8      number of slot writes since the file was made
 //    32       32     zero
-//    64       8 n    the slots: 0 is free; used is 0xA in the top 4 bits, 12 bits of VLAN, 48 bits of MAC
+//    64       8 n    the slots; 0 is free, used is 0xA (4 bits), the VLAN (12), the MAC (48)
 //
-// A slot is one 64-bit word, written in one store: a process that is killed at any instant leaves each slot
-// either as it was or as it was to be. The number of slots changes in one store as well, the file is
-// always at least as long as that number says. So what is found broken was broken by somebody else.
+// A slot is one 64-bit word, written in one store: a process that is killed at any instant leaves
+// each slot either as it was or as it was to be. The number of slots changes in one store as well,
+// the file is always at least as long as that number says. So what is found broken was broken by
+// somebody else.
 #ifndef ORLOAGENT_HARDWARE_SLOTFILE_H
 #define ORLOAGENT_HARDWARE_SLOTFILE_H
 
@@ -33,17 +34,19 @@ class HardwareError : public std::runtime_error {
    using std::runtime_error::runtime_error;
 };
 
-/// Belongs to one process at a time (flock(2)). Writes go to the page cache: they survive the process, not
-/// a crash of the machine. Somebody who truncates the file under a running agent stops it.
+/// Belongs to one process at a time (flock(2)). Writes go to the page cache: they survive the
+/// process, not a crash of the machine. Somebody who truncates the file under a running agent stops
+/// it.
 class SlotFile {
  public:
    /// Hears what the administrator has to know of a file that was not as it should be.
    using Notice = std::function<void( const std::string & )>;
 
-   /// Opens the table at `path` with `count` slots, or makes an empty one. With another count than before it
-   /// keeps what is in slots below `count`. A file that is no such table, or a broken one, or of another
-   /// version, is renamed to PATH.aside-1 (up to 9, which is then overwritten) and replaced by an empty
-   /// table. Throws HardwareError, also when another process has the table, or the disk is full.
+   /// Opens the table at `path` with `count` slots, or makes an empty one. With another count than
+   /// before it keeps what is in slots below `count`. A file that is no such table, or a broken
+   /// one, or of another version, is renamed to PATH.aside-1 (up to 9, which is then overwritten)
+   /// and replaced by an empty table. Throws HardwareError, also when another process has the
+   /// table, or the disk is full.
    SlotFile( const std::string &path, Quor::U32 count, const Notice &notice );
    ~SlotFile();
    SlotFile( const SlotFile & ) = delete;
@@ -71,7 +74,8 @@ class SlotFile {
    void allocate( Quor::U32 count );
    void map( Quor::U32 count );
    void unmap() noexcept;
-   [[noreturn]] void fail( const std::string &doing, int error, const std::string &advice = {} ) const;
+   [[noreturn]] void fail( const std::string &doing, int error,
+                           const std::string &advice = {} ) const;
 
    const std::string path_;
    const Quor::U32 count_;

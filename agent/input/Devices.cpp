@@ -37,7 +37,7 @@ Devices::Devices( const std::set<Pelmo::IntfId> &svis ) {
 }
 
 void Devices::linkIs( const Link &link ) {
-   links_[ link.ifindex ] = { link, reading_ };
+   links_[link.ifindex] = { link, reading_ };
 }
 
 void Devices::linkDel( IfIndex ifindex ) {
@@ -46,8 +46,8 @@ void Devices::linkDel( IfIndex ifindex ) {
 }
 
 void Devices::addressIs( const Address &address ) {
-   AddressesOf &addresses = addresses_[ address.ifindex ];
-   addresses.present[ address ] = reading_;
+   AddressesOf &addresses = addresses_[address.ifindex];
+   addresses.present[address] = reading_;
    if( address.isLinkLocal() ) {
       addresses.lastLinkLocals.clear();
    }
@@ -67,8 +67,9 @@ void Devices::addressDel( const Address &address ) {
 void Devices::forget( AddressesOf &addresses, std::map<Address, Quor::U64>::iterator at ) {
    const Address address = at->first;
    addresses.present.erase( at );
-   const bool hasAnother = std::any_of( addresses.present.begin(), addresses.present.end(),
-                                        []( const auto &other ) { return other.first.isLinkLocal(); } );
+   const bool hasAnother =
+         std::any_of( addresses.present.begin(), addresses.present.end(),
+                      []( const auto &other ) { return other.first.isLinkLocal(); } );
    if( address.isLinkLocal() && !hasAnother ) {
       addresses.lastLinkLocals.insert( address.local );
    }
@@ -79,9 +80,9 @@ void Devices::readingBegins() {
 }
 
 void Devices::readingEnds() {
-   std::erase_if( links_, [ this ]( const auto &link ) { return link.second.reading != reading_; } );
-   std::erase_if( addresses_, [ this ]( const auto &of ) { return !find( of.first ); } );
-   for( auto &[ ifindex, addresses ] : addresses_ ) {
+   std::erase_if( links_, [this]( const auto &link ) { return link.second.reading != reading_; } );
+   std::erase_if( addresses_, [this]( const auto &of ) { return !find( of.first ); } );
+   for( auto &[ifindex, addresses] : addresses_ ) {
       for( auto at = addresses.present.begin(); at != addresses.present.end(); ) {
          const auto here = at++;
          if( here->second != reading_ ) {
@@ -93,7 +94,7 @@ void Devices::readingEnds() {
 
 std::vector<Verdict> Devices::verdicts() const {
    std::vector<Verdict> verdicts;
-   for( const auto &[ ifindex, known ] : links_ ) {
+   for( const auto &[ifindex, known] : links_ ) {
       if( isVrrpDevice( known.link ) ) {
          verdicts.push_back( judge( known.link ) );
       }
@@ -110,7 +111,7 @@ Verdict Devices::judge( const Link &device ) const {
    Verdict verdict;
    verdict.device = device.name;
    verdict.record = { Pelmo::IntfId(), *device.mac };
-   const auto because = [ &verdict ]( std::string reason ) {
+   const auto because = [&verdict]( std::string reason ) {
       verdict.reason = std::move( reason );
       return verdict;
    };
@@ -142,7 +143,7 @@ Verdict Devices::judge( const Link &device ) const {
    if( addresses == addresses_.end() || addresses->second.present.empty() ) {
       return because( "has no address" );
    }
-   for( const auto &[ address, reading ] : addresses->second.present ) {
+   for( const auto &[address, reading] : addresses->second.present ) {
       if( !isLinkLocalOf( lower->ifindex, address ) ) {
          verdict.published = true;
          return because( "has " + addressText( address ) );
@@ -160,7 +161,7 @@ bool Devices::isLinkLocalOf( IfIndex lower, const Address &address ) const {
       return true;
    }
    return std::any_of( of->second.present.begin(), of->second.present.end(),
-                       [ & ]( const auto &other ) {
+                       [&]( const auto &other ) {
                           return other.first.isLinkLocal() && other.first.local == address.local;
                        } );
 }

@@ -1,14 +1,17 @@
-// What the agent knows of the kernel's links and addresses, and the rule that says which of them stand
-// for a virtual router MAC that this switch has to route.
+// What the agent knows of the kernel's links and addresses, and the rule that says which of them
+// stand for a virtual router MAC that this switch has to route.
 //
-// The redundancy daemons tell nobody who is master; what they do to their devices tells. A device is a
-// macvlan with a MAC of VRRP (RFC 9568: 00:00:5e:00:01:VRID for IPv4, 00:00:5e:00:02:VRID for IPv6) on top
-// of a VLAN interface. It is published while
+// The redundancy daemons tell nobody who is master; what they do to their devices tells. A device
+// is a macvlan with a MAC of VRRP (RFC 9568: 00:00:5e:00:01:VRID for IPv4, 00:00:5e:00:02:VRID for
+// IPv6) on top of a VLAN interface. It is published while
 //
-//    - it is up, has carrier and is not held down by a protocol daemon (FRR's vrrpd holds the devices of
+//    - it is up, has carrier and is not held down by a protocol daemon (FRR's vrrpd holds the
+//    devices of
 //      a backup down), and its VLAN interface is up, and
-//    - it has an address that is not its VLAN interface's own link-local one (keepalived gives the virtual
-//      addresses to a master's device only, and every device of IPv6 a copy of that link-local address).
+//    - it has an address that is not its VLAN interface's own link-local one (keepalived gives the
+//    virtual
+//      addresses to a master's device only, and every device of IPv6 a copy of that link-local
+//      address).
 #ifndef ORLOAGENT_INPUT_DEVICES_H
 #define ORLOAGENT_INPUT_DEVICES_H
 
@@ -26,8 +29,8 @@ namespace OrloAgent {
 /// What the rule says about one device.
 struct Verdict {
    std::string device;
-   /// The record that the device stands for; its interface is empty when the device is on no VLAN interface
-   /// of ours.
+   /// The record that the device stands for; its interface is empty when the device is on no VLAN
+   /// interface of ours.
    Routing::Fhrp::VirtualRouterMac record;
    bool published = false;
    /// In plain words, why it is or is not published: "has 192.0.2.1", "br10 is down".
@@ -66,9 +69,9 @@ class Devices {
    };
    struct AddressesOf {
       std::map<Address, Quor::U64> present; // and the last reading in which it was told
-      /// The link-local addresses that a link had last, while it has none: they go when the link goes down,
-      /// return a second or two after it is up again (duplicate address detection), and all that time the
-      /// devices on top of it keep their copies.
+      /// The link-local addresses that a link had last, while it has none: they go when the link
+      /// goes down, return a second or two after it is up again (duplicate address detection), and
+      /// all that time the devices on top of it keep their copies.
       std::set<Address::Octets> lastLinkLocals;
    };
 

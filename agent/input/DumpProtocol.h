@@ -1,11 +1,12 @@
-// Keeps a watcher's picture of links and addresses complete: which dump to ask the kernel for and when,
-// which messages are news, and what has to be read again. No socket: bytes in, calls of a watcher and
-// requests out.
+// Keeps a watcher's picture of links and addresses complete: which dump to ask the kernel for and
+// when, which messages are news, and what has to be read again. No socket: bytes in, calls of a
+// watcher and requests out.
 //
-// Why a dump on a subscribed socket gives a complete picture: the subscription comes first, so every change
-// since then arrives as a message of its own, in order. A dump adds what was there before. Where the two
-// speak about the same thing the change wins, however the kernel interleaved them. After a loss the socket
-// is drained before the next dump, so that no change from before the loss can win over it.
+// Why a dump on a subscribed socket gives a complete picture: the subscription comes first, so
+// every change since then arrives as a message of its own, in order. A dump adds what was there
+// before. Where the two speak about the same thing the change wins, however the kernel interleaved
+// them. After a loss the socket is drained before the next dump, so that no change from before the
+// loss can win over it.
 #ifndef ORLOAGENT_INPUT_DUMPPROTOCOL_H
 #define ORLOAGENT_INPUT_DUMPPROTOCOL_H
 
@@ -44,8 +45,8 @@ class DumpProtocol {
    void datagram( std::span<const std::byte> bytes );
    /// The socket lost messages, or one did not fit into the buffer.
    void overrun();
-   /// Call when the socket is drained: gives the dump to ask for now, if any. Without one it is quiet, and
-   /// the watcher is told.
+   /// Call when the socket is drained: gives the dump to ask for now, if any. Without one it is
+   /// quiet, and the watcher is told.
    std::optional<Request> drained();
    /// The kernel (or the socket) would not take the request, for this errno.
    void refused( int error );

@@ -47,7 +47,7 @@ void Publisher::verdictsAre( const std::vector<Verdict> &verdicts ) {
    std::map<Record, std::set<std::string>> wanted;
    for( const Verdict &verdict : verdicts ) {
       if( verdict.published ) {
-         wanted[ verdict.record ].insert( verdict.device );
+         wanted[verdict.record].insert( verdict.device );
       }
    }
    for( auto at = published_.begin(); at != published_.end(); ) {
@@ -60,8 +60,8 @@ void Publisher::verdictsAre( const std::vector<Verdict> &verdicts ) {
          status_->vrrpVirtualMacDel( record );
       }
    }
-   for( const auto &[ record, devices ] : wanted ) {
-      const auto [ at, isNew ] = published_.emplace( record, *devices.begin() );
+   for( const auto &[record, devices] : wanted ) {
+      const auto [at, isNew] = published_.emplace( record, *devices.begin() );
       if( isNew ) {
          watcher_.onPublished( record, at->second );
          status_->vrrpVirtualMacIs( record, true );

@@ -1,4 +1,5 @@
-// Turns what the rule says about devices into records of the status table that the reflector watches.
+// Turns what the rule says about devices into records of the status table that the reflector
+// watches.
 #ifndef ORLOAGENT_INPUT_PUBLISHER_H
 #define ORLOAGENT_INPUT_PUBLISHER_H
 
@@ -23,16 +24,17 @@ class PublisherWatcher {
    ~PublisherWatcher() = default;
 };
 
-/// Writes the status table, and only what differs: one change of a record per transition, withdrawals
-/// first, so that the indexes that they free serve whatever comes. Nobody else writes the table; a record
-/// that is not published has no key in it. The watcher must outlive this object.
+/// Writes the status table, and only what differs: one change of a record per transition,
+/// withdrawals first, so that the indexes that they free serve whatever comes. Nobody else writes
+/// the table; a record that is not published has no key in it. The watcher must outlive this
+/// object.
 class Publisher {
  public:
    Publisher( Quor::Ptr<Routing::Fhrp::VirtualRouterMacStatus> status, PublisherWatcher &watcher )
          : status_( std::move( status ) ), watcher_( watcher ) {}
 
-   /// Makes the table say what `verdicts` say. Several devices may stand for one record: it is there while
-   /// one of them is published.
+   /// Makes the table say what `verdicts` say. Several devices may stand for one record: it is
+   /// there while one of them is published.
    void verdictsAre( const std::vector<Verdict> &verdicts );
 
  private:

@@ -50,15 +50,21 @@ void Rtnetlink::start( KernelWatcher &watcher ) {
    const auto now = std::chrono::steady_clock::now().time_since_epoch();
    protocol_.emplace( mnl_socket_get_portid( socket_.get() ),
                       static_cast<Quor::U32>( now.count() / 1000 ), watcher );
-   readable_ = loop_.onReadable( mnl_socket_get_fd( socket_.get() ), [ this ] { onReadable(); } );
+   readable_ = loop_.onReadable( mnl_socket_get_fd( socket_.get() ), [this] { onReadable(); } );
    onDrained();
+}
+
+void Rtnetlink::stop() {
+   readable_ = {};
+   retry_ = {};
 }
 
 void Rtnetlink::growReceiveBuffer() {
    const int fd = mnl_socket_get_fd( socket_.get() );
    if( setsockopt( fd, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof( kReceiveBuffer ) ) <
        0 ) {
-      // Without CAP_NET_ADMIN the system's limit holds; less than wanted only means more re-reading.
+      // Without CAP_NET_ADMIN the system's limit holds; less than wanted only means more
+      // re-reading.
       setsockopt( fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof( kReceiveBuffer ) );
    }
 }
@@ -113,7 +119,7 @@ void Rtnetlink::onDrained() {
    }
    if( protocol_->waitsForRetry() && !retryIsSet_ ) {
       retryIsSet_ = true;
-      retry_ = loop_.after( kRetryDelay, [ this ] {
+      retry_ = loop_.after( kRetryDelay, [this] {
          retryIsSet_ = false;
          protocol_->retry();
          onReadable();

@@ -14,8 +14,8 @@ struct mnl_socket;
 
 namespace OrloAgent {
 
-/// Sees the network namespace of the thread that calls start(). Never blocks. Needs no privileges; with
-/// CAP_NET_ADMIN its receive buffer may be larger than the system's limit for everybody.
+/// Sees the network namespace of the thread that calls start(). Never blocks. Needs no privileges;
+/// with CAP_NET_ADMIN its receive buffer may be larger than the system's limit for everybody.
 class Rtnetlink : public Kernel {
  public:
    /// `loop` must outlive this object.
@@ -23,6 +23,7 @@ class Rtnetlink : public Kernel {
    ~Rtnetlink() override;
 
    void start( KernelWatcher &watcher ) override;
+   void stop() override;
 
    /// Nothing before start().
    std::optional<DumpProtocol::Counters> counters() const;

@@ -20,7 +20,8 @@ namespace {
 using Bytes = std::span<const std::byte>;
 using Quor::U16;
 
-/// The attributes that stand one behind the other in `bytes`, up to the first one that does not fit.
+/// The attributes that stand one behind the other in `bytes`, up to the first one that does not
+/// fit.
 class Attributes {
  public:
    explicit Attributes( Bytes bytes ) : bytes_( bytes ) {}
@@ -32,8 +33,8 @@ class Attributes {
          return reinterpret_cast<const nlattr *>( rest_.data() ); // aligned: see DatagramReader
       }
       Iterator &operator++() {
-         rest_ = rest_.subspan( std::min<std::size_t>( MNL_ALIGN( mnl_attr_get_len( **this ) ),
-                                                       rest_.size() ) );
+         rest_ = rest_.subspan(
+               std::min<std::size_t>( MNL_ALIGN( mnl_attr_get_len( **this ) ), rest_.size() ) );
          check();
          return *this;
       }
@@ -98,8 +99,8 @@ KernelNews readLink( U16 type, Bytes message ) {
    if( !header || header->ifi_index <= 0 ) {
       return Malformed{ "a link message without a link" };
    }
-   // Bridges and IPv6 tell of their view of a link in the same messages, under their own family; a bridge
-   // says "gone" when a port leaves it.
+   // Bridges and IPv6 tell of their view of a link in the same messages, under their own family; a
+   // bridge says "gone" when a port leaves it.
    if( header->ifi_family != AF_UNSPEC ) {
       return Irrelevant{};
    }
@@ -162,12 +163,14 @@ KernelNews readAddress( U16 type, Bytes message ) {
    address.family = header->ifa_family == AF_INET ? Address::Family::V4 : Address::Family::V6;
    const std::size_t length = address.family == Address::Family::V4 ? 4 : 16;
 
-   std::optional<Address::Octets> local, other; // IFA_ADDRESS is the peer where there is an IFA_LOCAL
+   std::optional<Address::Octets> local,
+         other; // IFA_ADDRESS is the peer where there is an IFA_LOCAL
    for( const nlattr *attribute : Attributes( behind<ifaddrmsg>( message ) ) ) {
       const U16 kind = mnl_attr_get_type( attribute );
       const Bytes value = payload( attribute );
       if( ( kind == IFA_LOCAL || kind == IFA_ADDRESS ) && value.size() == length ) {
-         std::memcpy( ( kind == IFA_LOCAL ? local : other ).emplace().data(), value.data(), length );
+         std::memcpy( ( kind == IFA_LOCAL ? local : other ).emplace().data(), value.data(),
+                      length );
       }
    }
    if( !local && !other ) {

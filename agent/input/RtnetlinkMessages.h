@@ -1,5 +1,5 @@
-// Rtnetlink messages (rtnetlink(7), linux/rtnetlink.h) turned into plain values: no socket, no state.
-// Whatever the bytes are, reading stays inside them and nothing stops the process.
+// Rtnetlink messages (rtnetlink(7), linux/rtnetlink.h) turned into plain values: no socket, no
+// state. Whatever the bytes are, reading stays inside them and nothing stops the process.
 #ifndef ORLOAGENT_INPUT_RTNETLINKMESSAGES_H
 #define ORLOAGENT_INPUT_RTNETLINKMESSAGES_H
 

@@ -26,9 +26,9 @@ int run( const OrloAgent::Configuration &configuration ) {
    OrloAgent::EventLoop loop;
    OrloAgent::Rtnetlink kernel( loop );
    OrloAgent::Agent agent( configuration, kernel, std::cout, std::cerr );
-   const auto onTerminate = loop.onSignal( SIGTERM, [ & ] { loop.stop(); } );
-   const auto onInterrupt = loop.onSignal( SIGINT, [ & ] { loop.stop(); } );
-   const auto onUser1 = loop.onSignal( SIGUSR1, [ & ] { agent.printTable(); } );
+   const auto onTerminate = loop.onSignal( SIGTERM, [&] { loop.stop(); } );
+   const auto onInterrupt = loop.onSignal( SIGINT, [&] { loop.stop(); } );
+   const auto onUser1 = loop.onSignal( SIGUSR1, [&] { agent.printTable(); } );
    agent.start();
    loop.run();
    agent.printTable();

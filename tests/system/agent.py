@@ -1,5 +1,5 @@
-"""The agent under test: it is started on a switch, its lines are read as changes, and every change is held against what a
-pool of indexes and a waiting line allow."""
+"""The agent under test: it is started on a switch, its lines are read as changes, and every change is held against what
+a pool of indexes and a waiting line allow."""
 
 import collections
 import json

@@ -17,8 +17,8 @@ class SystemTest(unittest.TestCase):
         self.left, self.right = self.lab.pair()
 
     def agent(self, switch=None, **options):
-        """Starts an agent, on the left switch unless told otherwise. At the end of the test it must still run, have said
-        nothing that the test has not accounted for, and its table must agree with what it has said."""
+        """Starts an agent, on the left switch unless told otherwise. At the end of the test it must still run, must
+        have said nothing that the test has not accounted for, and its table must agree with what it has said."""
         agent = Agent(switch or self.left, **options)
         self.addCleanup(self._finish, agent)
         return agent

@@ -6,9 +6,9 @@
         agent = Agent(left)
         ...
 
-A lab leaves nothing behind, however its process ends: each of its namespaces is kept by a small process that waits at a
-pipe, and when the pipe closes, because the lab was closed or its process died, it kills what still runs in the namespace
-and deletes its files. Namespaces have no names, so any number of labs can run at once.
+A lab leaves nothing behind, however its process ends: each of its namespaces is kept by a small process that waits at
+a pipe, and when the pipe closes, because the lab was closed or its process died, it kills what still runs in the
+namespace and deletes its files. Namespaces have no names, so any number of labs can run at once.
 """
 
 import json
@@ -21,8 +21,8 @@ import time
 
 PYTHON = '/usr/bin/python3'
 
-# The macvlan, the bridge and the address of a test are there at once only when the kernel does not first probe for
-# duplicates of an IPv6 address, and does not answer a new link with router solicitations.
+# An IPv6 address can be used at once when the kernel does not first look for a duplicate of it, and a test is quiet
+# when a new link is not answered with router solicitations.
 QUIET_IPV6 = {
     'net/ipv6/conf/default/accept_dad': 0,
     'net/ipv6/conf/default/dad_transmits': 0,
@@ -33,8 +33,10 @@ QUIET_IPV6 = {
 KEEPER = r'''
 import os, pathlib, shutil, signal, sys, time
 
-directory = sys.argv[1]
+directory, outside = sys.argv[1:]
 own = os.readlink('/proc/self/ns/net')
+if own == outside:
+    sys.exit('still in the network namespace of the lab itself')
 
 
 def others():
@@ -198,7 +200,8 @@ class Namespace:
         os.chmod(self.directory, 0o755)
         self.processes = []
         self._keeper = subprocess.Popen(
-            [need('unshare', 'util-linux'), '--net', PYTHON, '-I', '-S', '-c', KEEPER, self.directory],
+            [need('unshare', 'util-linux'), '--net', '--', PYTHON, '-I', '-S', '-c', KEEPER, self.directory,
+             os.readlink('/proc/self/ns/net')],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, start_new_session=True)
         if self._keeper.stdout.readline() != 'ready\n':
             reason = self._keeper.stderr.read().strip()
@@ -292,9 +295,11 @@ class Switch(Namespace):
         return name
 
     def carrier(self, name, on):
-        """Gives the SVI carrier, or takes it away."""
+        """Gives the SVI carrier, or takes it away, and waits until the kernel has told everybody: up to a second."""
         ports = [link['ifname'] for link in json.loads(self.run('ip', '-j', 'link', 'show', 'master', name))]
         self.ip(*(f'link set {port} {"up" if on else "down"}' for port in ports))
+        wait_until(lambda: self.show(name)['operstate'] == ('UP' if on else 'DOWN'),
+                   f'{name} on {self.name} has {"carrier" if on else "no carrier"}')
 
     def forwards(self, port):
         return self.show(port)['linkinfo']['info_slave_data']['state'] == 'forwarding'

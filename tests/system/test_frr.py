@@ -1,5 +1,7 @@
 """What is programmed in every state of a real FRR vrrpd."""
 
+import signal
+
 from agent import appears, disappears
 from case import SystemTest
 from daemons import Frr
@@ -61,6 +63,42 @@ class FrrTest(SystemTest):
         backup.wait_state('Backup')
 
         agent.quiet(0.6)
+
+    def test_fault_of_the_link_below_the_master(self):
+        agent, peer = self.agent(), self.agent(self.right)
+        self.daemon(self.left, 200).start()
+        agent.expect(appears(53))
+        backup = self.daemon(self.right, 100)
+        backup.start()
+        backup.wait_state('Backup')
+
+        # vrrpd itself stays master: it is the carrier alone that tells.
+        self.left.carrier('br10', False)
+        agent.expect(disappears(53))
+        peer.expect(appears(53))
+        agent.quiet(0.3)
+
+        self.left.carrier('br10', True)
+        agent.expect(appears(53))
+        peer.expect(disappears(53))
+
+    def test_a_backup_that_is_cut_off_elects_itself(self):
+        self.daemon(self.left, 200).start()
+        self.left.wait_published('vrrp4-53')
+        backup = self.daemon(self.right, 100)
+        backup.start()
+        backup.wait_state('Backup')
+        agent = self.agent(self.right)
+
+        backup.vrrpd.send(signal.SIGSTOP)
+        self.right.carrier('br10', False)
+        agent.quiet(0.1)
+        # The kernel gives carrier to a device that is protocol-down no more, though the SVI below has none.
+        backup.vrrpd.send(signal.SIGCONT)
+        agent.expect(appears(53), settle=0.3)
+
+        self.right.carrier('br10', True)
+        agent.expect(disappears(53), settle=0.3)
 
     def test_kill_leaves_the_pairs_until_the_next_election(self):
         agent, peer = self.agent(), self.agent(self.right)

@@ -2,6 +2,7 @@
 
 from agent import SVI10, appears, disappears, programmed, published, removed, withdrawn
 from case import SystemTest
+from lab import wait_until
 
 
 class PublishingTest(SystemTest):
@@ -29,6 +30,23 @@ class PublishingTest(SystemTest):
         self.left.carrier('br10', False)
         agent.expect(disappears(51))
         self.left.carrier('br10', True)
+        agent.expect(appears(51))
+
+    def test_protocol_down_with_carrier(self):
+        agent = self.agent()
+        device = self.left.router(51)
+        agent.expect(appears(51))
+        self.left.ip(f'link set {device} protodown on')
+        agent.expect(disappears(51))
+
+        # The carrier of the SVI comes back, and the kernel gives carrier to a device that is protocol-down.
+        self.left.carrier('br10', False)
+        self.left.carrier('br10', True)
+        wait_until(lambda: 'LOWER_UP' in self.left.show(device)['flags'], 'the device has carrier')
+        self.assertTrue(self.left.show(device)['proto_down'])
+        agent.quiet(0.3)
+
+        self.left.ip(f'link set {device} protodown off')
         agent.expect(appears(51))
 
     def test_the_link_local_address_of_the_svi_does_not_count(self):

@@ -1,0 +1,187 @@
+// The helper of the memory hardware: what the programmer asks for is in the table, what the table
+// holds is handed back at the next start.
+#include "agent/hardware/MemoryHelper.h"
+#include "tests/unit/agent/FakeKernel.h"
+#include "tests/unit/agent/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace OrloAgent {
+namespace {
+
+using OrloHelper::CurrentVrrpStateForInit;
+using Lines = std::vector<std::string>;
+
+Pair pair( Quor::U16 vlan, Quor::U8 vrid ) {
+   return { Bridging::VlanId( vlan ), vrrpMac( vrid ) };
+}
+
+class Journal : public HardwareWatcher {
+ public:
+   Lines written() { return std::exchange( lines_, {} ); }
+   void throwsIs( bool throws ) { throws_ = throws; }
+
+   void onFound( const Pair &one, Quor::U32 index ) override { add( "found", one, index ); }
+   void onProgrammed( const Pair &one, Quor::U32 index ) override {
+      add( "programmed", one, index );
+   }
+   void onRemoved( const Pair &one, Quor::U32 index ) override { add( "removed", one, index ); }
+   void onTrouble( const std::string &what ) override {
+      lines_.push_back( "trouble: " + what );
+      mayThrow();
+   }
+
+ private:
+   void add( const std::string &what, const Pair &one, Quor::U32 index ) {
+      lines_.push_back( what + " " + valueToStrep( one.vlanId() ) + " " +
+                        std::to_string( one.mac().number() & 0xff ) + " at " +
+                        std::to_string( index ) );
+      mayThrow();
+   }
+   void mayThrow() const {
+      if( throws_ ) {
+         throw std::runtime_error( "the watcher has a bad day" );
+      }
+   }
+
+   Lines lines_;
+   bool throws_ = false;
+};
+
+class MemoryHelperTest : public testing::Test {
+ protected:
+   Quor::Ptr<MemoryHelper> start( Quor::U32 indexes = 5 ) {
+      return Quor::make<MemoryHelper>( folder_.path( "slots" ), indexes, journal_ );
+   }
+   static void add( MemoryHelper &helper, const Pair &one, Quor::U32 index ) {
+      helper.addVirtualRouterMac( one.mac(), one.vlanId().number(), index );
+   }
+   static void del( MemoryHelper &helper, const Pair &one, Quor::U32 index ) {
+      helper.deleteVirtualRouterMac( one.mac(), one.vlanId().number(), index );
+   }
+   /// What was left in the table by somebody else.
+   void leave( const std::vector<std::pair<Quor::U32, Pair>> &contents, Quor::U32 count = 5 ) {
+      SlotFile slots( folder_.path( "slots" ), count, []( const std::string & ) {} );
+      for( const auto &[index, one] : contents ) {
+         slots.slotIs( index, one );
+      }
+   }
+
+   TemporaryFolder folder_;
+   Journal journal_;
+};
+
+TEST_F( MemoryHelperTest, AsksForAdoption ) {
+   EXPECT_TRUE( start()->syncCurrentStateOnInit() );
+}
+
+TEST_F( MemoryHelperTest, AddsAndDeletesInTheTable ) {
+   const auto helper = start();
+   add( *helper, pair( 10, 51 ), 3 );
+   EXPECT_TRUE( helper->holds( pair( 10, 51 ), 3 ) );
+   EXPECT_FALSE( helper->holds( pair( 10, 51 ), 2 ) );
+   EXPECT_FALSE( helper->holds( pair( 11, 51 ), 3 ) );
+   del( *helper, pair( 10, 51 ), 3 );
+   EXPECT_FALSE( helper->holds( pair( 10, 51 ), 3 ) );
+   EXPECT_EQ( journal_.written(), ( Lines{ "programmed 10 51 at 3", "removed 10 51 at 3" } ) );
+   EXPECT_EQ( helper->slots().writes(), 2u );
+}
+
+TEST_F( MemoryHelperTest, WhatIsThereAlreadyIsNotWrittenAgain ) {
+   const auto helper = start();
+   add( *helper, pair( 10, 51 ), 3 );
+   add( *helper, pair( 10, 51 ), 3 );
+   EXPECT_EQ( helper->slots().writes(), 1u );
+   EXPECT_EQ( journal_.written(), Lines{ "programmed 10 51 at 3" } );
+}
+
+TEST_F( MemoryHelperTest, RefusesWhatCannotBeAndSaysSo ) {
+   const auto helper = start();
+   add( *helper, pair( 10, 51 ), 3 );
+   journal_.written();
+   add( *helper, pair( 10, 52 ), 5 );
+   add( *helper, pair( 10, 52 ), 0xffffffff );
+   add( *helper, pair( 10, 52 ), 3 );
+   del( *helper, pair( 10, 52 ), 3 );
+   del( *helper, pair( 10, 51 ), 4 );
+   del( *helper, pair( 10, 51 ), 5 );
+   const std::string program = "trouble: cannot program VLAN 10  00:00:5e:00:01:34  index ";
+   const std::string remove52 = "trouble: cannot remove VLAN 10  00:00:5e:00:01:34  index ";
+   const std::string remove51 = "trouble: cannot remove VLAN 10  00:00:5e:00:01:33  index ";
+   EXPECT_EQ( journal_.written(), ( Lines{ program + "5: the table has no such slot",
+                                           program + "4294967295: the table has no such slot",
+                                           program + "3: the slot holds another pair",
+                                           remove52 + "3: the slot does not hold it",
+                                           remove51 + "4: the slot does not hold it",
+                                           remove51 + "5: the slot does not hold it" } ) );
+   EXPECT_EQ( helper->refusals(), 6u );
+   EXPECT_TRUE( helper->holds( pair( 10, 51 ), 3 ) );
+   EXPECT_EQ( helper->slots().writes(), 1u );
+}
+
+TEST_F( MemoryHelperTest, NothingIsThrownIntoTheProgrammer ) {
+   const auto helper = start();
+   const auto snapshot = Quor::make<CurrentVrrpStateForInit>();
+   journal_.throwsIs( true );
+   EXPECT_NO_THROW( add( *helper, pair( 10, 51 ), 3 ) );
+   EXPECT_NO_THROW( add( *helper, pair( 10, 51 ), 9 ) );
+   EXPECT_NO_THROW( helper->syncVrrpStateOnInit( snapshot ) );
+   EXPECT_NO_THROW( del( *helper, pair( 10, 51 ), 3 ) );
+   EXPECT_NO_THROW( helper->initializationComplete() );
+   EXPECT_EQ( snapshot->virtualRouterIndexes().size(), 1u );
+}
+
+TEST_F( MemoryHelperTest, TheSnapshotIsWhatTheTableHolds ) {
+   leave( { { 4, pair( 10, 51 ) }, { 0, pair( 11, 51 ) }, { 2, pair( 10, 52 ) } } );
+   const auto helper = start();
+   const auto snapshot = Quor::make<CurrentVrrpStateForInit>();
+   helper->syncVrrpStateOnInit( snapshot );
+
+   EXPECT_EQ( snapshot->virtualRouterIndexes().size(), 3u );
+   EXPECT_EQ( snapshot->virtualRouterIndex( pair( 10, 51 ) )->value(), 4u );
+   EXPECT_EQ( snapshot->virtualRouterIndex( pair( 11, 51 ) )->value(), 0u );
+   EXPECT_EQ( snapshot->virtualRouterIndex( pair( 10, 52 ) )->value(), 2u );
+   EXPECT_EQ( journal_.written(),
+              ( Lines{ "found 11 51 at 0", "found 10 52 at 2", "found 10 51 at 4" } ) );
+   EXPECT_EQ( helper->slots().writes(), 3u ) << "taking a snapshot writes nothing";
+}
+
+TEST_F( MemoryHelperTest, TheSnapshotHasNoOtherVlansAndEveryPairOnce ) {
+   leave( { { 0, pair( 0, 51 ) },
+            { 1, pair( 10, 51 ) },
+            { 2, pair( 4095, 51 ) },
+            { 3, pair( 10, 51 ) },
+            { 4, pair( 4094, 51 ) } } );
+   const auto helper = start();
+   const auto snapshot = Quor::make<CurrentVrrpStateForInit>();
+   helper->syncVrrpStateOnInit( snapshot );
+
+   EXPECT_EQ( snapshot->virtualRouterIndexes().size(), 2u );
+   EXPECT_EQ( snapshot->virtualRouterIndex( pair( 10, 51 ) )->value(), 1u );
+   EXPECT_EQ( snapshot->virtualRouterIndex( pair( 4094, 51 ) )->value(), 4u );
+   EXPECT_EQ( journal_.written(),
+              ( Lines{ "removed 0 51 at 0", "found 10 51 at 1", "removed 4095 51 at 2",
+                       "removed 10 51 at 3", "found 4094 51 at 4" } ) );
+   for( const Quor::U32 freed : { 0u, 2u, 3u } ) {
+      EXPECT_EQ( helper->slots().slot( freed ), std::nullopt ) << freed;
+   }
+}
+
+TEST_F( MemoryHelperTest, TheSnapshotStaysBelowTheNumberOfIndexes ) {
+   leave( { { 1, pair( 10, 51 ) }, { 3, pair( 10, 52 ) } } );
+   const auto helper = start( 2 );
+   const auto snapshot = Quor::make<CurrentVrrpStateForInit>();
+   helper->syncVrrpStateOnInit( snapshot );
+   EXPECT_EQ( snapshot->virtualRouterIndexes().size(), 1u );
+   EXPECT_EQ( snapshot->virtualRouterIndex( pair( 10, 51 ) )->value(), 1u );
+}
+
+TEST_F( MemoryHelperTest, ATableThatCannotBeUsedIsAnError ) {
+   const auto helper = start();
+   EXPECT_THROW( start(), HardwareError );
+}
+
+} // namespace
+} // namespace OrloAgent
