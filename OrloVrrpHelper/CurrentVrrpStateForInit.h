@@ -12,6 +12,8 @@ namespace OrloHelper {
 /// indexes. A counted holder of values: nobody watches it.
 class CurrentVrrpStateForInit : public Quor::PtrInterface {
  public:
+   using GenericIf_ = Quor::EntityGenericIf<CurrentVrrpStateForInit>;
+   using _Type = Quor::TypeObject<CurrentVrrpStateForInit>;
    enum Attr : Quor::AttrId { kVirtualRouterIndex = 130 };
    using VlanAndMac = Orlo::VrrpPrivateVlanReflectorLib::VlanAndMac;
    using VirtualRouterIndexes = Quor::HashMap<VlanAndMac, Quor::U32>;

@@ -1,6 +1,6 @@
 #include "OrloVrrpHelper/VrrpSmHelper.h"
 
-#include "types/OrloVrrpHelper.h"
+#include "quor/Type.h"
 
 namespace OrloHelper {
 
@@ -40,10 +40,6 @@ void VrrpSmHelper::syncCurrentStateOnInitIs( bool value ) {
 Quor::String VrrpSmHelper::attributeString( Quor::AttrId id ) const {
    const Quor::Attribute *const own = _fwkType()->find( id );
    return own ? Quor::String( own->name ) : OrloBaseHelper::attributeString( id );
-}
-
-const Quor::Type *VrrpSmHelper::_fwkType() noexcept {
-   return &Quor::Describe<VrrpSmHelper>::type;
 }
 
 } // namespace OrloHelper

@@ -17,6 +17,8 @@ namespace OrloHelper {
 /// entry: keep and retry in the helper what the hardware refuses.
 class VrrpSmHelper : public Orlo::OrloBaseHelper {
  public:
+   using GenericIf_ = Quor::EntityGenericIf<VrrpSmHelper>;
+   using _Type = Quor::TypeObject<VrrpSmHelper>;
    class NotifieeConst;
    class Notifiee;
    enum Attr : Quor::AttrId {

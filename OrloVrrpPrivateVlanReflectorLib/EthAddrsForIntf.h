@@ -14,6 +14,8 @@ namespace Orlo::VrrpPrivateVlanReflectorLib {
 /// interface's own reactor.
 class EthAddrsForIntf : public Quor::Entity {
  public:
+   using GenericIf_ = Quor::EntityGenericIf<EthAddrsForIntf>;
+   using _Type = Quor::TypeObject<EthAddrsForIntf>;
    class NotifieeConst;
    class Notifiee;
    enum Attr : Quor::AttrId { kVlanIntf = Quor::kFirstEntityAttribute, kEthAddr };

@@ -2,7 +2,6 @@
 
 #include "OrloVrrpPrivateVlanReflectorLib/ReflectorTrace.h"
 #include "quor/Reactor.h"
-#include "types/OrloVrrpPrivateVlanReflectorLib.h"
 
 namespace Orlo::VrrpPrivateVlanReflectorLib {
 
@@ -91,10 +90,6 @@ void LibSm::quorDoZombieReactors( bool on ) {
    if( virtualRouterMacStatusIn_ ) {
       virtualRouterMacStatusIn_->quorDoZombieReactors( on );
    }
-}
-
-const Quor::Type *LibSm::_fwkType() noexcept {
-   return &Quor::Describe<LibSm>::type;
 }
 
 // Collections

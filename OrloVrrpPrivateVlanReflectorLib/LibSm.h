@@ -7,6 +7,7 @@
 #include "OrloVrrpPrivateVlanReflectorLib/VlanIntfSm.h"
 #include "platform/IntfVlanIdSetTable.h"
 #include "platform/VirtualRouterMacStatus.h"
+#include "quor/Reactor.h"
 
 namespace Orlo::VrrpPrivateVlanReflectorLib {
 
@@ -22,6 +23,8 @@ class QuorVirtualRouterMacStatusIn;
 /// unless disableCleanupOnRestart is set.
 class LibSm : public Quor::PtrInterface {
  public:
+   using GenericIf_ = Quor::EntityGenericIf<LibSm>;
+   using _Type = Quor::TypeObject<LibSm>;
    using VirtualRouterMacStatus = Routing::Fhrp::VirtualRouterMacStatus;
    using DmacsForIntf = Quor::HashMap<Pelmo::IntfId, Quor::Ptr<EthAddrsForIntf>>;
    using VlanIntfSms = Quor::HashMap<Pelmo::IntfId, Quor::Ptr<VlanIntfSm>>;
@@ -88,6 +91,7 @@ class LibSm : public Quor::PtrInterface {
    /// Brings the interface's reactor in line with the interface's MAC set.
    void handleDmacsForIntf( Pelmo::IntfId intf );
 
+   const Quor::Name &quorFwkActivity() const noexcept { return Quor::kEventLoopActivity; }
    bool hasNotificationActive() const noexcept { return hasNotificationActive_; }
    /// Switches the watching of the status table, and every VlanIntfSm.
    void hasNotificationActiveIs( bool on ) override;

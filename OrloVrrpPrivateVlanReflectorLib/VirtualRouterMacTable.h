@@ -13,6 +13,8 @@ namespace Orlo::VrrpPrivateVlanReflectorLib {
 /// tells the watchers at once, inside the writer's call, on the agent's one thread.
 class VirtualRouterMacTable : public Quor::Entity {
  public:
+   using GenericIf_ = Quor::EntityGenericIf<VirtualRouterMacTable>;
+   using _Type = Quor::TypeObject<VirtualRouterMacTable>;
    class NotifieeConst;
    class Notifiee;
    enum Attr : Quor::AttrId { kVirtualRouterMac = Quor::kFirstEntityAttribute };

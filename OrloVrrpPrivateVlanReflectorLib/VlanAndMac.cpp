@@ -1,7 +1,6 @@
 #include "OrloVrrpPrivateVlanReflectorLib/VlanAndMac.h"
 
 #include "quor/Exception.h"
-#include "types/OrloVrrpPrivateVlanReflectorLib.h"
 
 #include <ostream>
 
@@ -70,10 +69,6 @@ VlanAndMac strepToValue( Quor::Strep<VlanAndMac>, const Quor::String &text ) {
 
 std::ostream &operator<<( std::ostream &out, const VlanAndMac &key ) {
    return out << valueToStrep( key );
-}
-
-const Quor::Type *VlanAndMac::_fwkType() noexcept {
-   return &Quor::Describe<VlanAndMac>::type;
 }
 
 } // namespace Orlo::VrrpPrivateVlanReflectorLib

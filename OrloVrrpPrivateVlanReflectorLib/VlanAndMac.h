@@ -4,16 +4,15 @@
 
 #include "bridging/VlanId.h"
 #include "pelmo/EthAddr.h"
-
-namespace Quor {
-struct Type;
-}
+#include "quor/TypeFwd.h"
 
 namespace Orlo::VrrpPrivateVlanReflectorLib {
 
 /// A virtual router MAC as it must be programmed on one VLAN. Plain value, four 16-bit words.
 class VlanAndMac {
  public:
+   using GenericIf_ = Quor::ValueGenericIf<VlanAndMac>;
+   using _Type = Quor::TypeObject<VlanAndMac>;
    /// VLAN 1 and the zero MAC: what a text without attributes reads as.
    constexpr VlanAndMac() noexcept : vlanId_( 1 ) {}
    constexpr VlanAndMac( Bridging::VlanId vlanId, const Pelmo::EthAddr &mac ) noexcept

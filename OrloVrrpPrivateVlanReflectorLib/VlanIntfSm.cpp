@@ -3,7 +3,6 @@
 #include "OrloVrrpPrivateVlanReflectorLib/LibSm.h"
 #include "OrloVrrpPrivateVlanReflectorLib/ReflectorTrace.h"
 #include "quor/Reactor.h"
-#include "types/OrloVrrpPrivateVlanReflectorLib.h"
 
 namespace Orlo::VrrpPrivateVlanReflectorLib {
 
@@ -138,10 +137,6 @@ void VlanIntfSm::quorDoZombieReactors( bool on ) {
    if( dmacList_ ) {
       dmacList_->quorDoZombieReactors( on );
    }
-}
-
-const Quor::Type *VlanIntfSm::_fwkType() noexcept {
-   return &Quor::Describe<VlanIntfSm>::type;
 }
 
 // Every handler holds what it works on: whoever is told of a key may let go of all of it.

@@ -5,6 +5,7 @@
 #include "OrloVrrpPrivateVlanReflectorLib/EthAddrsForIntf.h"
 #include "OrloVrrpPrivateVlanReflectorLib/VlanAndMac.h"
 #include "platform/SviVlanSet.h"
+#include "quor/Reactor.h"
 
 namespace Orlo::VrrpPrivateVlanReflectorLib {
 
@@ -23,6 +24,8 @@ class VirtualRouterMacTable;
 /// event costs one write per member of the other set.
 class VlanIntfSm : public Quor::PtrInterface {
  public:
+   using GenericIf_ = Quor::EntityGenericIf<VlanIntfSm>;
+   using _Type = Quor::TypeObject<VlanIntfSm>;
    /// Replays the VLAN set at once.
    VlanIntfSm( LibSm *libSm, const Quor::Ptr<const IntfVlanIdSet::SviVlanSet> &sviVlanSet,
                const Quor::Ptr<const EthAddrsForIntf> &dmacList );
@@ -57,6 +60,7 @@ class VlanIntfSm : public Quor::PtrInterface {
    /// Removes every key that this reactor stands for.
    void doCleanup();
 
+   const Quor::Name &quorFwkActivity() const noexcept { return Quor::kEventLoopActivity; }
    bool hasNotificationActive() const noexcept { return hasNotificationActive_; }
    void hasNotificationActiveIs( bool on ) override;
    static const Quor::Type *_fwkType() noexcept;

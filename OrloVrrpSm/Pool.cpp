@@ -17,6 +17,23 @@ auto valueOf( const Ptr<Entry> &entry ) -> std::decay_t<decltype( entry->value()
 
 } // namespace
 
+Quor::String valueToStrep( const QueueMetadata &metadata ) {
+   return "nextKey " + std::to_string( metadata.nextKey ) + ", count " +
+          std::to_string( metadata.count );
+}
+
+void sequenceToValue( Quor::StringIterator &at, Quor::StringIterator end,
+                      QueueMetadata &metadata ) {
+   Quor::StringIterator here = at;
+   QueueMetadata read;
+   Quor::needString( here, end, "nextKey " );
+   Quor::sequenceToValue( here, end, read.nextKey );
+   Quor::needString( here, end, ", count " );
+   Quor::sequenceToValue( here, end, read.count );
+   metadata = read;
+   at = here;
+}
+
 // Free indexes
 
 U32 VrrpSm::freeVirtualRouterIndex( U32 key ) const {

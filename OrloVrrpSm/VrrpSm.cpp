@@ -2,7 +2,6 @@
 
 #include "OrloVrrpSm/QuorVrrpMacStatus.h"
 #include "OrloVrrpSm/Sites.h"
-#include "types/OrloVrrpSm.h"
 
 namespace Orlo {
 
@@ -98,10 +97,6 @@ void VrrpSm::quorDoZombieReactors( bool on ) {
    if( vrrpMacStatus_ ) {
       vrrpMacStatus_->quorDoZombieReactors( on );
    }
-}
-
-const Quor::Type *VrrpSm::_fwkType() noexcept {
-   return &Quor::Describe<VrrpSm>::type;
 }
 
 // Start and cleanup

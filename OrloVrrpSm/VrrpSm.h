@@ -6,6 +6,7 @@
 #include "OrloVrrpPrivateVlanReflectorLib/VirtualRouterMacTable.h"
 #include "OrloVrrpSm/WaitingLine.h"
 #include "platform/HardwareStatus.h"
+#include "quor/Reactor.h"
 
 namespace Orlo {
 
@@ -19,6 +20,10 @@ struct QueueMetadata {
    bool operator==( const QueueMetadata & ) const = default;
 };
 
+/// "nextKey 7, count 3"
+Quor::String valueToStrep( const QueueMetadata &metadata );
+void sequenceToValue( Quor::StringIterator &at, Quor::StringIterator end, QueueMetadata &metadata );
+
 /// Watches a table of (VLAN, MAC) pairs, draws an index for each from a pool of N (the hardware's
 /// count), and calls the helper. Pairs that find the pool empty wait, first come, first served; a
 /// freed index goes at once to the oldest that waits. When it starts it adopts what the helper says
@@ -29,6 +34,8 @@ struct QueueMetadata {
 /// process; what the helper throws is not caught.
 class VrrpSm : public Quor::Entity {
  public:
+   using GenericIf_ = Quor::EntityGenericIf<VrrpSm>;
+   using _Type = Quor::TypeObject<VrrpSm>;
    class NotifieeConst;
    class Notifiee;
    using VlanAndMac = VrrpPrivateVlanReflectorLib::VlanAndMac;
@@ -155,6 +162,7 @@ class VrrpSm : public Quor::Entity {
    /// Gives all indexes back and empties the waiting line; the hardware keeps its entries.
    void doCleanup();
 
+   const Quor::Name &quorFwkActivity() const noexcept { return Quor::kEventLoopActivity; }
    bool hasNotificationActive() const noexcept { return hasNotificationActive_; }
    void hasNotificationActiveIs( bool on ) override;
    static const Quor::Type *_fwkType() noexcept;

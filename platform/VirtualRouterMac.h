@@ -16,6 +16,8 @@ class VirtualRouterMac {
 
    const Pelmo::IntfId &intf() const noexcept { return intf_; }
    const Pelmo::EthAddr &mac() const noexcept { return mac_; }
+   void intfIs( const Pelmo::IntfId &intf ) noexcept { intf_ = intf; }
+   void macIs( const Pelmo::EthAddr &mac ) noexcept { mac_ = mac; }
    Quor::U32 hash() const noexcept { return intf_.hash() ^ mac_.hash(); }
 
    auto operator<=>( const VirtualRouterMac & ) const noexcept = default;

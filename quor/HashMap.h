@@ -64,6 +64,8 @@ class HashMap {
    /// Costs the same however much has been removed from the front.
    Iterator begin() const;
    std::default_sentinel_t end() const noexcept { return {}; }
+   /// At the first entry that does not come before `key`, whether that is there or not.
+   Iterator iteratorFrom( const Key &key ) const;
 
  protected:
    const PtrInterface *owner() const noexcept { return owner_; }

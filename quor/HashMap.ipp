@@ -47,6 +47,13 @@ void HashMap<Key, Value>::clear() noexcept {
 }
 
 template <class Key, class Value>
+auto HashMap<Key, Value>::iteratorFrom( const Key &key ) const -> Iterator {
+   const U32 hash = bucketHash( key );
+   Entry *const entry = *const_cast<HashMap *>( this )->place( hash, key );
+   return Iterator( this, Ptr<Entry>::share( entry ? entry : first( bucket( hash ) + 1 ) ) );
+}
+
+template <class Key, class Value>
 auto HashMap<Key, Value>::lookup( const Key &key ) const noexcept -> Entry * {
    const U32 hash = bucketHash( key );
    Entry *entry = buckets_[bucket( hash )];

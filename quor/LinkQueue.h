@@ -36,6 +36,7 @@ class LinkQueue {
    ~LinkQueue() { clear(); }
 
    U32 count() const noexcept { return count_; }
+   U32 pageCount() const noexcept { return static_cast<U32>( pages_.size() ); }
    /// The key that the next Enq takes, unless the tail's is not below it: then the one behind the
    /// tail's.
    U32 nextKey() const noexcept { return nextKey_; }
@@ -71,6 +72,8 @@ class LinkQueue {
 
    Iterator begin() const { return Iterator( this, head() ); }
    std::default_sentinel_t end() const noexcept { return {}; }
+   /// At the entry at `key`, or at the first one behind that position.
+   Iterator iteratorFrom( U32 key ) const;
    Iterator iteratorAt( const Entry &entry ) const {
       return Iterator( this, Ptr<Entry>::share( at( entry.ordinal_ ) ) );
    }
@@ -102,7 +105,8 @@ class LinkQueue {
    Page &pageNew( Ordinal ordinal );
    void pageDel( Page *page ) noexcept;
    Entry *at( Ordinal ordinal ) const noexcept;
-   Entry *after( const Entry &entry ) const noexcept;
+   Entry *after( const Entry &entry ) const noexcept { return after( entry.ordinal_ ); }
+   Entry *after( Ordinal ordinal ) const noexcept;
    Ptr<Entry> add( Ordinal ordinal, const Value &value );
    Ptr<Entry> remove( Entry *entry ) noexcept;
 

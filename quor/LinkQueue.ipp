@@ -54,6 +54,13 @@ auto LinkQueue<Value, Link>::take( U32 key ) -> Ptr<Entry> {
    return taken;
 }
 
+template <class Value, class Link>
+auto LinkQueue<Value, Link>::iteratorFrom( U32 key ) const -> Iterator {
+   const Ordinal ordinal = ordinalOf( key );
+   Entry *const entry = at( ordinal );
+   return Iterator( this, Ptr<Entry>::share( entry ? entry : after( ordinal ) ) );
+}
+
 /// While the keys have not wrapped, a key below the head's stands before the head; once the tail's
 /// key is below the head's, such a key belongs to the next round and stands behind it.
 template <class Value, class Link>
@@ -112,8 +119,8 @@ auto LinkQueue<Value, Link>::at( Ordinal ordinal ) const noexcept -> Entry * {
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::after( const Entry &entry ) const noexcept -> Entry * {
-   const Ordinal next = entry.ordinal_ + 1;
+auto LinkQueue<Value, Link>::after( Ordinal ordinal ) const noexcept -> Entry * {
+   const Ordinal next = ordinal + 1;
    const Page *home = page( next );
    if( home ) {
       const U64 rest = home->occupied >> ( next % kPage );
@@ -122,7 +129,7 @@ auto LinkQueue<Value, Link>::after( const Entry &entry ) const noexcept -> Entry
       }
       home = home->behind;
    } else {
-      home = page( entry.ordinal_ );
+      home = page( ordinal );
       home = home ? home->behind : head_;
       while( home && home->number < next / kPage ) {
          home = home->behind;

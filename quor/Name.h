@@ -31,6 +31,12 @@ inline String valueToStrep( const Name &name ) {
    return valueToStrep( name.text() );
 }
 
+inline void sequenceToValue( StringIterator &at, StringIterator end, Name &name ) {
+   String text;
+   sequenceToValue( at, end, text );
+   name = Name( std::move( text ) );
+}
+
 inline std::ostream &operator<<( std::ostream &out, const Name &name ) {
    return out << name.text();
 }

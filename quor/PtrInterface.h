@@ -4,12 +4,11 @@
 
 #include "quor/Ptr.h"
 #include "quor/RefCount.h"
+#include "quor/TypeFwd.h"
 
 #include <vector>
 
 namespace Quor {
-
-struct Type;
 
 /// Counts its references and goes when the last one is dropped. Not copyable. 16 bytes.
 class PtrInterface {

@@ -8,9 +8,13 @@
 #ifndef QUOR_REACTOR_H
 #define QUOR_REACTOR_H
 
+#include "quor/Name.h"
 #include "quor/Ptr.h"
 
 namespace Quor {
+
+/// The activity on which every reactor of this process runs: the agent's event loop.
+inline const Name kEventLoopActivity = "eventLoop";
 
 /// Listens to a Watched for an Owner. The owner holds the listener, the listener only points back;
 /// the owner clears that pointer before it goes.

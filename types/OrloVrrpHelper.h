@@ -3,7 +3,9 @@
 #define TYPES_ORLOVRRPHELPER_H
 
 #include "OrloVrrpHelper/VrrpSmHelper.h"
-#include "quor/Type.h"
+#include "platform/Descriptions.h"
+#include "quor/Describe.h"
+#include "types/VlanAndMac.h"
 
 namespace Quor {
 
@@ -13,7 +15,7 @@ struct Describe<OrloHelper::CurrentVrrpStateForInit> {
    static constexpr auto attrs = attributes<T::kVirtualRouterIndex>(
          keyed<&T::virtualRouterIndexes, &T::virtualRouterIndexIs, &T::virtualRouterIndexDel>(
                "virtualRouterIndex" ) );
-   static constexpr Type type = describe( "OrloHelper::CurrentVrrpStateForInit", attrs );
+   static constexpr Type type = entity<T, &make<T>>( "OrloHelper::CurrentVrrpStateForInit", attrs );
 };
 
 template <>
@@ -27,7 +29,8 @@ struct Describe<OrloHelper::VrrpSmHelper> {
                                                "index" ),
          function<&T::syncVrrpStateOnInit>( "syncVrrpStateOnInit", "currentStatePtr" ),
          function<&T::initializationComplete>( "initializationComplete" ) );
-   static constexpr Type type = describe( "OrloHelper::VrrpSmHelper", attrs );
+   static constexpr Type type =
+         entityOn<T, Orlo::OrloBaseHelper>( "OrloHelper::VrrpSmHelper", attrs );
    static_assert( type.find( "syncCurrentStateOnInit" )->id == 386 );
    static_assert( type.find( "initializationComplete" )->id == T::kInitializationComplete );
 };

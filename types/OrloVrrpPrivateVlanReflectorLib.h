@@ -4,20 +4,11 @@
 
 #include "OrloVrrpPrivateVlanReflectorLib/LibSm.h"
 #include "OrloVrrpPrivateVlanReflectorLib/VlanIntfSm.h"
-#include "quor/Type.h"
+#include "platform/Descriptions.h"
+#include "quor/Describe.h"
+#include "types/VlanAndMac.h"
 
 namespace Quor {
-
-template <>
-struct Describe<Orlo::VrrpPrivateVlanReflectorLib::VlanAndMac> {
-   using T = Orlo::VrrpPrivateVlanReflectorLib::VlanAndMac;
-   static constexpr auto attrs = attributes<kFirstValueAttribute>(
-         value<&T::vlanId, &T::vlanIdIs>( "vlanId" ), value<&T::mac, &T::macIs>( "mac" ),
-         function<&T::hash>( "hash" ) );
-   static constexpr Type type = describe( "Orlo::VrrpPrivateVlanReflectorLib::VlanAndMac", attrs );
-   static_assert( type.find( "vlanId" )->id == 2 && type.find( "mac" )->id == 3 &&
-                  type.find( "hash" )->id == 4 );
-};
 
 template <>
 struct Describe<Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable> {
@@ -26,7 +17,7 @@ struct Describe<Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable> {
          keyed<&T::virtualRouterMacs, &T::virtualRouterMacIs, &T::virtualRouterMacDel>(
                "virtualRouterMac" ) );
    static constexpr Type type =
-         describe( "Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable", attrs );
+         entity<T, &make<T>>( "Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable", attrs );
    static_assert( type.find( "virtualRouterMac" )->id == 130 );
 };
 
@@ -34,11 +25,11 @@ template <>
 struct Describe<Orlo::VrrpPrivateVlanReflectorLib::EthAddrsForIntf> {
    using T = Orlo::VrrpPrivateVlanReflectorLib::EthAddrsForIntf;
    static constexpr auto attrs =
-         attributes<T::kVlanIntf>( value<&T::vlanIntf>( "vlanIntf" ),
+         attributes<T::kVlanIntf>( parameter( value<&T::vlanIntf>( "vlanIntf" ) ),
                                    keyed<&T::ethAddrs, &T::ethAddrIs, &T::ethAddrDel>( "ethAddr" ),
                                    value<&T::fwkKey>( "fwkKey" ) );
-   static constexpr Type type =
-         describe( "Orlo::VrrpPrivateVlanReflectorLib::EthAddrsForIntf", attrs );
+   static constexpr Type type = entity<T, &make<T, const Pelmo::IntfId &>>(
+         "Orlo::VrrpPrivateVlanReflectorLib::EthAddrsForIntf", attrs );
    static_assert( type.find( "vlanIntf" )->id == 130 );
    static_assert( type.find( "ethAddr" )->id == 131 && T::kEthAddr == 131 );
 };
@@ -47,25 +38,27 @@ template <>
 struct Describe<Orlo::VrrpPrivateVlanReflectorLib::VlanIntfSm> {
    using T = Orlo::VrrpPrivateVlanReflectorLib::VlanIntfSm;
    static constexpr auto attrs = attributes<kFirstEntityAttribute>(
-         pointer<&T::libSm>( "libSm" ), pointer<&T::sviVlanSet, &T::sviVlanSetIs>( "sviVlanSet" ),
-         pointer<&T::dmacList, &T::dmacListIs>( "dmacList" ), value<&T::intf>( "intf" ),
-         value<&T::initialized, &T::initializedIs>( "initialized" ),
+         parameter( pointer<&T::libSm>( "libSm" ) ),
+         parameter( pointer<&T::sviVlanSet, &T::sviVlanSetIs>( "sviVlanSet" ) ),
+         parameter( pointer<&T::dmacList, &T::dmacListIs>( "dmacList" ) ),
+         value<&T::intf>( "intf" ), value<&T::initialized, &T::initializedIs>( "initialized" ),
          function<&T::handleVlanId>( "handleVlanId", "vlanId" ),
          function<&T::handleDmac>( "handleDmac", "dmac" ),
          function<&T::handleInitialized>( "handleInitialized" ),
          function<&T::doCleanup>( "doCleanup" ), value<&T::fwkKey>( "fwkKey" ),
+         value<&T::quorFwkActivity>( "quorFwkActivity" ),
          function<&T::hasNotificationActiveIs>( "hasNotificationActiveIs", "on" ),
          function<&T::quorDoZombieReactors>( "quorDoZombieReactors", "on" ) );
-   static constexpr Type type = describe( "Orlo::VrrpPrivateVlanReflectorLib::VlanIntfSm", attrs );
+   static constexpr Type type = entity<T>( "Orlo::VrrpPrivateVlanReflectorLib::VlanIntfSm", attrs );
 };
 
 template <>
 struct Describe<Orlo::VrrpPrivateVlanReflectorLib::LibSm> {
    using T = Orlo::VrrpPrivateVlanReflectorLib::LibSm;
    static constexpr auto attrs = attributes<kFirstEntityAttribute>(
-         pointer<&T::virtualRouterMacStatusIn>( "virtualRouterMacStatusIn" ),
-         pointer<&T::intfVlanIdSetTable>( "intfVlanIdSetTable" ),
-         pointer<&T::virtualRouterMacTableOut>( "virtualRouterMacTableOut" ),
+         parameter( pointer<&T::virtualRouterMacStatusIn>( "virtualRouterMacStatusIn" ) ),
+         parameter( pointer<&T::intfVlanIdSetTable>( "intfVlanIdSetTable" ) ),
+         parameter( pointer<&T::virtualRouterMacTableOut>( "virtualRouterMacTableOut" ) ),
          owned<&T::vlanIntfSms, &T::vlanIntfSmDel>( "vlanIntfSm" ),
          owned<&T::dmacsForIntfs, &T::dmacsForIntfDel>( "dmacsForIntf" ),
          value<&T::disableCleanupOnRestart, &T::disableCleanupOnRestartIs>(
@@ -74,9 +67,11 @@ struct Describe<Orlo::VrrpPrivateVlanReflectorLib::LibSm> {
          function<&T::handleVirtualRouterMac>( "handleVirtualRouterMac", "vrMac" ),
          function<&T::handleDmacsForIntf>( "handleDmacsForIntf", "intf" ),
          function<&T::handleInitialized>( "handleInitialized" ),
+         value<&T::quorFwkActivity>( "quorFwkActivity" ),
          function<&T::hasNotificationActiveIs>( "hasNotificationActiveIs", "on" ),
          function<&T::quorDoZombieReactors>( "quorDoZombieReactors", "on" ) );
-   static constexpr Type type = describe( "Orlo::VrrpPrivateVlanReflectorLib::LibSm", attrs );
+   static constexpr Type type = entity<T, &Orlo::VrrpPrivateVlanReflectorLib::LibSmIs>(
+         "Orlo::VrrpPrivateVlanReflectorLib::LibSm", attrs );
    static_assert( type.find( "vlanIntfSm" )->id == 133 );
 };
 

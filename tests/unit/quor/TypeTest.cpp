@@ -1,5 +1,5 @@
 // A type is described once: its name, its attributes, their kinds and identifiers.
-#include "quor/Type.h"
+#include "quor/Describe.h"
 
 #include <gtest/gtest.h>
 
@@ -47,6 +47,11 @@ class Lamp : public Quor::PtrInterface {
 namespace Quor {
 
 template <>
+struct Describe<Shop::Pin> {
+   static constexpr Type type{ .name = "Shop::Pin" };
+};
+
+template <>
 struct Describe<Shop::Lamp> {
    using T = Shop::Lamp;
    static constexpr auto attrs = attributes<200>(
@@ -55,8 +60,8 @@ struct Describe<Shop::Lamp> {
          owned<&T::switches, &T::switchDel>( "owned" ),
          queue<&T::orders, &T::orderIs, &T::orderDel>( "order" ),
          function<taking<>( &T::blink ), taking<U32>( &T::blink )>( "blink", "times" ),
-         function<&T::litIs>( "light" ) );
-   static constexpr Type type = describe( "Shop::Lamp", attrs );
+         function<&T::litIs>( "light", "on" ) );
+   static constexpr Type type = entity<T>( "Shop::Lamp", attrs );
 };
 
 namespace {
@@ -99,7 +104,7 @@ TEST( Type, EveryRowSaysWhatKindOfAttributeItIs ) {
 TEST( Type, AFunctionHasTheNamesOfItsArguments ) {
    using Arguments = std::array<std::string_view, Attribute::kMostArguments>;
    EXPECT_EQ( kLamp.find( "blink" )->arguments, ( Arguments{ "times", "", "" } ) );
-   EXPECT_EQ( kLamp.find( "light" )->arguments, Arguments() );
+   EXPECT_EQ( kLamp.find( "light" )->arguments, ( Arguments{ "on", "", "" } ) );
    EXPECT_EQ( kLamp.find( "lit" )->arguments, Arguments() );
 }
 
