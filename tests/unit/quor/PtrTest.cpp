@@ -194,9 +194,9 @@ TEST( ValidPtr, OfANullPointerIsARangeError ) {
 TEST( ValidPtr, IsNotNullEitherAfterItsObjectWasPassedOn ) {
    int alive = 0;
    ValidPtr<Counted> valid = make<Counted>( alive );
-   const ValidPtr<Counted> other = std::move( valid );
+   const ValidPtr<Counted> other = std::move( valid ); // NOLINT(performance-move-const-arg)
    EXPECT_EQ( alive, 1 );
-   EXPECT_NE( valid.get(), nullptr ); // NOLINT: not even this is null
+   EXPECT_NE( valid.get(), nullptr ); // NOLINT(bugprone-use-after-move)
 }
 
 } // namespace
