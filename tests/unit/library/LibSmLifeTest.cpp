@@ -261,6 +261,23 @@ TEST( LibSmLife, ReactorsWithoutAMacSetGoSilently ) {
    EXPECT_EQ( macs->notifieeCount(), 0u );
 }
 
+TEST( LibSmLife, ReactorsThatSomebodyHoldsWriteNothingWhenItHasGone ) {
+   ReflectingBr10 world( { 1 } );
+   const auto macs = world.macs( "br10" );
+   const auto reactor = world.reactor( "br10" );
+   const auto br30 = world.serves( "br30", { 30 } );
+   const auto macsOfNobody = Quor::make<EthAddrsForIntf>( IntfId( "br30" ) );
+   const auto ofNobody = world.sm->newVlanIntfSm( world.sm.get(), br30, macsOfNobody );
+   world.sm = nullptr;
+   world.story.take();
+   world.story.traces();
+   macs->ethAddrIs( mac( 2 ), true );
+   world.br10->vlanIdIs( vlan( 40 ), true );
+   macsOfNobody->ethAddrIs( mac( 2 ), true );
+   br30->vlanIdIs( vlan( 40 ), true );
+   EXPECT_EQ( world.story.take(), Lines{} );
+}
+
 TEST( LibSmLife, RecordsThatChangeWhileItGoesAreNotHandled ) {
    ReflectingBr10 world( { 1 } );
    class Meddler : public VirtualRouterMacTable::NotifieeConst {

@@ -284,6 +284,24 @@ TEST( Pool, MetadataSetsTheNextPosition ) {
          << "raised to the position behind the tail's";
 }
 
+TEST( Pool, MetadataHasATextThatCanBeReadBack ) {
+   const Orlo::QueueMetadata metadata{ 7, 3 };
+   const String text = valueToStrep( metadata );
+   EXPECT_EQ( text, "nextKey 7, count 3" );
+   Orlo::QueueMetadata read;
+   auto at = text.begin();
+   sequenceToValue( at, text.end(), read );
+   EXPECT_TRUE( read == metadata );
+   EXPECT_EQ( at, text.end() );
+   for( const String &wrong :
+        { String( "nextKey 7" ), String( "7, count 3" ), String( "count 3" ) } ) {
+      auto from = wrong.begin();
+      EXPECT_THROW( sequenceToValue( from, wrong.end(), read ), Quor::RangeException ) << wrong;
+      EXPECT_EQ( from, wrong.begin() );
+      EXPECT_TRUE( read == metadata );
+   }
+}
+
 // The waiting line
 
 TEST( Pool, TheSamePairCanWaitTwice ) {
