@@ -98,7 +98,7 @@ Ptr<GenericIf> constructValue( const GenericList &parameters ) {
    const Type &type = *typeOf<T>();
    const std::vector<std::string_view> names = parameterNames( type );
    needKnownArguments( parameters, names, names.size(), type.shortName() );
-   const Ptr<GenericIf> made = genericIf( T{} );
+   Ptr<GenericIf> made = genericIf( T{} );
    for( std::size_t i = 0; i < names.size(); ++i ) {
       if( const GenericList::Element *const given = elementFor( parameters, names[i], i ) ) {
          made->attributeOp( type.find( names[i] )->id, Op::set, nullptr, given->value );
