@@ -1,11 +1,17 @@
 #include "agent/Agent.h"
 
+#include "agent/Text.h"
+
+#include <algorithm>
+#include <map>
 #include <ostream>
 #include <set>
 
 namespace OrloAgent {
 
 namespace {
+
+using Quor::U32;
 
 std::set<Pelmo::IntfId> namesOf( const Configuration &configuration ) {
    std::set<Pelmo::IntfId> names;
@@ -15,39 +21,87 @@ std::set<Pelmo::IntfId> namesOf( const Configuration &configuration ) {
    return names;
 }
 
+std::set<Bridging::VlanId> vlansOf( const InterfaceConfiguration &interface ) {
+   std::set<Bridging::VlanId> vlans( interface.secondaryVlans.begin(),
+                                     interface.secondaryVlans.end() );
+   vlans.insert( interface.vlan );
+   return vlans;
+}
+
+std::map<Pelmo::IntfId, std::set<Bridging::VlanId>> vlanSetsOf( const Configuration &of ) {
+   std::map<Pelmo::IntfId, std::set<Bridging::VlanId>> sets;
+   for( const InterfaceConfiguration &interface : of.interfaces ) {
+      sets.emplace( interface.name, vlansOf( interface ) );
+   }
+   return sets;
+}
+
+std::string textOf( const std::set<Bridging::VlanId> &vlans ) {
+   std::string text = vlans.size() == 1 ? "VLAN" : "VLANs";
+   for( const Bridging::VlanId vlan : vlans ) {
+      text += ( text.back() == 'N' || text.back() == 's' ? " " : ", " ) + valueToStrep( vlan );
+   }
+   return text;
+}
+
+/// What of `next` has to be the same, because the running agent cannot change it.
+void needSame( bool isSame, const char *member ) {
+   if( !isSame ) {
+      throw ReloadError( std::string( member ) +
+                         " cannot be changed while the agent runs: restart it; nothing has been "
+                         "changed" );
+   }
+}
+
+void needReloadable( const Configuration &now, const Configuration &next ) {
+   needSame( now.plugin == next.plugin, "/plugin" );
+   needSame( now.control == next.control, "/control" );
+   HardwareConfiguration hardware = next.hardware;
+   hardware.indexes = now.hardware.indexes;
+   needSame( now.hardware == hardware, "/hardware other than /hardware/indexes" );
+}
+
+std::vector<std::string> differences( const Configuration &now, const Configuration &next ) {
+   const auto before = vlanSetsOf( now );
+   const auto after = vlanSetsOf( next );
+   std::vector<std::string> changes;
+   for( const auto &[intf, vlans] : before ) {
+      if( !after.contains( intf ) ) {
+         changes.push_back( valueToStrep( intf ) + " removed" );
+      }
+   }
+   for( const auto &[intf, vlans] : after ) {
+      const auto then = before.find( intf );
+      if( then == before.end() ) {
+         changes.push_back( valueToStrep( intf ) + " added: " + textOf( vlans ) );
+      } else if( then->second != vlans ) {
+         changes.push_back( valueToStrep( intf ) + " has " + textOf( vlans ) + " now, had " +
+                            textOf( then->second ) );
+      }
+   }
+   if( now.hardware.indexes != next.hardware.indexes ) {
+      changes.push_back( counted( next.hardware.indexes, "index", "indexes" ) + " now, " +
+                         std::to_string( now.hardware.indexes ) + " before" );
+   }
+   return changes;
+}
+
 } // namespace
 
 Agent::Agent( const Configuration &configuration, Kernel &kernel, std::ostream &out,
-              std::ostream &err )
-      : report_( out ), err_( err ), kernel_( kernel ), devices_( namesOf( configuration ) ),
-        helper_( Quor::make<MemoryHelper>( configuration.hardware.path,
-                                           configuration.hardware.indexes,
-                                           static_cast<HardwareWatcher &>( *this ) ) ),
-        table_( Orlo::VrrpPrivateVlanReflectorLib::virtualRouterMacTableFactory() ),
-        vlanSets_( Quor::make<IntfVlanIdSet::Table>() ),
-        hardwareStatus_( Quor::make<Routing::Fhrp::Hardware::Status>() ),
-        status_( Quor::make<Routing::Fhrp::VirtualRouterMacStatus>() ),
-        publisher_( status_, *this ) {
-   hardwareStatus_->virtualRouterCountIs( configuration.hardware.indexes );
-   fillVlanSets( configuration );
+              std::ostream &err, const Clock &clock )
+      : configuration_( configuration ), clock_( clock ), startedAt_( clock() ), report_( out ),
+        err_( err ), kernel_( kernel ), devices_( namesOf( configuration ) ),
+        programming_(
+              configuration, [this]( const std::string &what ) { onTrouble( what ); }, clock ),
+        publisher_( programming_.status(), *this ) {
+   for( const auto &[intf, vlans] : vlanSetsOf( configuration ) ) {
+      programming_.vlanSetIs( intf, vlans );
+   }
 }
 
 Agent::~Agent() {
    stop();
-}
-
-void Agent::fillVlanSets( const Configuration &configuration ) {
-   // Every interface has its set before any record can be published: the reflector relies on it,
-   // and keeps the object that it finds.
-   for( const InterfaceConfiguration &interface : configuration.interfaces ) {
-      const Quor::Ptr<IntfVlanIdSet::SviVlanSet> set = vlanSets_->sviVlanSetIs( interface.name );
-      set->vlanIdIs( interface.vlan, true );
-      interfaceOf_.emplace( interface.vlan, interface.name );
-      for( const Bridging::VlanId vlan : interface.secondaryVlans ) {
-         set->vlanIdIs( vlan, true );
-         interfaceOf_.emplace( vlan, interface.name );
-      }
-   }
 }
 
 void Agent::start() {
@@ -55,23 +109,51 @@ void Agent::start() {
 }
 
 void Agent::startProgramming() {
-   namespace Reflector = Orlo::VrrpPrivateVlanReflectorLib;
-   // The programmer comes last: in its start-up pass it deletes from the hardware what is not in
-   // the table.
-   libSm_ = Reflector::libSmFactory( status_, vlanSets_, table_ );
-   vrrpSm_ = Orlo::VrrpSmIs( table_, hardwareStatus_, helper_ );
-   waitingWatch_ = Quor::make<WaitingWatch>( table_, *vrrpSm_, report_ );
-   report_.ready( hardwareStatus_->virtualRouterCount(), adopted_, programmed_,
-                  vrrpSm_->macsNeedingVirtualRouterIndexes().count() );
+   programming_.start();
+   const std::vector<Change> changes = programming_.takeChanges();
+   report( changes );
+   reportPool();
+   const auto count = [&]( Change::What what ) {
+      return static_cast<Quor::U64>(
+            std::count_if( changes.begin(), changes.end(),
+                           [what]( const Change &change ) { return change.what == what; } ) );
+   };
+   report_.ready( programming_.indexes(), count( Change::What::adopted ),
+                  count( Change::What::programmed ), count( Change::What::waiting ) );
+   onReady();
 }
 
 void Agent::stop() {
    kernel_.stop();
-   // The programmer goes first: the reflector empties the table when it goes, and a programmer that
-   // watched that would take the hardware down.
-   waitingWatch_ = nullptr;
-   vrrpSm_ = nullptr;
-   libSm_ = nullptr;
+   programming_.stop();
+}
+
+Agent::Reloaded Agent::reload( const Configuration &next ) {
+   needReloadable( configuration_, next );
+   Reloaded done;
+   done.changes = differences( configuration_, next );
+   reportChanges();
+   programming_.change( next.hardware.indexes, [&] {
+      const auto after = vlanSetsOf( next );
+      for( const auto &[intf, vlans] : vlanSetsOf( configuration_ ) ) {
+         if( !after.contains( intf ) ) { // records first: they need the set
+            publisher_.interfaceDel( intf, valueToStrep( intf ) + " is not configured any more" );
+            programming_.vlanSetDel( intf );
+         }
+      }
+      for( const auto &[intf, vlans] : after ) {
+         programming_.vlanSetIs( intf, vlans );
+      }
+      configuration_ = next;
+      devices_.svisAre( namesOf( next ) );
+      if( kernelIsKnown_ ) {
+         publisher_.verdictsAre( devices_.verdicts() );
+      }
+   } );
+   done.calls = report( programming_.takeChanges() );
+   reportPool();
+   report_.reloaded( done.changes );
+   return done;
 }
 
 void Agent::onLink( const Link &link ) {
@@ -110,8 +192,10 @@ void Agent::onQuiet() {
       return;
    }
    publisher_.verdictsAre( devices_.verdicts() );
-   if( !vrrpSm_ ) {
+   if( !programming_.isRunning() ) {
       startProgramming();
+   } else {
+      reportChanges();
    }
 }
 
@@ -119,67 +203,100 @@ void Agent::onTrouble( const std::string &what ) {
    err_ << "orlo-agent: " + what + "\n" << std::flush;
 }
 
-void Agent::onFound( const Pair &pair, Quor::U32 index ) {
-   // What is not wanted is deleted next, and reported then.
-   if( table_->virtualRouterMacs().isMemberOf( pair ) ) {
-      ++adopted_;
-      report_.adopted( pair, index );
-   }
-}
-
-void Agent::onProgrammed( const Pair &pair, Quor::U32 index ) {
-   ++programmed_;
-   if( waitingWatch_ ) {
-      waitingWatch_->programmed( pair );
-   }
-   report_.programmed( pair, index );
-}
-
-void Agent::onRemoved( const Pair &pair, Quor::U32 index ) {
-   report_.removed( pair, index );
-}
-
 void Agent::onPublished( const Routing::Fhrp::VirtualRouterMac &record,
                          const std::string &device ) {
+   reportChanges(); // of what came before it
    report_.published( record, device );
 }
 
 void Agent::onWithdrawn( const Routing::Fhrp::VirtualRouterMac &record, const std::string &device,
                          const std::string &reason ) {
+   reportChanges();
    report_.withdrawn( record, device, reason );
 }
 
-Pelmo::IntfId Agent::interfaceOf( Bridging::VlanId vlan ) const {
-   const auto at = interfaceOf_.find( vlan );
-   return at == interfaceOf_.end() ? Pelmo::IntfId() : at->second;
+void Agent::reportChanges() {
+   report( programming_.takeChanges() );
+   reportPool();
+}
+
+U32 Agent::report( const std::vector<Change> &changes ) {
+   U32 calls = 0;
+   for( const Change &change : changes ) {
+      const bool isCall =
+            change.what == Change::What::programmed || change.what == Change::What::removed;
+      calls += isCall ? 1 : 0;
+      if( isRefused( change ) ) {
+         report_.refused( change.pair, change.number );
+      } else {
+         report_.changed( change );
+      }
+   }
+   return calls;
+}
+
+bool Agent::isRefused( const Change &change ) const {
+   const OrloHelper::HardwareView *const view = programming_.view();
+   if( !view || change.what != Change::What::programmed || !programming_.isRunning() ||
+       change.pair.vlanId().number() == 0 ) {
+      return false;
+   }
+   const auto now = programming_.vrrpSm()->virtualRouterIndexes().find( change.pair );
+   return now && now->value() == change.number && view->slot( change.number ) != change.pair;
+}
+
+void Agent::reportPool() {
+   if( !programming_.isRunning() ) {
+      return;
+   }
+   const Orlo::VrrpSm &vrrpSm = *programming_.vrrpSm();
+   const U32 waiting = vrrpSm.macsNeedingVirtualRouterIndexes().count();
+   const bool isFull = vrrpSm.freeVirtualRouterIndexes().count() == 0 &&
+                       ( waiting != 0 || programming_.indexes() != 0 );
+   if( isFull && !isFull_ ) {
+      report_.full( programming_.indexes() );
+   }
+   if( isWaitedFor_ && waiting == 0 ) {
+      report_.relieved();
+   }
+   isFull_ = isFull;
+   isWaitedFor_ = waiting != 0;
 }
 
 TableOfPairs Agent::table() const {
+   const OrloHelper::HardwareView *const view = programming_.view();
    TableOfPairs table;
-   table.indexes = hardwareStatus_->virtualRouterCount();
+   table.indexes = programming_.indexes();
+   std::map<Bridging::VlanId, Pelmo::IntfId> interfaceOf;
+   for( const auto &[intf, vlans] : vlanSetsOf( configuration_ ) ) {
+      for( const Bridging::VlanId vlan : vlans ) {
+         interfaceOf.emplace( vlan, intf );
+      }
+   }
    std::map<Pair, TableRow> rows;
    const auto row = [&]( const Pair &pair ) -> TableRow & {
       TableRow &one = rows[pair];
       one.pair = pair;
-      one.intf = interfaceOf( pair.vlanId() );
+      const auto intf = interfaceOf.find( pair.vlanId() );
+      one.intf = intf == interfaceOf.end() ? Pelmo::IntfId() : intf->second;
       return one;
    };
-   for( const auto &entry : table_->virtualRouterMacs() ) {
+   for( const auto &entry : programming_.table()->virtualRouterMacs() ) {
       row( entry.key() ).wanted = true;
    }
-   if( vrrpSm_ ) {
-      for( const auto &entry : vrrpSm_->macsNeedingVirtualRouterIndexes() ) {
+   if( programming_.isRunning() ) {
+      for( const auto &entry : programming_.vrrpSm()->macsNeedingVirtualRouterIndexes() ) {
          row( entry.value() ).place = ++table.waiting;
       }
-      for( const auto &entry : vrrpSm_->virtualRouterIndexes() ) {
+      for( const auto &entry : programming_.vrrpSm()->virtualRouterIndexes() ) {
          TableRow &one = row( entry.key() );
          one.index = entry.value();
-         one.programmed = helper_->holds( entry.key(), entry.value() );
+         one.programmed = !view || view->slot( entry.value() ) == entry.key();
+         table.indexesUsed += view ? 0 : 1;
       }
    }
-   const SlotFile &slots = helper_->slots();
-   for( Quor::U32 index = 0; index < slots.count(); ++index ) {
-      const std::optional<Pair> pair = slots.slot( index );
+   for( U32 index = 0; view && index < table.indexes; ++index ) {
+      const std::optional<Pair> pair = view->slot( index );
       if( !pair ) {
          continue;
       }

@@ -4,39 +4,39 @@
 //                                                              ├─► LibSm ─► table ─► VrrpSm
 //    Configuration ──────────────────► IntfVlanIdSet::Table ───┘                        │
 //                                                                                       ▼
-//    standard output ◄─ Report ◄────────────────────────────────────────────────── MemoryHelper
+//    standard output ◄─ Report ◄─ Assignments                          the hardware's helper
+//    orloctl ◄─ control/
 #ifndef ORLOAGENT_AGENT_H
 #define ORLOAGENT_AGENT_H
 
-#include "OrloVrrpPrivateVlanReflectorLib/LibSm.h"
-#include "OrloVrrpPrivateVlanReflectorLib/VirtualRouterMacTable.h"
-#include "OrloVrrpSm/VrrpSm.h"
-#include "agent/Configuration.h"
+#include "agent/Programming.h"
 #include "agent/Report.h"
-#include "agent/WaitingWatch.h"
-#include "agent/hardware/MemoryHelper.h"
 #include "agent/input/Devices.h"
 #include "agent/input/Kernel.h"
 #include "agent/input/Publisher.h"
-#include "platform/HardwareStatus.h"
-#include "platform/IntfVlanIdSetTable.h"
-#include "platform/VirtualRouterMacStatus.h"
 
 #include <iosfwd>
-#include <map>
 
 namespace OrloAgent {
 
+/// A configuration that the running agent cannot change to; what() says why. Nothing has changed.
+class ReloadError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
 /// Owns everything between its two ends. Runs on the thread of the event loop behind `kernel`; its
-/// only clock is the order of the kernel's calls, so that the same calls give the same output.
+/// only clock is the order of the kernel's calls and the one that it is given, so that the same
+/// calls give the same output.
 ///
 /// Whatever it programmed stays in the hardware when it goes, and is adopted by the next one.
-class Agent final : private KernelWatcher, private HardwareWatcher, private PublisherWatcher {
+class Agent final : private KernelWatcher, private PublisherWatcher {
  public:
-   /// Opens the hardware; throws HardwareError when that cannot be. `out` takes the change lines
-   /// and the table, `err` what went wrong. `kernel` and the streams must outlive the agent.
-   Agent( const Configuration &configuration, Kernel &kernel, std::ostream &out,
-          std::ostream &err );
+   /// Loads the plug-in and opens the hardware; throws LibraryError when that cannot be. `out`
+   /// takes the change lines and the table, `err` what went wrong. `kernel` and the streams must
+   /// outlive the agent.
+   Agent( const Configuration &configuration, Kernel &kernel, std::ostream &out, std::ostream &err,
+          const Clock &clock = &systemTime );
    ~Agent();
    Agent( const Agent & ) = delete;
    Agent &operator=( const Agent & ) = delete;
@@ -48,17 +48,40 @@ class Agent final : private KernelWatcher, private HardwareWatcher, private Publ
    /// again as well.
    void stop();
 
-   bool isReady() const noexcept { return static_cast<bool>( vrrpSm_ ); }
+   /// Changes to another configuration: the hardware sees exactly the difference. ReloadError when
+   /// that cannot be done while it runs; LibraryError when the hardware cannot be had with another
+   /// number of indexes: then it goes on as before, unless it is not ready any more.
+   struct Reloaded {
+      std::vector<std::string> changes; ///< in words
+      Quor::U32 calls = 0;              ///< of the hardware: pairs programmed and removed
+   };
+   Reloaded reload( const Configuration &next );
+
+   bool isReady() const noexcept { return programming_.isRunning(); }
    /// What is wanted and what the hardware holds at this moment.
    void printTable();
+   /// Reports what has changed since the last time. To be called after changes that did not come
+   /// from the kernel.
+   void reportChanges();
+   void onTrouble( const std::string &what ) override; // of the kernel and of the hardware
 
-   const MemoryHelper &helper() const { return *helper_; }
+   const Configuration &configuration() const noexcept { return configuration_; }
+   Programming &programming() noexcept { return programming_; }
+   const Programming &programming() const noexcept { return programming_; }
+   const Devices &devices() const noexcept { return devices_; }
+   const Clock &clock() const noexcept { return clock_; }
+   Time startedAt() const noexcept { return startedAt_; }
+
+   /// Called once, when the start-up pass is over.
+   std::function<void()> onReady = [] {};
 
  private:
-   void fillVlanSets( const Configuration &configuration );
    void startProgramming();
+   void judge();
+   Quor::U32 report( const std::vector<Change> &changes );
+   void reportPool();
+   bool isRefused( const Change &change ) const;
    TableOfPairs table() const;
-   Pelmo::IntfId interfaceOf( Bridging::VlanId vlan ) const;
 
    void onLink( const Link &link ) override;
    void onLinkGone( IfIndex ifindex ) override;
@@ -68,35 +91,24 @@ class Agent final : private KernelWatcher, private HardwareWatcher, private Publ
    void onReadAll() override;
    void onOverrun() override;
    void onQuiet() override;
-   void onTrouble( const std::string &what ) override; // of the kernel and of the hardware
-
-   void onFound( const Pair &pair, Quor::U32 index ) override;
-   void onProgrammed( const Pair &pair, Quor::U32 index ) override;
-   void onRemoved( const Pair &pair, Quor::U32 index ) override;
 
    void onPublished( const Routing::Fhrp::VirtualRouterMac &record,
                      const std::string &device ) override;
    void onWithdrawn( const Routing::Fhrp::VirtualRouterMac &record, const std::string &device,
                      const std::string &reason ) override;
 
+   Configuration configuration_;
+   const Clock clock_;
+   const Time startedAt_;
    Report report_;
    std::ostream &err_;
    Kernel &kernel_;
    Devices devices_;
    bool kernelIsKnown_ = false; // its state, as a whole
-   std::map<Bridging::VlanId, Pelmo::IntfId> interfaceOf_;
-   Quor::U64 adopted_ = 0;
-   Quor::U64 programmed_ = 0;
-
-   Quor::Ptr<MemoryHelper> helper_;
-   Quor::Ptr<Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable> table_;
-   Quor::Ptr<IntfVlanIdSet::Table> vlanSets_;
-   Quor::Ptr<Routing::Fhrp::Hardware::Status> hardwareStatus_;
-   Quor::Ptr<Routing::Fhrp::VirtualRouterMacStatus> status_;
+   bool isFull_ = false;        // as last reported
+   bool isWaitedFor_ = false;
+   Programming programming_;
    Publisher publisher_;
-   Quor::Ptr<Orlo::VrrpPrivateVlanReflectorLib::LibSm> libSm_;
-   Quor::Ptr<Orlo::VrrpSm> vrrpSm_;
-   Quor::Ptr<WaitingWatch> waitingWatch_;
 };
 
 } // namespace OrloAgent

@@ -2,6 +2,7 @@
 
 #include "agent/FileDescriptor.h"
 #include "agent/JsonText.h"
+#include "agent/Library.h"
 #include "agent/Pair.h"
 #include "agent/Text.h"
 
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <optional>
@@ -25,6 +27,7 @@ using Quor::U16;
 using Quor::U32;
 using Quor::U64;
 
+constexpr char kMemoryModule[] = "orlo-helper-memory.so";
 constexpr std::size_t kMostBytes = 4 << 20;
 constexpr std::size_t kLongestPath = 4095; // PATH_MAX without its zero byte, linux/limits.h
 
@@ -112,7 +115,7 @@ class Place {
    }
 
    std::optional<Place> find( const char *name ) const {
-      const auto at = value_.find( name );
+      const auto at = value_.find( name ); // the end in what is no object
       return at == value_.end() ? std::nullopt
                                 : std::optional<Place>( std::in_place, file_, *at,
                                                         memberPointer( pointer_, name ) );
@@ -146,6 +149,19 @@ class Place {
          refuse( "must be " + allowed );
       }
       return *number;
+   }
+
+   bool is( std::string_view text ) const { return value_ == text; }
+
+   std::vector<std::pair<std::string, Place>> members( const std::string &allowed ) const {
+      if( !value_.is_object() ) {
+         refuse( "must be " + allowed );
+      }
+      std::vector<std::pair<std::string, Place>> places;
+      for( const auto &[name, value] : value_.items() ) {
+         places.emplace_back( name, Place( file_, value, memberPointer( pointer_, name ) ) );
+      }
+      return places;
    }
 
    const std::string &text( const std::string &allowed ) const {
@@ -201,32 +217,112 @@ class Taken {
    std::map<Pelmo::IntfId, std::string> names_;
 };
 
+/// A text for the system: a path, or a setting of a module.
+std::string cleanText( const Place &place, const std::string &allowed,
+                       const std::function<bool( const std::string & )> &isGood ) {
+   const std::string &text = place.text( allowed );
+   const bool clean = std::none_of( text.begin(), text.end(), []( char c ) {
+      return static_cast<unsigned char>( c ) < ' ' || c == '\x7f';
+   } );
+   if( !clean || text.size() > kLongestPath || !isGood( text ) ) {
+      place.refuse( "must be " + allowed );
+   }
+   return text;
+}
+
+bool isAbsolute( const std::string &path ) {
+   return path.starts_with( '/' );
+}
+
+constexpr char kPaths[] =
+      "an absolute path: begins with '/', has at most 4095 bytes and no control "
+      "characters";
+
+std::string readPath( const Place &place ) {
+   return cleanText( place, kPaths, isAbsolute );
+}
+
+/// An absolute path, or the name of a library that is looked up where the agent's own are.
+std::string readLibrary( const Place &place ) {
+   return cleanText( place, "an absolute path of a library, or the name of one without '/'",
+                     []( const std::string &text ) {
+                        return isAbsolute( text ) ||
+                               ( !text.empty() && text.find( '/' ) == std::string::npos );
+                     } );
+}
+
+void readModule( const Place &place, HardwareConfiguration &hardware ) {
+   hardware.module = readLibrary( place.need( "module", "the helper module's library" ) );
+   if( const std::optional<Place> settings = place.find( "settings" ) ) {
+      const char *const allowed = "an object of texts of at most 4095 bytes without control "
+                                  "characters: what the module is given";
+      for( const auto &[name, value] : settings->members( allowed ) ) {
+         hardware.settings.emplace(
+               name, cleanText( value, "a text of at most 4095 bytes without control characters",
+                                []( const std::string & ) { return true; } ) );
+      }
+   }
+}
+
 HardwareConfiguration readHardware( const Place &place ) {
-   place.needObject( { "kind", "indexes", "path" } );
+   const std::optional<Place> maybe = place.find( "kind" );
+   const bool isModule = maybe && maybe->is( "module" );
+   if( isModule ) {
+      place.needObject( { "kind", "indexes", "module", "settings" } );
+   } else {
+      place.needObject( { "kind", "indexes", "path" } );
+   }
    HardwareConfiguration hardware;
 
-   const char *const kinds = "\"memory\"";
+   const char *const kinds = "\"memory\" or \"module\"";
    const Place kind = place.need( "kind", kinds );
-   if( kind.text( kinds ) != "memory" ) {
+   hardware.kind = kind.text( kinds );
+   if( hardware.kind != "memory" && !isModule ) {
       kind.refuse( std::string( "must be " ) + kinds );
    }
 
    const std::string indexes = "a number of indexes, 0 to " + std::to_string( kMostIndexes );
    hardware.indexes =
          static_cast<U32>( place.need( "indexes", indexes ).number( 0, kMostIndexes, indexes ) );
-
-   const char *const paths = "an absolute path: begins with '/', has at most 4095 bytes and no "
-                             "control characters";
-   const Place path = place.need( "path", paths );
-   hardware.path = path.text( paths );
-   const bool clean = std::none_of( hardware.path.begin(), hardware.path.end(), []( char c ) {
-      return static_cast<unsigned char>( c ) < ' ' || c == '\x7f';
-   } );
-   if( hardware.path.empty() || hardware.path.front() != '/' ||
-       hardware.path.size() > kLongestPath || !clean ) {
-      path.refuse( std::string( "must be " ) + paths );
+   if( isModule ) {
+      readModule( place, hardware );
+   } else {
+      hardware.module = kMemoryModule;
+      hardware.settings.emplace( "path", readPath( place.need( "path", kPaths ) ) );
    }
    return hardware;
+}
+
+ControlConfiguration readControl( const Place &place ) {
+   place.needObject( { "path", "group", "metrics" } );
+   ControlConfiguration control;
+   if( const std::optional<Place> path = place.find( "path" ) ) {
+      constexpr std::size_t kLongest = 107; // sun_path without its zero byte, unix(7)
+      control.path = cleanText( *path,
+                                "an absolute path of at most 107 bytes without control "
+                                "characters",
+                                []( const std::string &text ) {
+                                   return isAbsolute( text ) && text.size() <= kLongest;
+                                } );
+   }
+   if( const std::optional<Place> group = place.find( "group" ) ) {
+      control.group = cleanText( *group, "the name of a group",
+                                 []( const std::string &text ) { return !text.empty(); } );
+   }
+   if( const std::optional<Place> metrics = place.find( "metrics" ) ) {
+      metrics->needObject( { "address", "port" } );
+      const char *const loopback = "a loopback address: \"127.0.0.1\" or \"::1\"";
+      control.metricsAddress = "127.0.0.1";
+      if( const std::optional<Place> address = metrics->find( "address" ) ) {
+         control.metricsAddress = cleanText( *address, loopback, []( const std::string &text ) {
+            return text == "127.0.0.1" || text == "::1";
+         } );
+      }
+      const char *const ports = "a TCP port, 1 to 65535";
+      control.metricsPort =
+            static_cast<U16>( metrics->need( "port", ports ).number( 1, 65535, ports ) );
+   }
+   return control;
 }
 
 InterfaceConfiguration readInterface( const Place &place, Taken &taken ) {
@@ -252,8 +348,15 @@ Configuration readConfiguration( std::string_view text, const std::string &file 
       throw ConfigurationError( file + ": " + error.what() );
    }
    const Place top( file, document );
-   top.needObject( { "hardware", "interfaces" } );
+   top.needObject( { "hardware", "interfaces", "control", "plugin" } );
    Configuration configuration;
+   configuration.plugin = PluginLibrary::kDefaultPath;
+   if( const std::optional<Place> plugin = top.find( "plugin" ) ) {
+      configuration.plugin = readLibrary( *plugin );
+   }
+   if( const std::optional<Place> control = top.find( "control" ) ) {
+      configuration.control = readControl( *control );
+   }
    configuration.hardware =
          readHardware( top.need( "hardware", "an object with \"kind\", \"indexes\", \"path\"" ) );
    const char *const interfaces = "an array of interfaces";
@@ -299,7 +402,9 @@ std::string summary( const Configuration &configuration ) {
    }
    return counted( configuration.interfaces.size(), "interface", "interfaces" ) + ", " +
           counted( vlans, "VLAN", "VLANs" ) + ", " +
-          counted( configuration.hardware.indexes, "memory index", "memory indexes" );
+          counted( configuration.hardware.indexes,
+                   ( configuration.hardware.kind + " index" ).c_str(),
+                   ( configuration.hardware.kind + " indexes" ).c_str() );
 }
 
 } // namespace OrloAgent

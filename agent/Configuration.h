@@ -4,7 +4,11 @@
 //    {
 //       // The slot table survives the agent.
 //       "hardware": { "kind": "memory", "indexes": 5, "path": "/run/orlo/slots" },
-//       "interfaces": [ { "name": "br10", "vlan": 10, "secondaryVlans": [ 11, 12 ] } ]
+//       "interfaces": [ { "name": "br10", "vlan": 10, "secondaryVlans": [ 11, 12 ] } ],
+//       // From here on what may be left out.
+//       "control": { "path": "/run/orlo/control", "group": "orlo",
+//                    "metrics": { "address": "127.0.0.1", "port": 9742 } },
+//       "plugin": "/usr/lib/liborlovrrp.so.1"
 //    }
 //
 // orlo-agent.schema.json says the same for editors and tools; what it cannot say is that a VLAN
@@ -16,6 +20,7 @@
 #include "pelmo/IntfId.h"
 #include "quor/Types.h"
 
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -33,19 +38,36 @@ struct InterfaceConfiguration {
    Bridging::VlanId vlan;
    /// Private VLANs (RFC 5517) that `vlan` serves as their primary; in the order of the file.
    std::vector<Bridging::VlanId> secondaryVlans;
+
+   bool operator==( const InterfaceConfiguration & ) const = default;
 };
 
+/// The hardware is whatever a helper module makes of it (OrloVrrpHelper/HelperModule.h).
 struct HardwareConfiguration {
-   enum class Kind { Memory };
-   Kind kind = Kind::Memory;
-   Quor::U32 indexes = 0; ///< slots of the hardware table, 0 to kMostIndexes
-   std::string path;      ///< of the slot table's file, absolute
+   std::string kind = "memory";                 ///< "memory", or "module" for somebody else's
+   Quor::U32 indexes = 0;                       ///< slots of the hardware table, 0 to kMostIndexes
+   std::string module;                          ///< the module's library
+   std::map<std::string, std::string> settings; ///< what it is given
+
+   bool operator==( const HardwareConfiguration & ) const = default;
+};
+
+/// Where the agent can be looked at.
+struct ControlConfiguration {
+   std::string path = "/run/orlo/control"; ///< of the Unix socket
+   std::string group;          ///< whose members may change things, beside root; or none
+   std::string metricsAddress; ///< a loopback address, or none: no metrics are served
+   Quor::U16 metricsPort = 0;
+
+   bool operator==( const ControlConfiguration & ) const = default;
 };
 
 /// Every value in it has been checked: VLANs are 1 to 4094 and stand once, names are interface
 /// names and stand once.
 struct Configuration {
+   std::string plugin; ///< the plug-in's library
    HardwareConfiguration hardware;
+   ControlConfiguration control;
    std::vector<InterfaceConfiguration> interfaces; ///< in the order of the file
 };
 

@@ -64,24 +64,42 @@ void Report::withdrawn( const Record &record, const std::string &device,
                             device + ": " + reason );
 }
 
-void Report::adopted( const Pair &pair, U32 index ) {
-   pairLine( "adopted", pair, "index " + std::to_string( index ) );
+void Report::changed( const Change &change ) {
+   const std::string number = std::to_string( change.number );
+   switch( change.what ) {
+   case Change::What::adopted:
+      return pairLine( "adopted", change.pair, "index " + number );
+   case Change::What::programmed:
+      return pairLine( "programmed", change.pair, "index " + number );
+   case Change::What::removed:
+      return pairLine( "removed", change.pair, "index " + number );
+   case Change::What::waiting:
+      return pairLine( "waiting", change.pair, "place " + number );
+   case Change::What::left:
+      return pairLine( "left", change.pair, "no longer waits" );
+   }
 }
 
-void Report::programmed( const Pair &pair, U32 index ) {
-   pairLine( "programmed", pair, "index " + std::to_string( index ) );
+void Report::refused( const Pair &pair, U32 index ) {
+   pairLine( "refused", pair,
+             "index " + std::to_string( index ) + ": the hardware does not hold it" );
 }
 
-void Report::removed( const Pair &pair, U32 index ) {
-   pairLine( "removed", pair, "index " + std::to_string( index ) );
+void Report::full( U32 indexes ) {
+   const std::string all = std::to_string( indexes );
+   line( "full", all + " of " + all + " indexes in use: what comes now waits" );
 }
 
-void Report::waiting( const Pair &pair, U32 place ) {
-   pairLine( "waiting", pair, "place " + std::to_string( place ) );
+void Report::relieved() {
+   line( "relieved", "nobody waits any more" );
 }
 
-void Report::left( const Pair &pair ) {
-   pairLine( "left", pair, "no longer waits" );
+void Report::reloaded( const std::vector<std::string> &changes ) {
+   std::string text;
+   for( const std::string &change : changes ) {
+      text += ( text.empty() ? "" : "; " ) + change;
+   }
+   line( "reloaded", text.empty() ? "the configuration is the same" : text );
 }
 
 void Report::overrun() {

@@ -2,7 +2,7 @@
 #ifndef ORLOAGENT_REPORT_H
 #define ORLOAGENT_REPORT_H
 
-#include "agent/Pair.h"
+#include "agent/Assignments.h"
 #include "pelmo/IntfId.h"
 #include "platform/VirtualRouterMac.h"
 #include "quor/Types.h"
@@ -45,13 +45,14 @@ class Report {
    void ready( Quor::U32 indexes, Quor::U64 adopted, Quor::U64 programmed, Quor::U64 waiting );
    void published( const Record &record, const std::string &device );
    void withdrawn( const Record &record, const std::string &device, const std::string &reason );
-   void adopted( const Pair &pair, Quor::U32 index );
-   void programmed( const Pair &pair, Quor::U32 index );
-   void removed( const Pair &pair, Quor::U32 index );
-   /// Begins to wait, at this place in the line.
-   void waiting( const Pair &pair, Quor::U32 place );
-   /// Has waited, and is not wanted any more.
-   void left( const Pair &pair );
+   void changed( const Change &change );
+   /// The hardware does not hold what it was asked to.
+   void refused( const Pair &pair, Quor::U32 index );
+   /// The last free index has gone. Once, until there is a free one again.
+   void full( Quor::U32 indexes );
+   /// Nobody waits any more.
+   void relieved();
+   void reloaded( const std::vector<std::string> &changes );
    void overrun();
 
    /// Sorts the rows by VLAN, then by MAC.

@@ -12,21 +12,11 @@ Pair pairOf( const Pelmo::EthAddr &mac, U32 vlanId ) {
    return { Bridging::VlanId( static_cast<Quor::U16>( vlanId ) ), mac };
 }
 
-template <class Call>
-void tell( const Call &call ) noexcept {
-   try {
-      call();
-   } catch( ... ) { // the hardware is right, only the telling failed
-   }
-}
-
 } // namespace
 
-MemoryHelper::MemoryHelper( const std::string &path, U32 indexes, HardwareWatcher &watcher )
-      : VrrpSmHelper( "memory" ),
-        slots_( path, indexes,
-                [&watcher]( const std::string &what ) { watcher.onTrouble( what ); } ),
-        watcher_( watcher ) {
+MemoryHelper::MemoryHelper( const std::string &path, U32 indexes, Trouble trouble )
+      : VrrpSmHelper( "memory" ), slots_( path, indexes, trouble ),
+        trouble_( std::move( trouble ) ) {
    syncCurrentStateOnInitIs( true );
 }
 
@@ -34,14 +24,19 @@ bool MemoryHelper::holds( const Pair &pair, U32 index ) const noexcept {
    return index < slots_.count() && slots_.slot( index ) == pair;
 }
 
+void MemoryHelper::tell( const std::string &what, const Pair &pair, U32 index,
+                         const char *why ) const noexcept {
+   try {
+      trouble_( what + " VLAN " + valueToStrep( pair.vlanId() ) + "  " +
+                valueToStrep( pair.mac() ) + "  index " + std::to_string( index ) + ": " + why );
+   } catch( ... ) { // the hardware is as it is, only the telling failed
+   }
+}
+
 void MemoryHelper::refused( const Pair &pair, U32 index, const char *doing,
                             const char *why ) noexcept {
    ++refusals_;
-   tell( [&] {
-      watcher_.onTrouble( std::string( "cannot " ) + doing + " VLAN " +
-                          valueToStrep( pair.vlanId() ) + "  " + valueToStrep( pair.mac() ) +
-                          "  index " + std::to_string( index ) + ": " + why );
-   } );
+   tell( std::string( "cannot " ) + doing, pair, index, why );
 }
 
 void MemoryHelper::addVirtualRouterMac( const Pelmo::EthAddr &macAddr, U32 vlanId, U32 index ) {
@@ -57,7 +52,6 @@ void MemoryHelper::addVirtualRouterMac( const Pelmo::EthAddr &macAddr, U32 vlanI
       return;
    }
    slots_.slotIs( index, pair );
-   tell( [&] { watcher_.onProgrammed( pair, index ); } );
 }
 
 void MemoryHelper::deleteVirtualRouterMac( const Pelmo::EthAddr &macAddr, U32 vlanId, U32 index ) {
@@ -67,7 +61,6 @@ void MemoryHelper::deleteVirtualRouterMac( const Pelmo::EthAddr &macAddr, U32 vl
       return;
    }
    slots_.slotDel( index );
-   tell( [&] { watcher_.onRemoved( pair, index ); } );
 }
 
 void MemoryHelper::syncVrrpStateOnInit(
@@ -78,13 +71,13 @@ void MemoryHelper::syncVrrpStateOnInit(
          continue;
       }
       const Quor::U16 vlan = pair->vlanId().number();
-      if( vlan < kFirstVlan || vlan > kLastVlan || currentStatePtr->virtualRouterIndex( *pair ) ) {
+      const bool isVlan = vlan >= kFirstVlan && vlan <= kLastVlan;
+      if( !isVlan || currentStatePtr->virtualRouterIndex( *pair ) ) {
          slots_.slotDel( index );
-         tell( [&] { watcher_.onRemoved( *pair, index ); } );
+         tell( "removed", *pair, index, isVlan ? "it stands twice" : "there is no such VLAN" );
          continue;
       }
       currentStatePtr->virtualRouterIndexIs( *pair, index );
-      tell( [&] { watcher_.onFound( *pair, index ); } );
    }
 }
 

@@ -3,25 +3,28 @@
 #ifndef ORLOAGENT_HARDWARE_MEMORYHELPER_H
 #define ORLOAGENT_HARDWARE_MEMORYHELPER_H
 
-#include "OrloVrrpHelper/VrrpSmHelper.h"
-#include "agent/hardware/HardwareWatcher.h"
+#include "OrloVrrpHelper/HelperModule.h"
+#include "agent/Pair.h"
 #include "agent/hardware/SlotFile.h"
 
 namespace OrloAgent {
 
 /// Programs a SlotFile, which it owns. Nothing is thrown into the programmer: what cannot be done
-/// is told to the watcher and counted. Held by the agent and by the programmer; the watcher must
-/// outlive both.
-class MemoryHelper : public OrloHelper::VrrpSmHelper {
+/// is told and counted. Held by the agent and by the programmer.
+class MemoryHelper : public OrloHelper::VrrpSmHelper, public OrloHelper::HardwareView {
  public:
+   using Trouble = std::function<void( const std::string & )>;
+
    /// Opens the table (see SlotFile) and asks for adoption of what it holds. Throws HardwareError.
-   MemoryHelper( const std::string &path, Quor::U32 indexes, HardwareWatcher &watcher );
+   MemoryHelper( const std::string &path, Quor::U32 indexes, Trouble trouble );
 
    const SlotFile &slots() const noexcept { return slots_; }
    /// Does slot `index` hold this very pair? Read from the hardware, not from memory of what was
    /// asked.
    bool holds( const Pair &pair, Quor::U32 index ) const noexcept;
-   Quor::U64 refusals() const noexcept { return refusals_; }
+
+   std::optional<Pair> slot( Quor::U32 index ) const override { return slots_.slot( index ); }
+   Quor::U64 refusals() const override { return refusals_; }
 
    /// Refused when `index` is not in the table or the slot holds another pair. A pair that the slot
    /// holds already is not written again.
@@ -36,10 +39,12 @@ class MemoryHelper : public OrloHelper::VrrpSmHelper {
          const Quor::Ptr<OrloHelper::CurrentVrrpStateForInit> &currentStatePtr ) override;
 
  private:
+   void tell( const std::string &what, const Pair &pair, Quor::U32 index,
+              const char *why ) const noexcept;
    void refused( const Pair &pair, Quor::U32 index, const char *doing, const char *why ) noexcept;
 
    SlotFile slots_;
-   HardwareWatcher &watcher_;
+   Trouble trouble_;
    Quor::U64 refusals_ = 0;
 };
 

@@ -18,7 +18,7 @@
 #define ORLOAGENT_HARDWARE_SLOTFILE_H
 
 #include "agent/FileDescriptor.h"
-#include "agent/hardware/HardwareWatcher.h"
+#include "agent/Pair.h"
 #include "quor/Types.h"
 
 #include <functional>

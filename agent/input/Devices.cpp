@@ -30,7 +30,8 @@ std::string addressText( const Address &address ) {
    return text.data();
 }
 
-Devices::Devices( const std::set<Pelmo::IntfId> &svis ) {
+void Devices::svisAre( const std::set<Pelmo::IntfId> &svis ) {
+   svis_.clear();
    for( const Pelmo::IntfId &svi : svis ) {
       svis_.emplace( svi.name(), svi );
    }

@@ -43,7 +43,8 @@ struct Verdict {
 class Devices {
  public:
    /// `svis` are the VLAN interfaces on which virtual router MACs count.
-   explicit Devices( const std::set<Pelmo::IntfId> &svis );
+   explicit Devices( const std::set<Pelmo::IntfId> &svis ) { svisAre( svis ); }
+   void svisAre( const std::set<Pelmo::IntfId> &svis );
 
    /// Adds or replaces.
    void linkIs( const Link &link );

@@ -71,4 +71,15 @@ void Publisher::verdictsAre( const std::vector<Verdict> &verdicts ) {
    }
 }
 
+void Publisher::interfaceDel( const Pelmo::IntfId &intf, const std::string &reason ) {
+   for( auto at = published_.begin(); at != published_.end(); ) {
+      const auto here = at++;
+      if( here->first.intf() == intf ) {
+         const auto gone = published_.extract( here );
+         watcher_.onWithdrawn( gone.key(), gone.mapped(), reason );
+         status_->vrrpVirtualMacDel( gone.key() );
+      }
+   }
+}
+
 } // namespace OrloAgent

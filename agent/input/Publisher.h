@@ -36,6 +36,8 @@ class Publisher {
    /// Makes the table say what `verdicts` say. Several devices may stand for one record: it is
    /// there while one of them is published.
    void verdictsAre( const std::vector<Verdict> &verdicts );
+   /// Withdraws the interface's records, for this reason.
+   void interfaceDel( const Pelmo::IntfId &intf, const std::string &reason );
 
  private:
    using Record = Routing::Fhrp::VirtualRouterMac;

@@ -22,13 +22,30 @@ void complain( const std::string &what ) {
    std::cerr << "orlo-agent: " << what << std::endl;
 }
 
-int run( const OrloAgent::Configuration &configuration ) {
+/// Reads the configuration again and changes to it. Only a hardware that is lost ends the agent.
+void reload( OrloAgent::Agent &agent, const std::string &file ) {
+   try {
+      agent.reload( OrloAgent::readConfigurationFile( file ) );
+   } catch( const OrloAgent::ConfigurationError &error ) {
+      complain( std::string( error.what() ) + "; nothing has been changed" );
+   } catch( const OrloAgent::ReloadError &error ) {
+      complain( file + ": " + error.what() );
+   } catch( const OrloAgent::LibraryError &error ) {
+      if( !agent.isReady() ) {
+         throw;
+      }
+      complain( std::string( error.what() ) + "; going on with the number of indexes before" );
+   }
+}
+
+int run( const OrloAgent::Configuration &configuration, const std::string &file ) {
    OrloAgent::EventLoop loop;
    OrloAgent::Rtnetlink kernel( loop );
    OrloAgent::Agent agent( configuration, kernel, std::cout, std::cerr );
    const auto onTerminate = loop.onSignal( SIGTERM, [&] { loop.stop(); } );
    const auto onInterrupt = loop.onSignal( SIGINT, [&] { loop.stop(); } );
    const auto onUser1 = loop.onSignal( SIGUSR1, [&] { agent.printTable(); } );
+   const auto onHangUp = loop.onSignal( SIGHUP, [&] { reload( agent, file ); } );
    agent.start();
    loop.run();
    agent.printTable();
@@ -40,8 +57,8 @@ int run( const OrloAgent::Configuration &configuration ) {
 
 int main( int argc, char **argv ) {
    CLI::App app( "Programs the virtual router MACs of the VRRP daemons on this switch into its "
-                 "hardware table.\nPrints every change; SIGUSR1 prints the table. What is "
-                 "programmed stays when it ends.",
+                 "hardware table.\nPrints every change; SIGUSR1 prints the table, SIGHUP "
+                 "reads the configuration\nagain. What is programmed stays when it ends.",
                  "orlo-agent" );
    std::string file;
    bool checkOnly = false;
@@ -67,7 +84,7 @@ int main( int argc, char **argv ) {
          std::cout << file << ": good: " << OrloAgent::summary( configuration ) << '\n';
          return kClean;
       }
-      return run( configuration );
+      return run( configuration, file );
    } catch( const OrloAgent::ConfigurationError &error ) {
       complain( error.what() );
       return kBadInput;

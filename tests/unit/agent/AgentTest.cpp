@@ -1,6 +1,7 @@
 // The whole agent between a fake kernel and a real slot table: what it says, compared whole, and
 // what is in the table.
 #include "agent/Agent.h"
+#include "agent/hardware/MemoryHelper.h"
 #include "tests/unit/agent/FakeKernel.h"
 #include "tests/unit/agent/TemporaryFolder.h"
 
@@ -30,11 +31,14 @@ class AgentTest : public testing::Test {
    AgentTest() { kernel_.linkIs( svi( kSvi, "br10" ) ); }
 
    Configuration configuration( Quor::U32 indexes ) const {
-      return { { HardwareConfiguration::Kind::Memory, indexes, folder_.path( "slots" ) },
-               { { Pelmo::IntfId( "br10" ),
-                   Bridging::VlanId( 10 ),
-                   { Bridging::VlanId( 11 ), Bridging::VlanId( 12 ) } },
-                 { Pelmo::IntfId( "br20" ), Bridging::VlanId( 20 ), {} } } };
+      return {
+            PluginLibrary::kDefaultPath,
+            { "memory", indexes, "orlo-helper-memory.so", { { "path", folder_.path( "slots" ) } } },
+            {},
+            { { Pelmo::IntfId( "br10" ),
+                Bridging::VlanId( 10 ),
+                { Bridging::VlanId( 11 ), Bridging::VlanId( 12 ) } },
+              { Pelmo::IntfId( "br20" ), Bridging::VlanId( 20 ), {} } } };
    }
    void start( Quor::U32 indexes = 8 ) {
       agent_ = std::make_unique<Agent>( configuration( indexes ), kernel_, out_, err_ );
@@ -53,6 +57,12 @@ class AgentTest : public testing::Test {
    std::string table() {
       agent_->printTable();
       return said();
+   }
+
+   /// Of the hardware, so far.
+   Quor::U64 writes() const { return helper().slots().writes(); }
+   const MemoryHelper &helper() const {
+      return dynamic_cast<const MemoryHelper &>( *agent_->programming().helper() );
    }
 
    // What VRRP daemons do.
@@ -108,7 +118,8 @@ TEST_F( AgentTest, TheLastPairWaitsAndGetsAFreedIndex ) {
                       "published   br10  00:00:5e:00:01:34  from vrrp.52\n"
                       "programmed  VLAN 12  00:00:5e:00:01:34  index 3\n"
                       "programmed  VLAN 10  00:00:5e:00:01:34  index 4\n"
-                      "waiting     VLAN 11  00:00:5e:00:01:34  place 1\n" );
+                      "waiting     VLAN 11  00:00:5e:00:01:34  place 1\n"
+                      "full        5 of 5 indexes in use: what comes now waits\n" );
    EXPECT_EQ( table(), "VLAN  MAC                INTERFACE  INDEX    WANTED  PROGRAMMED\n"
                        "  10  00:00:5e:00:01:33  br10       1        yes     yes\n"
                        "  10  00:00:5e:00:01:34  br10       4        yes     yes\n"
@@ -124,7 +135,8 @@ TEST_F( AgentTest, TheLastPairWaitsAndGetsAFreedIndex ) {
                       "removed     VLAN 12  00:00:5e:00:01:33  index 0\n"
                       "programmed  VLAN 11  00:00:5e:00:01:34  index 0\n"
                       "removed     VLAN 10  00:00:5e:00:01:33  index 1\n"
-                      "removed     VLAN 11  00:00:5e:00:01:33  index 2\n" );
+                      "removed     VLAN 11  00:00:5e:00:01:33  index 2\n"
+                      "relieved    nobody waits any more\n" );
    becomeBackup( kDevice52 );
    kernel_.quiet();
    EXPECT_EQ( said().find( "left" ), std::string::npos ) << "it had got an index";
@@ -143,7 +155,8 @@ TEST_F( AgentTest, APairThatGivesUpWaitingLeaves ) {
                       "programmed  VLAN 10  00:00:5e:00:01:33  index 0\n"
                       "removed     VLAN 10  00:00:5e:00:01:33  index 0\n"
                       "programmed  VLAN 11  00:00:5e:00:01:33  index 0\n"
-                      "removed     VLAN 11  00:00:5e:00:01:33  index 0\n" );
+                      "removed     VLAN 11  00:00:5e:00:01:33  index 0\n"
+                      "relieved    nobody waits any more\n" );
 }
 
 TEST_F( AgentTest, WithoutIndexesEverythingWaits ) {
@@ -153,13 +166,15 @@ TEST_F( AgentTest, WithoutIndexesEverythingWaits ) {
                       "waiting     VLAN 10  00:00:5e:00:01:33  place 1\n"
                       "waiting     VLAN 12  00:00:5e:00:01:33  place 2\n"
                       "waiting     VLAN 11  00:00:5e:00:01:33  place 3\n"
+                      "full        0 of 0 indexes in use: what comes now waits\n"
                       "ready: 0 indexes, 0 adopted, 0 pairs programmed, 3 waiting\n" );
    becomeBackup( kDevice51 );
    kernel_.quiet();
    EXPECT_EQ( said(), "withdrawn   br10  00:00:5e:00:01:33  vrrp.51: has no address\n"
                       "left        VLAN 12  00:00:5e:00:01:33  no longer waits\n"
                       "left        VLAN 10  00:00:5e:00:01:33  no longer waits\n"
-                      "left        VLAN 11  00:00:5e:00:01:33  no longer waits\n" );
+                      "left        VLAN 11  00:00:5e:00:01:33  no longer waits\n"
+                      "relieved    nobody waits any more\n" );
 }
 
 TEST_F( AgentTest, NothingIsDoneBeforeTheKernelIsKnownAsAWhole ) {
@@ -176,13 +191,13 @@ TEST_F( AgentTest, NothingIsDoneBeforeTheKernelIsKnownAsAWhole ) {
    kernel_.tellEverything();
    kernel_.quiet();
    EXPECT_EQ( said(), "overrun     the kernel dropped messages; reading everything again\n" );
-   EXPECT_EQ( agent_->helper().slots().writes(), 0u );
+   EXPECT_EQ( writes(), 0u );
 
    kernel_.watcher().onReadAll();
    EXPECT_FALSE( agent_->isReady() );
    kernel_.quiet();
    EXPECT_TRUE( agent_->isReady() );
-   EXPECT_EQ( agent_->helper().slots().writes(), 3u );
+   EXPECT_EQ( writes(), 3u );
 }
 
 TEST_F( AgentTest, ATransitionIsJudgedWhenTheKernelIsQuiet ) {
@@ -196,7 +211,7 @@ TEST_F( AgentTest, ATransitionIsJudgedWhenTheKernelIsQuiet ) {
    becomeMaster( kDevice51 );
    kernel_.quiet();
    EXPECT_EQ( said(), "" );
-   EXPECT_EQ( agent_->helper().slots().writes(), 3u );
+   EXPECT_EQ( writes(), 3u );
 }
 
 TEST_F( AgentTest, AnOverrunIsFollowedByTheTruthAndNothingInBetween ) {
@@ -235,7 +250,7 @@ TEST_F( AgentTest, AnOverrunThatLostNothingOfInterestChangesNothing ) {
    kernel_.overrun();
    kernel_.read();
    EXPECT_EQ( said(), "overrun     the kernel dropped messages; reading everything again\n" );
-   EXPECT_EQ( agent_->helper().slots().writes(), 3u );
+   EXPECT_EQ( writes(), 3u );
 }
 
 TEST_F( AgentTest, TheVlanInterfaceGoesAndComesWithItsDevices ) {
@@ -268,7 +283,7 @@ TEST_F( AgentTest, DeletedAndMadeAgainBetweenTwoLooksNothingChanges ) {
    becomeMaster( 27 );
    kernel_.quiet();
    EXPECT_EQ( said(), "" );
-   EXPECT_EQ( agent_->helper().slots().writes(), 3u );
+   EXPECT_EQ( writes(), 3u );
 }
 
 TEST_F( AgentTest, EveryInterfaceHasItsOwnVlans ) {
@@ -304,8 +319,9 @@ TEST_F( AgentTest, TheNextAgentAdoptsWithoutAWrite ) {
                       "adopted     VLAN 12  00:00:5e:00:01:34  index 3\n"
                       "adopted     VLAN 11  00:00:5e:00:01:33  index 4\n"
                       "waiting     VLAN 10  00:00:5e:00:01:34  place 1\n"
+                      "full        5 of 5 indexes in use: what comes now waits\n"
                       "ready: 5 indexes, 5 adopted, 0 pairs programmed, 1 waiting\n" );
-   EXPECT_EQ( agent_->helper().slots().writes(), 5u );
+   EXPECT_EQ( writes(), 5u );
 }
 
 TEST_F( AgentTest, TheNextAgentAfterAKillAdoptsToo ) {
@@ -326,7 +342,7 @@ TEST_F( AgentTest, TheNextAgentAfterAKillAdoptsToo ) {
                       "adopted     VLAN 12  00:00:5e:00:01:33  index 1\n"
                       "adopted     VLAN 11  00:00:5e:00:01:33  index 2\n"
                       "ready: 8 indexes, 3 adopted, 0 pairs programmed, 0 waiting\n" );
-   EXPECT_EQ( agent_->helper().slots().writes(), 3u );
+   EXPECT_EQ( writes(), 3u );
 }
 
 TEST_F( AgentTest, WhatIsNotWantedAnyMoreIsRemovedAtTheStart ) {
@@ -371,7 +387,7 @@ TEST_F( AgentTest, AfterTheStopNothingHappens ) {
    kernel_.quiet();
    kernel_.overrun();
    kernel_.read();
-   EXPECT_EQ( agent_->helper().slots().writes(), 3u );
+   EXPECT_EQ( writes(), 3u );
    EXPECT_EQ( said(), "" );
 }
 
@@ -393,7 +409,7 @@ TEST_F( AgentTest, ATableOfAnotherSizeIsSaidAloud ) {
 
 TEST_F( AgentTest, WithoutHardwareItDoesNotStart ) {
    start();
-   EXPECT_THROW( Agent( configuration( 8 ), kernel_, out_, err_ ), HardwareError );
+   EXPECT_THROW( Agent( configuration( 8 ), kernel_, out_, err_ ), LibraryError );
 }
 
 /// Many transitions at random, looked at at random moments: what is wanted is what the rule says,
@@ -441,7 +457,7 @@ TEST_F( AgentTest, WhateverHappensTheHardwareFollows ) {
          }
       }
       std::set<Pair> programmed;
-      const SlotFile &slots = agent_->helper().slots();
+      const SlotFile &slots = helper().slots();
       for( Quor::U32 index = 0; index < kIndexes; ++index ) {
          if( const auto pair = slots.slot( index ) ) {
             EXPECT_TRUE( programmed.insert( *pair ).second ) << *pair << " stands twice";
@@ -450,7 +466,7 @@ TEST_F( AgentTest, WhateverHappensTheHardwareFollows ) {
       }
       ASSERT_EQ( programmed.size(), std::min<std::size_t>( wanted.size(), kIndexes ) );
    }
-   EXPECT_EQ( agent_->helper().refusals(), 0u );
+   EXPECT_EQ( helper().refusals(), 0u );
    EXPECT_EQ( err_.str(), "" );
 }
 

@@ -71,9 +71,10 @@ TEST( Configuration, HasWhatTheFileSays ) {
    } )",
                                                           kFile );
 
-   EXPECT_EQ( configuration.hardware.kind, HardwareConfiguration::Kind::Memory );
+   EXPECT_EQ( configuration.hardware.kind, "memory" );
    EXPECT_EQ( configuration.hardware.indexes, 5u );
-   EXPECT_EQ( configuration.hardware.path, "/run/x/slots" );
+   EXPECT_EQ( configuration.hardware.settings,
+              ( std::map<std::string, std::string>{ { "path", "/run/x/slots" } } ) );
    ASSERT_EQ( configuration.interfaces.size(), 2u );
    EXPECT_EQ( configuration.interfaces[0].name, Pelmo::IntfId( "br10" ) );
    EXPECT_EQ( configuration.interfaces[0].vlan, Bridging::VlanId( 10 ) );
@@ -83,6 +84,34 @@ TEST( Configuration, HasWhatTheFileSays ) {
    EXPECT_EQ( configuration.interfaces[1].name, Pelmo::IntfId( "vlan20" ) );
    EXPECT_TRUE( configuration.interfaces[1].secondaryVlans.empty() );
    EXPECT_EQ( summary( configuration ), "2 interfaces, 4 VLANs, 5 memory indexes" );
+}
+
+TEST( Configuration, WhatMayBeLeftOutHasItsDefault ) {
+   const Configuration configuration = readConfiguration( R"( {
+      "hardware": { "kind": "memory", "indexes": 5, "path": "/run/x/slots" }, "interfaces": [] } )",
+                                                          kFile );
+   EXPECT_EQ( configuration.plugin, "liborlovrrp.so.1" );
+   EXPECT_EQ( configuration.hardware.module, "orlo-helper-memory.so" );
+   EXPECT_EQ( configuration.control, ControlConfiguration() );
+   EXPECT_EQ( configuration.control.path, "/run/orlo/control" );
+   EXPECT_EQ( configuration.control.metricsPort, 0 );
+}
+
+TEST( Configuration, HardwareCanBeSomebodyElsesModule ) {
+   const Configuration configuration = readConfiguration( R"( {
+      "plugin": "/opt/orlo/liborlovrrp.so.1",
+      "hardware": { "kind": "module", "indexes": 4, "module": "/usr/lib/chip.so",
+                    "settings": { "device": "/dev/chip0", "mode": "" } },
+      "control": { "path": "/run/c", "group": "noc", "metrics": { "address": "::1", "port": 9742 } },
+      "interfaces": [] } )",
+                                                          kFile );
+   EXPECT_EQ( configuration.plugin, "/opt/orlo/liborlovrrp.so.1" );
+   const HardwareConfiguration hardware{
+         "module", 4, "/usr/lib/chip.so", { { "device", "/dev/chip0" }, { "mode", "" } } };
+   EXPECT_EQ( configuration.hardware, hardware );
+   const ControlConfiguration control{ "/run/c", "noc", "::1", 9742 };
+   EXPECT_EQ( configuration.control, control );
+   EXPECT_EQ( summary( configuration ), "0 interfaces, 0 VLANs, 4 module indexes" );
 }
 
 TEST( Configuration, TakesEveryGoodRow ) {
@@ -110,7 +139,8 @@ TEST( Configuration, AnswersABadValueWithItsPlaceAndWhatIsAllowed ) {
    for( const Json &row : all["documents"] ) {
       EXPECT_EQ( answer( row["put"].dump() ),
                  error( "the document", row["shown"],
-                        "must be an object with \"hardware\", \"interfaces\"" ) );
+                        "must be an object with \"hardware\", \"interfaces\", \"control\", "
+                        "\"plugin\"" ) );
    }
 }
 

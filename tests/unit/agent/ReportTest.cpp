@@ -9,6 +9,8 @@
 namespace OrloAgent {
 namespace {
 
+using What = Change::What;
+
 Pair pair( Quor::U16 vlan, Quor::U8 vrid ) {
    return { Bridging::VlanId( vlan ), vrrpMac( vrid ) };
 }
@@ -24,21 +26,34 @@ TEST_F( ReportTest, ALineForEveryChange ) {
    report_.ready( 5, 2, 3, 1 );
    report_.published( record_, "vrrp.51" );
    report_.withdrawn( record_, "vrrp.51", "has no address" );
-   report_.adopted( pair( 10, 51 ), 0 );
-   report_.programmed( pair( 10, 51 ), 1 );
-   report_.removed( pair( 4094, 51 ), 2 );
-   report_.waiting( pair( 12, 52 ), 1 );
-   report_.left( pair( 12, 52 ) );
+   report_.changed( { What::adopted, pair( 10, 51 ), 0 } );
+   report_.changed( { What::programmed, pair( 10, 51 ), 1 } );
+   report_.changed( { What::removed, pair( 4094, 51 ), 2 } );
+   report_.changed( { What::waiting, pair( 12, 52 ), 1 } );
+   report_.changed( { What::left, pair( 12, 52 ), 0 } );
+   report_.refused( pair( 12, 52 ), 3 );
+   report_.full( 1 );
+   report_.full( 5 );
+   report_.relieved();
+   report_.reloaded( {} );
+   report_.reloaded( { "br20 removed", "5 indexes now, 4 before" } );
    report_.overrun();
-   EXPECT_EQ( out_.str(), "ready: 5 indexes, 2 adopted, 3 pairs programmed, 1 waiting\n"
-                          "published   br10  00:00:5e:00:01:33  from vrrp.51\n"
-                          "withdrawn   br10  00:00:5e:00:01:33  vrrp.51: has no address\n"
-                          "adopted     VLAN 10  00:00:5e:00:01:33  index 0\n"
-                          "programmed  VLAN 10  00:00:5e:00:01:33  index 1\n"
-                          "removed     VLAN 4094  00:00:5e:00:01:33  index 2\n"
-                          "waiting     VLAN 12  00:00:5e:00:01:34  place 1\n"
-                          "left        VLAN 12  00:00:5e:00:01:34  no longer waits\n"
-                          "overrun     the kernel dropped messages; reading everything again\n" );
+   EXPECT_EQ( out_.str(),
+              "ready: 5 indexes, 2 adopted, 3 pairs programmed, 1 waiting\n"
+              "published   br10  00:00:5e:00:01:33  from vrrp.51\n"
+              "withdrawn   br10  00:00:5e:00:01:33  vrrp.51: has no address\n"
+              "adopted     VLAN 10  00:00:5e:00:01:33  index 0\n"
+              "programmed  VLAN 10  00:00:5e:00:01:33  index 1\n"
+              "removed     VLAN 4094  00:00:5e:00:01:33  index 2\n"
+              "waiting     VLAN 12  00:00:5e:00:01:34  place 1\n"
+              "left        VLAN 12  00:00:5e:00:01:34  no longer waits\n"
+              "refused     VLAN 12  00:00:5e:00:01:34  index 3: the hardware does not hold it\n"
+              "full        1 of 1 indexes in use: what comes now waits\n"
+              "full        5 of 5 indexes in use: what comes now waits\n"
+              "relieved    nobody waits any more\n"
+              "reloaded    the configuration is the same\n"
+              "reloaded    br20 removed; 5 indexes now, 4 before\n"
+              "overrun     the kernel dropped messages; reading everything again\n" );
 }
 
 TEST_F( ReportTest, OneIsNotMany ) {

@@ -1,0 +1,188 @@
+#include "agent/Programming.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace OrloAgent {
+
+using Quor::U32;
+
+Programming::Programming( const Configuration &configuration, Trouble trouble, Clock clock )
+      : trouble_( std::move( trouble ) ), clock_( std::move( clock ) ),
+        hardware_( configuration.hardware ), plugin_( configuration.plugin ),
+        helperModule_( configuration.hardware.module ),
+        table_( plugin_->virtualRouterMacTableFactory() ),
+        vlanSets_( Quor::make<IntfVlanIdSet::Table>() ),
+        hardwareStatus_( Quor::make<Routing::Fhrp::Hardware::Status>() ),
+        status_( Quor::make<Routing::Fhrp::VirtualRouterMacStatus>() ) {
+   makeHelper( hardware_.indexes );
+}
+
+Programming::~Programming() {
+   stop();
+}
+
+void Programming::makeHelper( U32 indexes ) {
+   helper_ = helperModule_.make( { indexes, hardware_.settings, trouble_ } );
+   // Asked of the framework's base: the agent is not linked against the helper's own class.
+   view_ = dynamic_cast<const OrloHelper::HardwareView *>(
+         static_cast<const Quor::PtrInterface *>( helper_.get() ) );
+   hardwareStatus_->virtualRouterCountIs( indexes );
+}
+
+void Programming::start() {
+   libSm_ = plugin_->libSmFactory( status_, vlanSets_, table_ );
+   startProgrammer( nullptr );
+}
+
+void Programming::startProgrammer( const Assignments *before ) {
+   vrrpSm_ = plugin_->vrrpSmIs( table_, hardwareStatus_, helper_ );
+   assignments_ = Quor::make<Assignments>( vrrpSm_, clock_, before );
+   const auto &snapshot = vrrpSm_->currentVrrpStateForInit()->virtualRouterIndexes();
+   lastAdoption_ = { 0, 0, clock_() };
+   for( const auto &entry : snapshot ) {
+      const bool stays = vrrpSm_->virtualRouterIndexes().isMemberOf( entry.key() );
+      ++( stays ? lastAdoption_.adopted : lastAdoption_.removed );
+   }
+}
+
+void Programming::startAnew( const Assignments &before ) {
+   helper_->syncCurrentStateOnInitIs( true );
+   startProgrammer( &before );
+   ++restarts_;
+   onRestart( true );
+}
+
+void Programming::stopProgrammer() {
+   assignments_ = nullptr;
+   vrrpSm_ = nullptr;
+}
+
+std::vector<Change> Programming::takeChanges() {
+   std::vector<Change> all = std::exchange( changes_, {} );
+   if( assignments_ ) {
+      const std::vector<Change> latest = assignments_->takeChanges();
+      all.insert( all.end(), latest.begin(), latest.end() );
+   }
+   return all;
+}
+
+void Programming::stop() {
+   stopProgrammer();
+   libSm_ = nullptr;
+}
+
+std::set<Pair> Programming::wanted() const {
+   std::set<Pair> pairs;
+   for( const auto &entry : table_->virtualRouterMacs() ) {
+      pairs.insert( entry.key() );
+   }
+   return pairs;
+}
+
+void Programming::change( const std::function<void()> &change ) {
+   if( !vrrpSm_ ) {
+      change();
+      return;
+   }
+   // A VLAN that moves from one interface to another takes the keys that they share with it for a
+   // moment. The programmer does not hear of such moments, only of what has become of them.
+   const std::set<Pair> before = wanted();
+   vrrpSm_->hasNotificationActiveIs( false );
+   try {
+      change();
+   } catch( ... ) {
+      catchUp( before );
+      throw;
+   }
+   catchUp( before );
+}
+
+void Programming::catchUp( const std::set<Pair> &before ) {
+   vrrpSm_->hasNotificationActiveIs( true );
+   for( const Pair &pair : before ) {
+      if( !table_->virtualRouterMacs().isMemberOf( pair ) ) {
+         table_->virtualRouterMacNotify( pair );
+      }
+   }
+   for( const auto &entry : table_->virtualRouterMacs() ) {
+      if( !before.contains( entry.key() ) ) {
+         table_->virtualRouterMacNotify( entry.key() );
+      }
+   }
+}
+
+void Programming::change( U32 indexes, const std::function<void()> &change ) {
+   if( indexes == this->indexes() ) {
+      this->change( change );
+      return;
+   }
+   if( !vrrpSm_ ) {
+      helper_ = nullptr;
+      makeHelper( indexes );
+      change();
+      return;
+   }
+   const U32 before = this->indexes();
+   onRestart( false );
+   changes_ = takeChanges();
+   removeFrom( indexes );
+   const Quor::Ptr<Assignments> known = assignments_;
+   stopProgrammer();
+   view_ = nullptr;
+   helper_ = nullptr; // the hardware belongs to one at a time
+   try {
+      makeHelper( indexes );
+   } catch( const LibraryError & ) {
+      makeHelper( before );
+      startAnew( *known );
+      throw;
+   }
+   change();
+   startAnew( *known );
+}
+
+void Programming::removeFrom( U32 firstIndex ) {
+   std::vector<std::pair<U32, Pair>> gone;
+   for( const auto &entry : vrrpSm_->virtualRouterIndexes() ) {
+      if( entry.value() >= firstIndex && entry.key().vlanId().number() != 0 ) {
+         gone.emplace_back( entry.value(), entry.key() );
+      }
+   }
+   std::sort( gone.begin(), gone.end() );
+   for( const auto &[index, pair] : gone ) {
+      helper_->deleteVirtualRouterMac( pair.mac(), pair.vlanId().number(), index );
+      changes_.push_back( { Change::What::removed, pair, index } );
+   }
+}
+
+void Programming::vlanSetIs( const Pelmo::IntfId &intf, const std::set<Bridging::VlanId> &vlans ) {
+   const Quor::Ptr<IntfVlanIdSet::SviVlanSet> set = vlanSets_->sviVlanSetIs( intf );
+   std::vector<Bridging::VlanId> gone;
+   for( const auto &entry : set->vlanIds() ) {
+      if( !vlans.contains( entry.key() ) ) {
+         gone.push_back( entry.key() );
+      }
+   }
+   for( const Bridging::VlanId vlan : gone ) {
+      set->vlanIdDel( vlan );
+   }
+   for( const Bridging::VlanId vlan : vlans ) {
+      set->vlanIdIs( vlan, true );
+   }
+}
+
+void Programming::vlanSetDel( const Pelmo::IntfId &intf ) {
+   std::vector<Routing::Fhrp::VirtualRouterMac> left;
+   for( const auto &entry : status_->vrrpVirtualMacs() ) {
+      if( entry.key().intf() == intf ) {
+         left.push_back( entry.key() );
+      }
+   }
+   for( const auto &record : left ) {
+      status_->vrrpVirtualMacDel( record );
+   }
+   vlanSets_->sviVlanSetDel( intf );
+}
+
+} // namespace OrloAgent
