@@ -56,9 +56,17 @@ EventLoop::Subscription EventLoop::subscription( Callback callback ) {
 }
 
 EventLoop::Subscription EventLoop::onReadable( int fd, Callback callback ) {
+   return onEvents( fd, EPOLLIN, std::move( callback ) );
+}
+
+EventLoop::Subscription EventLoop::onWritable( int fd, Callback callback ) {
+   return onEvents( fd, EPOLLOUT, std::move( callback ) );
+}
+
+EventLoop::Subscription EventLoop::onEvents( int fd, std::uint32_t events, Callback callback ) {
    Subscription made = subscription( std::move( callback ) );
    checked( sd_event_add_io(
-                  event_, &made.state_->source, fd, EPOLLIN,
+                  event_, &made.state_->source, fd, events,
                   []( sd_event_source *, int, std::uint32_t, void *state ) {
                      return Subscription::State::run( state );
                   },

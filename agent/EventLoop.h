@@ -3,6 +3,7 @@
 #define ORLOAGENT_EVENTLOOP_H
 
 #include <chrono>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -37,8 +38,12 @@ class EventLoop {
    EventLoop( const EventLoop & ) = delete;
    EventLoop &operator=( const EventLoop & ) = delete;
 
-   /// Calls `callback` again and again while `fd`, which stays the caller's, has something to read.
+   /// Calls `callback` again and again while `fd`, which stays the caller's, has something to read,
+   /// has come to its end or is broken. One descriptor has one subscription at a time, this or the
+   /// next; end the old one before asking for the new one.
    Subscription onReadable( int fd, Callback callback );
+   /// The same while `fd` takes more, or is broken.
+   Subscription onWritable( int fd, Callback callback );
    /// Calls `callback` for each arrival of the signal, instead of what the signal does by itself.
    /// Blocks the signal in the calling thread.
    Subscription onSignal( int signal, Callback callback );
@@ -51,6 +56,7 @@ class EventLoop {
 
  private:
    Subscription subscription( Callback callback );
+   Subscription onEvents( int fd, std::uint32_t events, Callback callback );
    int call( Subscription::State &state ) noexcept;
 
    sd_event *event_ = nullptr;

@@ -102,6 +102,13 @@ class TreeBuilder : public nlohmann::json_sax<Json> {
       return true;
    }
    bool open( Json container ) {
+      if( open_.size() == kDeepestJson ) {
+         // The place would be a long one: that of the outermost member has to do.
+         const Json &outermost = *open_.front();
+         throw JsonError( ( outermost.is_object() ? memberPointer( "", names_.front() )
+                                                  : "/" + std::to_string( outermost.size() - 1 ) ) +
+                          ": nested more than " + std::to_string( kDeepestJson ) + " deep" );
+      }
       open_.push_back( place( std::move( container ) ) );
       names_.emplace_back();
       return true;
@@ -131,9 +138,10 @@ class TreeBuilder : public nlohmann::json_sax<Json> {
 
 } // namespace
 
-nlohmann::json readJson( std::string_view text ) {
+nlohmann::json readJson( std::string_view text, Comments comments ) {
    TreeBuilder builder( text );
-   Json::sax_parse( text.begin(), text.end(), &builder, Json::input_format_t::json, true, true );
+   Json::sax_parse( text.begin(), text.end(), &builder, Json::input_format_t::json, true,
+                    comments == Comments::allowed );
    return std::move( builder ).tree();
 }
 
