@@ -15,6 +15,7 @@
 #define QUOR_DESCRIBE_H
 
 #include "quor/Calls.h"
+#include "quor/GenericAdapter.h"
 #include "quor/Rows.h"
 
 #include <algorithm>
@@ -72,6 +73,7 @@ constexpr Attribute function( std::string_view name, Names... arguments ) {
    static_assert( Last::kArity == sizeof...( Names ), "a name for each argument" );
    return { .name = name,
             .kind = AttrKind::function,
+            .isConst = ( Rows::kIsConst<Functions> && ... ),
             .type = Last::kResultType,
             .arguments = { arguments... },
             .argumentTypes = Last::kArgumentTypes,
@@ -114,14 +116,16 @@ constexpr Type record( std::string_view name, const std::array<Attribute, N> &at
             .construct = &Rows::constructValue<T> };
 }
 
-/// An entity; `Make` makes one from its constructor parameters.
+/// An entity; `Make` makes one from its constructor parameters. It can be watched by name when T
+/// has a Notifiee.
 template <class T, auto Make = nullptr, std::size_t N>
 constexpr Type entity( std::string_view name, const std::array<Attribute, N> &attributes ) {
    return { .name = name,
             .attributes = attributes,
             .isEntity = true,
             .text = &Rows::entityText<T>,
-            .construct = Rows::constructorOf<T, Make>() };
+            .construct = Rows::constructorOf<T, Make>(),
+            .watch = Rows::watchOf<T>() };
 }
 
 /// The same with the attributes of a base class behind its own.

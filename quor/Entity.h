@@ -5,6 +5,7 @@
 #include "quor/Notifiee.h"
 
 #include <array>
+#include <memory>
 
 namespace Quor {
 
@@ -35,13 +36,14 @@ class Entity : public PtrInterface {
    ~Entity() override;
 
    /// Calls `callback` of every watcher; all of them must be Watchers. Keeps the entity alive
-   /// meanwhile.
+   /// meanwhile. One argument is the key of what has changed.
    template <class Watcher, class... Params, class... Args>
    void notify( AttrId id, void ( Watcher::*callback )( Params... ), const Args &...args ) const;
 
-   /// The same with a function that is called for every watcher.
+   /// The same with a function that is called for every watcher. A generic watcher is told of the
+   /// attribute and its key as well.
    template <class Call>
-   void notifyEach( AttrId id, const Call &call ) const;
+   void notifyEach( AttrId id, const Call &call, const void *key = nullptr ) const;
 
  private:
    friend class NotifieeConst;
@@ -77,7 +79,7 @@ class NotifieePass {
 };
 
 template <class Call>
-void Entity::notifyEach( AttrId id, const Call &call ) const {
+void Entity::notifyEach( AttrId id, const Call &call, const void *key ) const {
    if( notifiees_.empty() ) {
       return;
    }
@@ -86,6 +88,9 @@ void Entity::notifyEach( AttrId id, const Call &call ) const {
    while( NotifieeConst *const notifiee = pass.next() ) {
       try {
          call( *notifiee );
+         if( notifiee->isGeneric_ ) {
+            notifiee->onAttribute( id, key );
+         }
       } catch( ... ) {
          NotifieePass::thrown( *notifiee, id );
       }
@@ -95,9 +100,15 @@ void Entity::notifyEach( AttrId id, const Call &call ) const {
 template <class Watcher, class... Params, class... Args>
 void Entity::notify( AttrId id, void ( Watcher::*callback )( Params... ),
                      const Args &...args ) const {
-   notifyEach( id, [&]( NotifieeConst &notifiee ) {
-      ( static_cast<Watcher &>( notifiee ).*callback )( args... );
-   } );
+   static_assert( sizeof...( Args ) <= 1, "an attribute has one key or none" );
+   const void *key = nullptr;
+   ( ( key = std::addressof( args ) ), ... );
+   notifyEach(
+         id,
+         [&]( NotifieeConst &notifiee ) {
+            ( static_cast<Watcher &>( notifiee ).*callback )( args... );
+         },
+         key );
 }
 
 } // namespace Quor

@@ -50,6 +50,13 @@ class OperationNotSupportedException : public Exception {
                       String( attribute ) ) {}
 };
 
+/// An object of this type tells nobody of its changes.
+class NotWatchableException : public Exception {
+ public:
+   explicit NotWatchableException( std::string_view type )
+         : Exception( "nothing to watch in a " + String( type ) ) {}
+};
+
 /// A function or constructor was given an argument that it does not have.
 class UnknownArgumentException : public Exception {
  public:

@@ -45,6 +45,9 @@ Ptr<GenericIf> GenericIf::attributeOp( AttrId id, AttrOp op, const Ptr<GenericIf
       if( op != Op::get ) {
          throw OperationNotSupportedException( attribute.name, op );
       }
+      if( isConst_ && !attribute.isConst ) {
+         throw ConstException();
+      }
       break;
    case AttrKind::collection:
    case AttrKind::queue:

@@ -16,7 +16,8 @@ namespace Quor {
 class AttributeIterator {
  public:
    virtual ~AttributeIterator() = default;
-   /// Stands at an entry; iterKey, iterObj and iterInc need that.
+   /// Stands at an entry; iterKey, iterObj and iterInc need that, and throw RangeException
+   /// elsewhere.
    virtual bool nonNull() const = 0;
    virtual Ptr<GenericIf> iterKey() const = 0;
    virtual Ptr<GenericIf> iterObj() const = 0;
@@ -40,7 +41,7 @@ class GenericIf : public PtrInterface {
    /// and for a null pointer. Throws ConstException, NoSuchAttributeException, BadIndexException,
    /// TypeException, OperationNotSupportedException, UnknownArgumentException, and what the
    /// attribute's own code throws. A function is called by Op::get with a GenericList of its
-   /// arguments as the key.
+   /// arguments as the key; a const interface calls functions that leave the object as it is.
    Ptr<GenericIf> attributeOp( AttrId id, AttrOp op, const Ptr<GenericIf> &key = nullptr,
                                const Ptr<GenericIf> &value = nullptr );
    /// At the first entry of a collection.

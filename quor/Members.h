@@ -14,16 +14,19 @@ template <class F>
 struct Member;
 template <class T, class R, class... A>
 struct Member<R ( T::* )( A... )> {
+   static constexpr bool kIsConst = false;
    using Owner = T;
    using Result = std::remove_cvref_t<R>;
    using Arguments = std::tuple<std::remove_cvref_t<A>...>;
 };
 template <class T, class R, class... A>
-struct Member<R ( T::* )( A... ) const> : Member<R ( T::* )( A... )> {};
+struct Member<R ( T::* )( A... ) const> : Member<R ( T::* )( A... )> {
+   static constexpr bool kIsConst = true;
+};
 template <class T, class R, class... A>
 struct Member<R ( T::* )( A... ) noexcept> : Member<R ( T::* )( A... )> {};
 template <class T, class R, class... A>
-struct Member<R ( T::* )( A... ) const noexcept> : Member<R ( T::* )( A... )> {};
+struct Member<R ( T::* )( A... ) const noexcept> : Member<R ( T::* )( A... ) const> {};
 template <class R, class... A>
 struct Member<R ( * )( A... )> {
    using Result = std::remove_cvref_t<R>;
@@ -36,6 +39,9 @@ template <auto F>
 using ResultOf = typename Member<decltype( F )>::Result;
 template <auto F>
 using ArgumentsOf = typename Member<decltype( F )>::Arguments;
+/// Does the member function leave its object as it is?
+template <auto F>
+inline constexpr bool kIsConst = Member<decltype( F )>::kIsConst;
 
 /// What a pointer of any kind points to.
 template <class P>

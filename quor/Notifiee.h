@@ -51,6 +51,12 @@ class NotifieeConst : public PtrInterface {
    void entityIs( const Entity *entity, Binding binding );
    const Entity *entity() const noexcept { return entity_; }
 
+   /// Asks for onAttribute() behind every callback.
+   void isGenericIs( bool on ) noexcept { isGeneric_ = on; }
+   /// An attribute of the entity has changed; `key` points to the key of the member, of the
+   /// collection's own key type, for the length of the call. Null where there is none.
+   virtual void onAttribute( AttrId, const void * /*key*/ ) {}
+
  private:
    friend class Entity;
    friend class NotifieePass;
@@ -63,6 +69,7 @@ class NotifieeConst : public PtrInterface {
    Ptr<const Entity> hold_; // of a counted binding
    U32 passes_ = 0;         // references held by notifications under way
    bool registered_ = false;
+   bool isGeneric_ = false;
 };
 
 /// The binding of a watcher to an entity of type E.

@@ -99,15 +99,25 @@ class CollectionWalk : public AttributeIterator {
    explicit CollectionWalk( typename C::Iterator at ) : at_( std::move( at ) ) {}
 
    bool nonNull() const override { return at_ != std::default_sentinel; }
-   Ptr<GenericIf> iterKey() const override { return wrap( at_->key() ); }
-   Ptr<GenericIf> iterObj() const override { return wrap( at_->value() ); }
-   void iterInc() override { ++at_; }
+   Ptr<GenericIf> iterKey() const override { return wrap( entry().key() ); }
+   Ptr<GenericIf> iterObj() const override { return wrap( entry().value() ); }
+   void iterInc() override {
+      entry();
+      ++at_;
+   }
    void iterDel() override { at_ = {}; }
    std::unique_ptr<AttributeIterator> iterClone() const override {
       return std::make_unique<CollectionWalk>( at_ );
    }
 
  private:
+   const typename C::Entry &entry() const {
+      if( !nonNull() ) {
+         throw RangeException( "the walk stands at no entry" );
+      }
+      return *at_;
+   }
+
    typename C::Iterator at_;
 };
 
@@ -120,6 +130,11 @@ std::unique_ptr<AttributeIterator> iterateCollection( void *instance, const Attr
               : collection.begin() );
 }
 
+template <class K>
+Ptr<GenericIf> wrapKey( const void *key ) {
+   return wrap( *static_cast<const K *>( key ) );
+}
+
 template <auto Read, auto Set, auto Remove>
 constexpr Attribute collection( std::string_view name, AttrKind kind ) {
    return { .name = name,
@@ -127,7 +142,8 @@ constexpr Attribute collection( std::string_view name, AttrKind kind ) {
             .key = &typeOf<KeyOf<Read>>,
             .type = &typeOf<Pointee<ValueOf<Read>>>,
             .operate = &operateCollection<Read, Set, Remove>,
-            .iterate = &iterateCollection<Read> };
+            .iterate = &iterateCollection<Read>,
+            .wrapKey = &wrapKey<KeyOf<Read>> };
 }
 
 } // namespace Quor::Rows

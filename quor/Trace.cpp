@@ -3,7 +3,6 @@
 #include "quor/Exception.h"
 #include "quor/Strep.h"
 
-#include <algorithm>
 #include <iostream>
 #include <map>
 #include <mutex>
@@ -86,7 +85,11 @@ TraceLevels traceLevels( const String &text ) {
       if( at != text.end() && *at == '-' ) {
          to = oneLevel( ++at, text.end() );
       }
-      for( U32 level = std::min( from, to ); level <= std::max( from, to ); ++level ) {
+      if( to < from ) {
+         throw RangeException( "trace levels " + std::to_string( from ) + "-" +
+                               std::to_string( to ) + " run backwards" );
+      }
+      for( U32 level = from; level <= to; ++level ) {
          levels |= 1u << level;
       }
       if( at == text.end() ) {

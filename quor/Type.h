@@ -19,7 +19,10 @@ namespace Quor {
 class AttributeIterator;
 class GenericIf;
 class GenericList;
+class GenericObserver;
+class NotifieeConst;
 struct Type;
+enum class Binding;
 
 /// What is done to an attribute. Codes of 128 and above modify.
 using AttrOp = U32;
@@ -51,16 +54,19 @@ struct Attribute {
                                                              const Attribute &attribute,
                                                              GenericIf *from );
    using TypeOf = const Type *(*)();
+   using WrapKey = Ptr<GenericIf> ( * )( const void *key );
 
    std::string_view name;
    AttrKind kind{};
    bool isParameter = false; ///< of the constructor
+   bool isConst = false;     ///< a function that may be called through a const interface
    TypeOf key = nullptr;     ///< of a collection
    TypeOf type = nullptr;    ///< of the value, or of what a function gives
    std::array<std::string_view, kMostArguments> arguments{}; ///< of a function
    std::array<TypeOf, kMostArguments> argumentTypes{};
    Operate operate = nullptr;
    Iterate iterate = nullptr; ///< of a collection
+   WrapKey wrapKey = nullptr; ///< of a collection: the interface to one of its keys
    AttrId id = 0;
 };
 
@@ -76,6 +82,10 @@ struct Type {
    /// Makes an instance from the values of its constructor parameters; null when it cannot be made
    /// by name.
    Ptr<GenericIf> ( *construct )( const GenericList &parameters ) = nullptr;
+   /// Makes a watcher that is registered at an instance, and tells the observer of every change;
+   /// null when the type tells nobody.
+   Ptr<NotifieeConst> ( *watch )( void *instance, GenericObserver &observer,
+                                  Binding binding ) = nullptr;
 
    /// Null when the type has no such attribute of its own.
    constexpr const Attribute *find( std::string_view attribute ) const noexcept {

@@ -5,6 +5,19 @@
 
 namespace OrloHelper {
 
+namespace {
+
+constexpr char kSnapshot[] = "OrloHelper::CurrentVrrpStateForInit";
+constexpr char kHelper[] = "OrloHelper::VrrpSmHelper";
+
+constinit Orlo::Descriptor descriptors[]{
+      { kSnapshot, "virtualRouterIndex" }, { kHelper, "syncCurrentStateOnInit" },
+      { kHelper, "addVirtualRouterMac" },  { kHelper, "deleteVirtualRouterMac" },
+      { kHelper, "syncVrrpStateOnInit" },  { kHelper, "initializationComplete" },
+};
+
+} // namespace
+
 const Quor::Type *CurrentVrrpStateForInit::_fwkType() noexcept {
    return Quor::typeOf<CurrentVrrpStateForInit>();
 }
@@ -19,8 +32,17 @@ std::span<const Quor::Type *const> orloVrrpHelperTypes() noexcept {
    return types;
 }
 
+std::span<const Orlo::Descriptor> orloVrrpHelperDescriptors() noexcept {
+   return descriptors;
+}
+
+void lookUpOrloVrrpHelper() {
+   Orlo::lookUp( descriptors );
+}
+
 void quorInitOrloVrrpHelper() {
    Quor::registerTypes( { "OrloHelper" }, orloVrrpHelperTypes() );
+   lookUpOrloVrrpHelper();
 }
 
 } // namespace OrloHelper

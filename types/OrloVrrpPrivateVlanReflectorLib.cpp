@@ -5,6 +5,48 @@
 
 namespace Orlo::VrrpPrivateVlanReflectorLib {
 
+namespace {
+
+constexpr char kTable[] = "Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable";
+constexpr char kMacs[] = "Orlo::VrrpPrivateVlanReflectorLib::EthAddrsForIntf";
+constexpr char kVlanIntfSm[] = "Orlo::VrrpPrivateVlanReflectorLib::VlanIntfSm";
+constexpr char kLibSm[] = "Orlo::VrrpPrivateVlanReflectorLib::LibSm";
+
+constinit Orlo::Descriptor descriptors[]{
+      { kTable, "virtualRouterMac" },
+      { kMacs, "vlanIntf" },
+      { kMacs, "ethAddr" },
+      { kMacs, "fwkKey" },
+      { kVlanIntfSm, "libSm" },
+      { kVlanIntfSm, "sviVlanSet" },
+      { kVlanIntfSm, "dmacList" },
+      { kVlanIntfSm, "intf" },
+      { kVlanIntfSm, "initialized" },
+      { kVlanIntfSm, "fwkKey" },
+      { kVlanIntfSm, "handleVlanId" },
+      { kVlanIntfSm, "handleDmac" },
+      { kVlanIntfSm, "handleInitialized" },
+      { kVlanIntfSm, "doCleanup" },
+      { kVlanIntfSm, "quorFwkActivity" },
+      { kVlanIntfSm, "hasNotificationActiveIs" },
+      { kVlanIntfSm, "quorDoZombieReactors" },
+      { kLibSm, "virtualRouterMacStatusIn" },
+      { kLibSm, "intfVlanIdSetTable" },
+      { kLibSm, "virtualRouterMacTableOut" },
+      { kLibSm, "vlanIntfSm" },
+      { kLibSm, "dmacsForIntf" },
+      { kLibSm, "disableCleanupOnRestart" },
+      { kLibSm, "initialized" },
+      { kLibSm, "handleVirtualRouterMac" },
+      { kLibSm, "handleDmacsForIntf" },
+      { kLibSm, "handleInitialized" },
+      { kLibSm, "quorFwkActivity" },
+      { kLibSm, "hasNotificationActiveIs" },
+      { kLibSm, "quorDoZombieReactors" },
+};
+
+} // namespace
+
 const Quor::Type *VlanAndMac::_fwkType() noexcept {
    return Quor::typeOf<VlanAndMac>();
 }
@@ -33,9 +75,18 @@ std::span<const Quor::Type *const> orloVrrpPrivateVlanReflectorLibTypes() noexce
    return types;
 }
 
+std::span<const Orlo::Descriptor> orloVrrpPrivateVlanReflectorLibDescriptors() noexcept {
+   return descriptors;
+}
+
+void lookUpOrloVrrpPrivateVlanReflectorLib() {
+   Orlo::lookUp( descriptors );
+}
+
 void quorInitOrloVrrpPrivateVlanReflectorLib() {
    Quor::registerTypes( { "Orlo", "VrrpPrivateVlanReflectorLib" },
                         orloVrrpPrivateVlanReflectorLibTypes() );
+   lookUpOrloVrrpPrivateVlanReflectorLib();
 }
 
 } // namespace Orlo::VrrpPrivateVlanReflectorLib

@@ -5,6 +5,33 @@
 
 namespace Orlo {
 
+namespace {
+
+constexpr char kVrrpSm[] = "Orlo::VrrpSm";
+
+constinit Orlo::Descriptor descriptors[]{
+      { kVrrpSm, "vrrpMacStatus" },
+      { kVrrpSm, "vrrpHwStatus" },
+      { kVrrpSm, "vrrpHelper" },
+      { kVrrpSm, "freeVirtualRouterIndex" },
+      { kVrrpSm, "freeVirtualRouterIndexMetadata" },
+      { kVrrpSm, "macsNeedingVirtualRouterIndex" },
+      { kVrrpSm, "macsNeedingVirtualRouterIndexMetadata" },
+      { kVrrpSm, "virtualRouterIndex" },
+      { kVrrpSm, "currentVrrpStateForInit" },
+      { kVrrpSm, "initialized" },
+      { kVrrpSm, "handleVrrpMac" },
+      { kVrrpSm, "handleInitialized" },
+      { kVrrpSm, "doAddVirtualRouterMac" },
+      { kVrrpSm, "doDeleteVirtualRouterMac" },
+      { kVrrpSm, "doCleanup" },
+      { kVrrpSm, "hasNotificationActiveIs" },
+      { kVrrpSm, "quorFwkActivity" },
+      { kVrrpSm, "quorDoZombieReactors" },
+};
+
+} // namespace
+
 const Quor::Type *VrrpSm::_fwkType() noexcept {
    return Quor::typeOf<VrrpSm>();
 }
@@ -15,8 +42,17 @@ std::span<const Quor::Type *const> orloVrrpSmTypes() noexcept {
    return types;
 }
 
+std::span<const Orlo::Descriptor> orloVrrpSmDescriptors() noexcept {
+   return descriptors;
+}
+
+void lookUpOrloVrrpSm() {
+   Orlo::lookUp( descriptors );
+}
+
 void quorInitOrloVrrpSm() {
    Quor::registerTypes( { "Orlo" }, orloVrrpSmTypes() );
+   lookUpOrloVrrpSm();
 }
 
 } // namespace Orlo

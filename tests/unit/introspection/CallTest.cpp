@@ -1,4 +1,5 @@
 // Calling functions by name, with arguments by their place or by their name.
+#include "quor/Introspection.h"
 #include "tests/unit/introspection/Pipeline.h"
 
 #include <gtest/gtest.h>
@@ -204,6 +205,40 @@ TEST( Function, OfTheReflectorDoesWhatTheTypedOneDoes ) {
    EXPECT_EQ( called( reflector, "handleInitialized", listOf() ), "nothing" );
    EXPECT_EQ( world.table->virtualRouterMacs().size(), 0u );
    EXPECT_EQ( called( reflector, "handleDmacsForIntf", listOf( genericIf( br10 ) ) ), "nothing" );
+}
+
+TEST( Function, ThatModifiesIsRefusedByAnInterfaceThatOnlyReads ) {
+   Pipeline world;
+   const Any programmer = genericIf( world.programmer, true );
+   EXPECT_EQ( called( programmer, "doCleanup", listOf() ), kConst );
+   EXPECT_EQ( called( programmer, "handleVrrpMac", listOf( kPair ) ), kConst );
+   EXPECT_EQ( called( programmer, "hasNotificationActiveIs", listOf( genericIf( false ) ) ),
+              kConst );
+   EXPECT_EQ( called( genericIf( world.helper, true ), "addVirtualRouterMac",
+                      listOf( kMac, kVlan, kIndex ) ),
+              kConst );
+   EXPECT_EQ( did( programmer, "doCleanup", Op::size, listOf() ),
+              notSupported( "doCleanup", Op::size ) );
+   EXPECT_EQ( world.programmer->virtualRouterIndexes().size(), 3u );
+   EXPECT_TRUE( world.programmer->hasNotificationActive() );
+   EXPECT_EQ( world.story, Lines{} );
+}
+
+TEST( Function, ThatOnlyReadsIsCalledThroughAnInterfaceThatOnlyReads ) {
+   EXPECT_EQ( called( genericIf( a, true ), "hash", listOf() ),
+              "U32 " + std::to_string( a.hash() ) );
+}
+
+TEST( Function, IsConstInItsDescriptionWhenAllOfItsOverloadsAre ) {
+   Lines reading;
+   for( const auto &[name, registered] : Quor::IntrospectionReactor::instance().types() ) {
+      for( const Quor::Attribute &attribute : registered.type()->attributes ) {
+         if( attribute.isConst ) {
+            reading.push_back( name + " " + String( attribute.name ) );
+         }
+      }
+   }
+   EXPECT_EQ( reading, ( Lines{ "Orlo::VrrpPrivateVlanReflectorLib::VlanAndMac hash" } ) );
 }
 
 TEST( Function, ThatThrowsThrowsThroughTheInterface ) {

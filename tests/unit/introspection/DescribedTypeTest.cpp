@@ -237,6 +237,8 @@ TEST_F( DescribedType, IsReadOnlyThroughAnInterfaceThatOnlyReads ) {
       EXPECT_EQ( did( view, name, Op::set, left, left ), kConst ) << name;
       EXPECT_EQ( did( view, name, Op::remove, left ), kConst ) << name;
    }
+   EXPECT_EQ( called( view, "blink", listOf() ), kConst );
+   EXPECT_EQ( called( view, "brightest", listOf( bulb ) ), "nothing" );
    EXPECT_EQ( got( view, "lit" ), "bool false" );
    EXPECT_TRUE( view->clone()->isConst() );
    EXPECT_EQ( view->strRep(), "Shop::Lamp" );

@@ -141,6 +141,30 @@ TEST( Walk, ThatIsEndedStandsAtNoEntryAndLetsTheCollectionGo ) {
    EXPECT_FALSE( at->iterClone()->nonNull() );
 }
 
+TEST( Walk, BehindTheLastEntryIsARangeError ) {
+   Table given;
+   Programmer world( 1 );
+   const Any sm = genericIf( world.sm );
+   auto map = given.start();
+   auto queue = sm->attributeIteratorConst( sm->attributeId( "freeVirtualRouterIndex" ) );
+   const auto ended = given.start();
+   ended->iterDel();
+   for( AttributeIterator *const at : { map.get(), queue.get(), ended.get() } ) {
+      while( at->nonNull() ) {
+         at->iterInc();
+      }
+      const String failure = "RangeException: the walk stands at no entry";
+      EXPECT_EQ( outcome( [&] { return at->iterKey(); } ), failure );
+      EXPECT_EQ( outcome( [&] { return at->iterObj(); } ), failure );
+      EXPECT_EQ( outcome( [&]() -> Any {
+                    at->iterInc();
+                    return nullptr;
+                 } ),
+                 failure );
+      EXPECT_FALSE( at->nonNull() );
+   }
+}
+
 TEST( Walk, SkipsWhatIsRemovedAndGoesOnBehindTheEntryThatItStoodAt ) {
    Table given;
    const auto at = given.start();

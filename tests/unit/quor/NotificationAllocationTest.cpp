@@ -1,6 +1,8 @@
 // A pass over one or two watchers asks for no memory.
+#include "platform/Descriptions.h"
 #include "platform/HardwareStatus.h"
 #include "platform/SviVlanSet.h"
+#include "quor/GenericNotifiee.h"
 #include "tests/unit/quor/AllocationCount.h"
 
 #include <gtest/gtest.h>
@@ -72,6 +74,31 @@ TEST( NotificationAllocation, TheRemovalOfAKeyIsToldWithoutAny ) {
    EXPECT_EQ( allocations(), before );
    EXPECT_EQ( first->heard, 3 );
    EXPECT_EQ( second->heard, 3 );
+}
+
+/// Hears without knowing the type.
+class CountingObserver : public GenericObserver {
+ public:
+   void onAttribute( const Attribute &, const Ptr<GenericIf> & ) override { ++heard; }
+   int heard = 0;
+};
+
+TEST( NotificationAllocation, OnlyTheKeyOfAGenericWatcherNeedsAny ) {
+   const Ptr<SviVlanSet> set = make<SviVlanSet>( Pelmo::IntfId( "br10" ) );
+   const auto first = listening<VlanListener>( set );
+   set->vlanIdIs( VlanId( 10 ), false );
+   CountingObserver observer;
+   {
+      const GenericNotifiee watcher( genericIf( set ), observer );
+      const std::size_t before = allocations();
+      set->vlanIdIs( VlanId( 10 ), true );
+      EXPECT_EQ( allocations(), before + 1 );
+   }
+   const std::size_t before = allocations();
+   set->vlanIdIs( VlanId( 10 ), false );
+   EXPECT_EQ( allocations(), before );
+   EXPECT_EQ( first->heard, 3 );
+   EXPECT_EQ( observer.heard, 1 );
 }
 
 } // namespace

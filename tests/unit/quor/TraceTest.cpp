@@ -326,7 +326,8 @@ TEST( TraceLevels, AnythingElseIsARangeError ) {
                              "1,all",  "none,1",
                              "1,none", "0x1",
                              "a",      "1;2",
-                             "+1",     "99999999999999999999" } ) {
+                             "+1",     "99999999999999999999",
+                             "4-0",    "1,9-8" } ) {
       EXPECT_THROW( (void)traceLevels( text ), RangeException ) << "\"" << text << "\"";
    }
 }
