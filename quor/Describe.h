@@ -27,6 +27,7 @@ template <auto Read, auto Write = nullptr>
 constexpr Attribute value( std::string_view name ) {
    return { .name = name,
             .kind = AttrKind::value,
+            .isWritable = Rows::kIsGiven<Write>,
             .type = &typeOf<Rows::ResultOf<Read>>,
             .operate = &Rows::operateValue<Read, Write> };
 }
@@ -36,6 +37,7 @@ template <auto Read, auto Write = nullptr>
 constexpr Attribute pointer( std::string_view name ) {
    return { .name = name,
             .kind = AttrKind::pointer,
+            .isWritable = Rows::kIsGiven<Write>,
             .type = &typeOf<Rows::Pointee<Rows::ResultOf<Read>>>,
             .operate = &Rows::operateValue<Read, Write> };
 }

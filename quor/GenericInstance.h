@@ -95,9 +95,14 @@ template <class T>
 String textOf( const void *value ) {
    return valueToStrep( *static_cast<const T *>( value ) );
 }
+/// By the type's own reader of whole texts, which may take more than its reader of sequences.
 template <class T>
 Ptr<GenericIf> parsed( const String &text, bool isConst ) {
-   return genericIf( wholeText<T>( text ), isConst );
+   if constexpr( requires { strepToValue( Strep<T>{}, text ); } ) {
+      return genericIf( strepToValue( Strep<T>{}, text ), isConst );
+   } else {
+      return genericIf( wholeText<T>( text ), isConst );
+   }
 }
 template <class T>
 constexpr Type plainValue( std::string_view name ) {

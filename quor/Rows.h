@@ -9,6 +9,10 @@
 
 namespace Quor::Rows {
 
+/// Is it a function, or the nullptr that stands for none?
+template <auto F>
+inline constexpr bool kIsGiven = !std::is_null_pointer_v<decltype( F )>;
+
 // Values and pointers.
 
 template <auto Read, auto Write>
@@ -18,7 +22,7 @@ Ptr<GenericIf> operateValue( void *instance, const Attribute &attribute, AttrOp 
    if( op == Op::get ) {
       return wrap( ( owner.*Read )() );
    }
-   if constexpr( !std::is_null_pointer_v<decltype( Write )> ) {
+   if constexpr( kIsGiven<Write> ) {
       using Wanted = std::tuple_element_t<0, ArgumentsOf<Write>>;
       ( owner.*Write )( Unwrap<Wanted>::from( value, attribute.name ) );
       return nullptr;
@@ -79,7 +83,7 @@ Ptr<GenericIf> operateCollection( void *instance, const Attribute &attribute, At
       return wrap( ( owner.*Remove )( at ) );
    }
    if( op == Op::set ) {
-      if constexpr( !std::is_null_pointer_v<decltype( Set )> ) {
+      if constexpr( kIsGiven<Set> ) {
          ( owner.*Set )( at, Unwrap<ValueOf<Read>>::from( value, attribute.name ) );
          return nullptr;
       } else {
@@ -139,6 +143,7 @@ template <auto Read, auto Set, auto Remove>
 constexpr Attribute collection( std::string_view name, AttrKind kind ) {
    return { .name = name,
             .kind = kind,
+            .isWritable = kIsGiven<Set>,
             .key = &typeOf<KeyOf<Read>>,
             .type = &typeOf<Pointee<ValueOf<Read>>>,
             .operate = &operateCollection<Read, Set, Remove>,

@@ -59,6 +59,7 @@ struct Attribute {
    std::string_view name;
    AttrKind kind{};
    bool isParameter = false; ///< of the constructor
+   bool isWritable = false;  ///< can be set
    bool isConst = false;     ///< a function that may be called through a const interface
    TypeOf key = nullptr;     ///< of a collection
    TypeOf type = nullptr;    ///< of the value, or of what a function gives

@@ -24,6 +24,16 @@ const Any kName = genericIf( Quor::Name( "x" ) );
 
 // From lists
 
+TEST( Instance, IsReadFromEveryTextThatItCanHave ) {
+   for( const char *name : { "br10", "", "a,b", "x)", "}", "a]b", "a=b" } ) {
+      const Any any = typeOf<IntfId>()->parse( name, false );
+      EXPECT_EQ( any->strRep(), name );
+      EXPECT_EQ( shown( any ), shown( genericIf( IntfId( name ) ) ) );
+   }
+   EXPECT_THROW( typeOf<IntfId>()->parse( "a b", false ), Quor::RangeException );
+   EXPECT_THROW( typeOf<VlanId>()->parse( "10,", false ), Quor::RangeException );
+}
+
 TEST( ListConstruction, OfAPairTakesTheVlanAndThenTheMac ) {
    const Any like = genericIf( a );
    EXPECT_EQ( made( like, listOf( kVlan, kMac ) ), shown( genericIf( pair( 20, 5 ) ) ) );
