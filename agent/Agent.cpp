@@ -28,8 +28,8 @@ std::set<Bridging::VlanId> vlansOf( const InterfaceConfiguration &interface ) {
    return vlans;
 }
 
-std::map<Pelmo::IntfId, std::set<Bridging::VlanId>> vlanSetsOf( const Configuration &of ) {
-   std::map<Pelmo::IntfId, std::set<Bridging::VlanId>> sets;
+Programming::VlanSets vlanSetsOf( const Configuration &of ) {
+   Programming::VlanSets sets;
    for( const InterfaceConfiguration &interface : of.interfaces ) {
       sets.emplace( interface.name, vlansOf( interface ) );
    }
@@ -95,9 +95,7 @@ Agent::Agent( const Configuration &configuration, Kernel &kernel, std::ostream &
         programming_(
               configuration, [this]( const std::string &what ) { onTrouble( what ); }, clock ),
         publisher_( programming_.status(), *this ) {
-   for( const auto &[intf, vlans] : vlanSetsOf( configuration ) ) {
-      programming_.vlanSetIs( intf, vlans );
-   }
+   programming_.vlanSetsAre( vlanSetsOf( configuration ) );
 }
 
 Agent::~Agent() {
@@ -110,16 +108,16 @@ void Agent::start() {
 
 void Agent::startProgramming() {
    programming_.start();
-   const std::vector<Change> changes = programming_.takeChanges();
+   const std::vector<PairChange> changes = programming_.takeChanges();
    report( changes );
    reportPool();
-   const auto count = [&]( Change::What what ) {
+   const auto count = [&]( PairChange::What what ) {
       return static_cast<Quor::U64>(
             std::count_if( changes.begin(), changes.end(),
-                           [what]( const Change &change ) { return change.what == what; } ) );
+                           [what]( const PairChange &change ) { return change.what == what; } ) );
    };
-   report_.ready( programming_.indexes(), count( Change::What::adopted ),
-                  count( Change::What::programmed ), count( Change::What::waiting ) );
+   report_.ready( programming_.indexes(), count( PairChange::What::adopted ),
+                  count( PairChange::What::programmed ), count( PairChange::What::waiting ) );
    onReady();
 }
 
@@ -141,9 +139,7 @@ Agent::Reloaded Agent::reload( const Configuration &next ) {
             programming_.vlanSetDel( intf );
          }
       }
-      for( const auto &[intf, vlans] : after ) {
-         programming_.vlanSetIs( intf, vlans );
-      }
+      programming_.vlanSetsAre( after );
       configuration_ = next;
       devices_.svisAre( namesOf( next ) );
       if( kernelIsKnown_ ) {
@@ -220,11 +216,11 @@ void Agent::reportChanges() {
    reportPool();
 }
 
-U32 Agent::report( const std::vector<Change> &changes ) {
+U32 Agent::report( const std::vector<PairChange> &changes ) {
    U32 calls = 0;
-   for( const Change &change : changes ) {
+   for( const PairChange &change : changes ) {
       const bool isCall =
-            change.what == Change::What::programmed || change.what == Change::What::removed;
+            change.what == PairChange::What::programmed || change.what == PairChange::What::removed;
       calls += isCall ? 1 : 0;
       if( isRefused( change ) ) {
          report_.refused( change.pair, change.number );
@@ -235,9 +231,9 @@ U32 Agent::report( const std::vector<Change> &changes ) {
    return calls;
 }
 
-bool Agent::isRefused( const Change &change ) const {
+bool Agent::isRefused( const PairChange &change ) const {
    const OrloHelper::HardwareView *const view = programming_.view();
-   if( !view || change.what != Change::What::programmed || !programming_.isRunning() ||
+   if( !view || change.what != PairChange::What::programmed || !programming_.isRunning() ||
        change.pair.vlanId().number() == 0 ) {
       return false;
    }

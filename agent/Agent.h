@@ -78,9 +78,9 @@ class Agent final : private KernelWatcher, private PublisherWatcher {
  private:
    void startProgramming();
    void judge();
-   Quor::U32 report( const std::vector<Change> &changes );
+   Quor::U32 report( const std::vector<PairChange> &changes );
    void reportPool();
-   bool isRefused( const Change &change ) const;
+   bool isRefused( const PairChange &change ) const;
    TableOfPairs table() const;
 
    void onLink( const Link &link ) override;

@@ -5,7 +5,7 @@
 namespace OrloAgent {
 
 using Quor::U32;
-using What = Change::What;
+using What = PairChange::What;
 
 Assignments::Assignments( const Quor::Ptr<Orlo::VrrpSm> &vrrpSm, Clock clock,
                           const Assignments *before )
@@ -21,14 +21,14 @@ Assignments::Assignments( const Quor::Ptr<Orlo::VrrpSm> &vrrpSm, Clock clock,
 void Assignments::startUpPass( const Orlo::VrrpSm &vrrpSm ) {
    const Time now = clock_();
    const auto &snapshot = vrrpSm.currentVrrpStateForInit()->virtualRouterIndexes();
-   std::vector<Change> removed; // in the order in which their indexes became free
+   std::vector<PairChange> removed; // in the order in which their indexes became free
    for( const auto &entry : snapshot ) {
       const bool stays = vrrpSm.virtualRouterIndexes().isMemberOf( entry.key() );
       ( stays ? changes_ : removed )
             .push_back( { stays ? What::adopted : What::removed, entry.key(), entry.value() } );
    }
    std::sort( changes_.begin(), changes_.end(),
-              []( const Change &a, const Change &b ) { return a.number < b.number; } );
+              []( const PairChange &a, const PairChange &b ) { return a.number < b.number; } );
    changes_.insert( changes_.end(), removed.begin(), removed.end() );
    for( const auto &entry : vrrpSm.virtualRouterIndexes() ) {
       programmed_[entry.key()] = { entry.value(), now };
@@ -59,13 +59,13 @@ void Assignments::takeOver( const Assignments &before ) {
       const auto then = waited.find( now.pair );
       now.since = then == waited.end() ? now.since : then->second;
    }
-   std::erase_if( changes_, [&]( const Change &change ) {
+   std::erase_if( changes_, [&]( const PairChange &change ) {
       return change.what == What::adopted ||
              ( change.what == What::waiting && waited.contains( change.pair ) );
    } );
 }
 
-std::vector<Change> Assignments::takeChanges() {
+std::vector<PairChange> Assignments::takeChanges() {
    return std::exchange( changes_, {} );
 }
 

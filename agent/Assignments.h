@@ -14,13 +14,13 @@
 namespace OrloAgent {
 
 /// One decision about one pair.
-struct Change {
+struct PairChange {
    enum class What { adopted, programmed, removed, waiting, left };
    What what;
    Pair pair;
    Quor::U32 number; ///< the index; of a pair that begins to wait, its place in the line
 
-   bool operator==( const Change & ) const = default;
+   bool operator==( const PairChange & ) const = default;
 };
 
 /// Watches one programmer from the end of its start-up pass on. Costs the same however many pairs
@@ -34,7 +34,7 @@ class Assignments : public Orlo::VrrpSm::NotifieeConst {
    Assignments( const Quor::Ptr<Orlo::VrrpSm> &vrrpSm, Clock clock, const Assignments *before );
 
    /// The changes since the last call, in the order in which they came.
-   std::vector<Change> takeChanges();
+   std::vector<PairChange> takeChanges();
 
    /// When the pair got its index; nothing when it has none.
    std::optional<Time> programmedSince( const Pair &pair ) const;
@@ -59,14 +59,14 @@ class Assignments : public Orlo::VrrpSm::NotifieeConst {
 
    void startUpPass( const Orlo::VrrpSm &vrrpSm );
    void takeOver( const Assignments &before );
-   void changed( Change::What what, const Pair &pair, Quor::U32 number ) {
+   void changed( PairChange::What what, const Pair &pair, Quor::U32 number ) {
       changes_.push_back( { what, pair, number } );
    }
 
    const Clock clock_;
    std::unordered_map<Pair, Programmed, Hash> programmed_;
    std::unordered_map<Quor::U32, Waiting> waiting_; // by position
-   std::vector<Change> changes_;
+   std::vector<PairChange> changes_;
 };
 
 } // namespace OrloAgent

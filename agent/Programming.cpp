@@ -44,6 +44,7 @@ void Programming::startProgrammer( const Assignments *before ) {
       const bool stays = vrrpSm_->virtualRouterIndexes().isMemberOf( entry.key() );
       ++( stays ? lastAdoption_.adopted : lastAdoption_.removed );
    }
+   adoptedInAll_ += lastAdoption_.adopted;
 }
 
 void Programming::startAnew( const Assignments &before ) {
@@ -54,20 +55,28 @@ void Programming::startAnew( const Assignments &before ) {
 }
 
 void Programming::stopProgrammer() {
+   if( !vrrpSm_ ) {
+      return;
+   }
+   assignments_->notifierIs( nullptr ); // it holds the programmer, and with it the hardware
    assignments_ = nullptr;
+   vrrpSm_->hasNotificationActiveIs( false ); // whoever else may hold it
    vrrpSm_ = nullptr;
 }
 
-std::vector<Change> Programming::takeChanges() {
-   std::vector<Change> all = std::exchange( changes_, {} );
+std::vector<PairChange> Programming::takeChanges() {
+   std::vector<PairChange> all = std::exchange( changes_, {} );
    if( assignments_ ) {
-      const std::vector<Change> latest = assignments_->takeChanges();
+      const std::vector<PairChange> latest = assignments_->takeChanges();
       all.insert( all.end(), latest.begin(), latest.end() );
    }
    return all;
 }
 
 void Programming::stop() {
+   if( vrrpSm_ ) {
+      onRestart( false );
+   }
    stopProgrammer();
    libSm_ = nullptr;
 }
@@ -152,23 +161,23 @@ void Programming::removeFrom( U32 firstIndex ) {
    std::sort( gone.begin(), gone.end() );
    for( const auto &[index, pair] : gone ) {
       helper_->deleteVirtualRouterMac( pair.mac(), pair.vlanId().number(), index );
-      changes_.push_back( { Change::What::removed, pair, index } );
+      changes_.push_back( { PairChange::What::removed, pair, index } );
    }
 }
 
-void Programming::vlanSetIs( const Pelmo::IntfId &intf, const std::set<Bridging::VlanId> &vlans ) {
-   const Quor::Ptr<IntfVlanIdSet::SviVlanSet> set = vlanSets_->sviVlanSetIs( intf );
-   std::vector<Bridging::VlanId> gone;
-   for( const auto &entry : set->vlanIds() ) {
-      if( !vlans.contains( entry.key() ) ) {
-         gone.push_back( entry.key() );
+void Programming::vlanSetsAre( const VlanSets &wanted ) {
+   for( const auto &[intf, vlans] : wanted ) {
+      const Quor::Ptr<IntfVlanIdSet::SviVlanSet> set = vlanSets_->sviVlanSetIs( intf );
+      for( const auto &entry : set->vlanIds() ) {
+         if( !vlans.contains( entry.key() ) ) {
+            set->vlanIdDel( entry.key() );
+         }
       }
    }
-   for( const Bridging::VlanId vlan : gone ) {
-      set->vlanIdDel( vlan );
-   }
-   for( const Bridging::VlanId vlan : vlans ) {
-      set->vlanIdIs( vlan, true );
+   for( const auto &[intf, vlans] : wanted ) {
+      for( const Bridging::VlanId vlan : vlans ) {
+         vlanSets_->sviVlanSet( intf )->vlanIdIs( vlan, true );
+      }
    }
 }
 

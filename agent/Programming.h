@@ -10,6 +10,7 @@
 #include "platform/VirtualRouterMacStatus.h"
 
 #include <functional>
+#include <map>
 #include <set>
 
 namespace OrloAgent {
@@ -30,6 +31,7 @@ struct Adoption {
 class Programming {
  public:
    using Trouble = std::function<void( const std::string & )>;
+   using VlanSets = std::map<Pelmo::IntfId, std::set<Bridging::VlanId>>;
    using Table = Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable;
 
    /// Loads, and opens the hardware. Throws LibraryError. `trouble` takes what the administrator
@@ -55,8 +57,9 @@ class Programming {
    /// before; unless that cannot be had any more either, and it is not running.
    void change( Quor::U32 indexes, const std::function<void()> &change );
 
-   /// Makes the set say this, in place; makes one when the interface has none.
-   void vlanSetIs( const Pelmo::IntfId &intf, const std::set<Bridging::VlanId> &vlans );
+   /// Makes the sets of these interfaces say this, in place; makes those that are not there. VLANs
+   /// leave all of them before they join one: who leaves takes the keys along that both have.
+   void vlanSetsAre( const VlanSets &wanted );
    /// Withdraws what is left of the interface's records, then drops its set.
    void vlanSetDel( const Pelmo::IntfId &intf );
 
@@ -76,16 +79,17 @@ class Programming {
    const OrloHelper::HardwareView *view() const noexcept { return view_; }
 
    /// What has happened since the last call, in order; adopted pairs are told after start() only.
-   std::vector<Change> takeChanges();
+   std::vector<PairChange> takeChanges();
 
    Quor::U32 indexes() const noexcept { return hardwareStatus_->virtualRouterCount(); }
    const Adoption &lastAdoption() const noexcept { return lastAdoption_; }
+   Quor::U64 adoptedInAll() const noexcept { return adoptedInAll_; }
    /// How often the programmer has been started anew inside this process.
    Quor::U32 restarts() const noexcept { return restarts_; }
    const char *pluginVersion() const noexcept { return plugin_->version; }
 
-   /// Called around a new start: whoever holds the helper or the programmer lets go (false), and
-   /// may look again (true).
+   /// Called around a new start, and before the end: whoever holds the helper or the programmer
+   /// lets go (false), and may look again (true).
    std::function<void( bool )> onRestart = []( bool ) {};
 
  private:
@@ -111,8 +115,9 @@ class Programming {
    Quor::Ptr<Orlo::VrrpPrivateVlanReflectorLib::LibSm> libSm_;
    Quor::Ptr<Orlo::VrrpSm> vrrpSm_;
    Quor::Ptr<Assignments> assignments_;
-   std::vector<Change> changes_; // beside those that it knows
+   std::vector<PairChange> changes_; // beside those that it knows
    Adoption lastAdoption_;
+   Quor::U64 adoptedInAll_ = 0;
    Quor::U32 restarts_ = 0;
 };
 

@@ -64,18 +64,18 @@ void Report::withdrawn( const Record &record, const std::string &device,
                             device + ": " + reason );
 }
 
-void Report::changed( const Change &change ) {
+void Report::changed( const PairChange &change ) {
    const std::string number = std::to_string( change.number );
    switch( change.what ) {
-   case Change::What::adopted:
+   case PairChange::What::adopted:
       return pairLine( "adopted", change.pair, "index " + number );
-   case Change::What::programmed:
+   case PairChange::What::programmed:
       return pairLine( "programmed", change.pair, "index " + number );
-   case Change::What::removed:
+   case PairChange::What::removed:
       return pairLine( "removed", change.pair, "index " + number );
-   case Change::What::waiting:
+   case PairChange::What::waiting:
       return pairLine( "waiting", change.pair, "place " + number );
-   case Change::What::left:
+   case PairChange::What::left:
       return pairLine( "left", change.pair, "no longer waits" );
    }
 }

@@ -45,7 +45,7 @@ class Report {
    void ready( Quor::U32 indexes, Quor::U64 adopted, Quor::U64 programmed, Quor::U64 waiting );
    void published( const Record &record, const std::string &device );
    void withdrawn( const Record &record, const std::string &device, const std::string &reason );
-   void changed( const Change &change );
+   void changed( const PairChange &change );
    /// The hardware does not hold what it was asked to.
    void refused( const Pair &pair, Quor::U32 index );
    /// The last free index has gone. Once, until there is a free one again.

@@ -126,6 +126,7 @@ constexpr Type entity( std::string_view name, const std::array<Attribute, N> &at
             .attributes = attributes,
             .isEntity = true,
             .text = &Rows::entityText<T>,
+            .wrap = &wrapped<T>,
             .construct = Rows::constructorOf<T, Make>(),
             .watch = Rows::watchOf<T>() };
 }

@@ -68,6 +68,12 @@ Ptr<GenericIf> genericIf( const Ptr<T> &entity, bool isConst = std::is_const_v<T
                                         isConst || std::is_const_v<T> );
 }
 
+/// The same for an object of which only the base is known to the caller.
+template <class T>
+Ptr<GenericIf> wrapped( PtrInterface *object, bool isConst ) {
+   return genericIf( Ptr<T>::share( static_cast<T *>( object ) ), isConst );
+}
+
 /// The class of a type object: what makes interfaces to instances of T.
 template <class T>
 struct TypeObject {

@@ -9,7 +9,7 @@
 namespace OrloAgent {
 namespace {
 
-using What = Change::What;
+using What = PairChange::What;
 
 Pair pair( Quor::U16 vlan, Quor::U8 vrid ) {
    return { Bridging::VlanId( vlan ), vrrpMac( vrid ) };
