@@ -3,6 +3,7 @@
 #define ORLOAGENT_CONTROL_PATHERROR_H
 
 #include <stdexcept>
+#include <string>
 
 namespace OrloAgent {
 

@@ -22,7 +22,8 @@ Quor::Ptr<Quor::GenericIf> typedValue( const Quor::Type &type, const std::string
 std::string shortText( const Quor::Ptr<Quor::GenericIf> &value );
 
 /// Null for null, a number or true or false for these, type and text for an object, the text form
-/// for the rest.
+/// for the rest. A text may have any bytes: what writes the JSON has to expect that they are no
+/// UTF-8.
 nlohmann::json jsonOf( const Quor::Ptr<Quor::GenericIf> &value );
 
 } // namespace OrloAgent

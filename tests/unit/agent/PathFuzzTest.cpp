@@ -1,4 +1,5 @@
 // Whatever is tried by path on a running system, the system stays sound.
+#include "agent/control/TypedText.h"
 #include "quor/GenericInstance.h"
 #include "tests/unit/agent/ControlledSystem.h"
 #include "tests/unit/quor/Dice.h"
@@ -22,6 +23,7 @@ class Inventor {
       return choices[roll( static_cast<U32>( choices.size() ) )];
    }
 
+   const Type &anyType() { return *oneOf( kTypes ); }
    std::string vlan() {
       return std::to_string( oneOf<U32>( { 0, 1, 10, 11, 12, 13, 20, 21, 4094, 4095, 70000 } ) );
    }
@@ -52,7 +54,7 @@ class Inventor {
    std::string textFor( const Type &type ) {
       switch( roll( 12 ) ) {
       case 0:
-         return valueOf( *oneOf( kTypes ) );
+         return valueOf( anyType() );
       case 1:
          return oneOf<std::string>( { "", "]", "[", "/", "=", ",", "\xff", "nonsense" } );
       default:
@@ -175,6 +177,7 @@ class Inventor {
 struct Tally {
    int changes = 0;
    int calls = 0;
+   int operations = 0;
    int reads = 0;
    int refusals = 0;
    int errors = 0;
@@ -185,6 +188,37 @@ void drain( const PathAccess::Rows &rows, Tally &tally ) {
    while( rows( row ) ) {
       ++tally.reads;
    }
+}
+
+/// Any code on what a path leads to, as far as the permissions let it pass.
+void operate( ControlledSystem &system, Inventor &invent, const std::string &path ) {
+   const Path at( system.roots(), path );
+   if( !at.attribute() ) {
+      throw PathError( "an object" );
+   }
+   const auto any = [&]() -> Ptr<Quor::GenericIf> {
+      const Type &type = invent.anyType();
+      try {
+         return type.isEntity ? Path( system.roots(), invent.valueOf( type ) ).value()
+                              : typedValue( type, invent.valueOf( type ) );
+      } catch( const std::exception & ) {
+         return nullptr;
+      }
+   };
+   const Ptr<Quor::GenericIf> first = any();
+   const Ptr<Quor::GenericIf> list = make<Quor::GenericList>(
+         std::vector<Quor::GenericList::Element>{ { "", first }, { "", any() } } );
+   const auto op = invent.oneOf<Quor::AttrOp>(
+         { 0, 1, 2, 3, 4, 127, 128, 128, 129, 129, 130, 255, 0x80000000, 0xFFFFFFFF } );
+   const Ptr<Quor::GenericIf> key =
+         invent.oneOf<Ptr<Quor::GenericIf>>( { at.key(), at.key(), nullptr, first, list } );
+   const Change change{ at.object(), *at.attribute(), op, key, any() };
+   if( op >= Quor::Op::firstModifying || at.isFunction() ) {
+      if( const std::string harm = system.permissions->harm( change ); !harm.empty() ) {
+         throw PathError( harm, PathError::Kind::refused );
+      }
+   }
+   change.object->attributeOp( change.attribute.id, op, key, change.value );
 }
 
 /// One attempt; what it was, for the case that it does harm.
@@ -209,6 +243,10 @@ std::string attempt( ControlledSystem &system, Inventor &invent, Tally &tally ) 
          access.completions( path );
          break;
       case 3:
+         what = "operate on " + path;
+         operate( system, invent, path );
+         ++tally.operations;
+         break;
       case 4:
          what = "remove " + path;
          access.remove( path );
@@ -231,6 +269,9 @@ std::string attempt( ControlledSystem &system, Inventor &invent, Tally &tally ) 
       }
    } catch( const PathError &error ) {
       ++( error.isRefusal() ? tally.refusals : tally.errors );
+      what += ": " + std::string( error.what() );
+   } catch( const Quor::Exception &error ) { // of an operation that was not made by path
+      ++tally.errors;
       what += ": " + std::string( error.what() );
    }
    return what;
@@ -266,6 +307,7 @@ TEST_P( PathFuzz, LeavesARunningSystemSoundAtEveryStep ) {
    }
    EXPECT_GT( tally.changes, 300 );
    EXPECT_GT( tally.calls, 30 );
+   EXPECT_GT( tally.operations, 30 );
    EXPECT_GT( tally.reads, 500 );
    EXPECT_GT( tally.refusals, 1000 );
    EXPECT_GT( tally.errors, 1000 );
