@@ -25,9 +25,9 @@ class PublisherWatcher {
 };
 
 /// Writes the status table, and only what differs: one change of a record per transition,
-/// withdrawals first, so that the indexes that they free serve whatever comes. Nobody else writes
-/// the table; a record that is not published has no key in it. The watcher must outlive this
-/// object.
+/// withdrawals first, so that the indexes that they free serve whatever comes. A record that is not
+/// published has no key in the table. Nobody else writes it but an administrator, by hand: what was
+/// changed so stays until the record's verdict changes. The watcher must outlive this object.
 class Publisher {
  public:
    Publisher( Quor::Ptr<Routing::Fhrp::VirtualRouterMacStatus> status, PublisherWatcher &watcher )
