@@ -89,9 +89,10 @@ std::vector<std::string> differences( const Configuration &now, const Configurat
 } // namespace
 
 Agent::Agent( const Configuration &configuration, Kernel &kernel, std::ostream &out,
-              std::ostream &err, const Clock &clock )
-      : configuration_( configuration ), clock_( clock ), startedAt_( clock() ), report_( out ),
-        err_( err ), kernel_( kernel ), devices_( namesOf( configuration ) ),
+              std::ostream &err, const Clock &clock, const Report::Journal &journal )
+      : configuration_( configuration ), clock_( clock ), startedAt_( clock() ),
+        report_( out, journal ), err_( err ), kernel_( kernel ),
+        devices_( namesOf( configuration ) ),
         programming_(
               configuration, [this]( const std::string &what ) { onTrouble( what ); }, clock ),
         publisher_( programming_.status(), *this ) {

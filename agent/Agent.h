@@ -36,7 +36,7 @@ class Agent final : private KernelWatcher, private PublisherWatcher {
    /// takes the change lines and the table, `err` what went wrong. `kernel` and the streams must
    /// outlive the agent.
    Agent( const Configuration &configuration, Kernel &kernel, std::ostream &out, std::ostream &err,
-          const Clock &clock = &systemTime );
+          const Clock &clock = &systemTime, const Report::Journal &journal = {} );
    ~Agent();
    Agent( const Agent & ) = delete;
    Agent &operator=( const Agent & ) = delete;

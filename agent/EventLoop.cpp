@@ -115,6 +115,10 @@ int EventLoop::call( Subscription::State &state ) noexcept {
    return 0;
 }
 
+void EventLoop::keepWatchdog() {
+   checked( sd_event_set_watchdog( event_, 1 ), "cannot keep the watchdog" );
+}
+
 void EventLoop::run() {
    const int result = sd_event_loop( event_ );
    if( thrown_ ) {

@@ -50,6 +50,10 @@ class EventLoop {
    /// Calls `callback` once.
    Subscription after( std::chrono::microseconds delay, Callback callback );
 
+   /// Answers the service manager's watchdog from inside the loop, when there is one
+   /// (sd_event_set_watchdog(3)): a loop that hangs is restarted.
+   void keepWatchdog();
+
    /// Runs until stop(). What a callback throws ends the loop and comes out here.
    void run();
    void stop();

@@ -38,51 +38,77 @@ const char *yesOrNo( bool value ) {
 
 } // namespace
 
-void Report::line( const char *what, const std::string &rest ) {
-   out_ << leftAligned( what, 12 ) + rest + "\n";
+void Report::line( const char *what, const std::string &rest, Fields fields ) {
+   const std::string text = leftAligned( what, 12 ) + rest;
+   if( journal_ ) {
+      fields.emplace_back( "EVENT", what );
+      journal_( text, fields );
+   } else {
+      out_ << text + "\n";
+   }
 }
 
-void Report::pairLine( const char *what, const Pair &pair, const std::string &rest ) {
-   line( what, "VLAN " + valueToStrep( pair.vlanId() ) + "  " + valueToStrep( pair.mac() ) + "  " +
-                     rest );
+void Report::pairLine( const char *what, const Pair &pair, const std::string &rest,
+                       Fields fields ) {
+   const std::string vlan = valueToStrep( pair.vlanId() );
+   const std::string mac = valueToStrep( pair.mac() );
+   fields.emplace_back( "VLAN", vlan );
+   fields.emplace_back( "MAC", mac );
+   line( what, "VLAN " + vlan + "  " + mac + "  " + rest, std::move( fields ) );
+}
+
+void Report::recordLine( const char *what, const Record &record, const std::string &rest,
+                         const std::string &device ) {
+   const std::string intf = valueToStrep( record.intf() );
+   const std::string mac = valueToStrep( record.mac() );
+   line( what, intf + "  " + mac + "  " + rest,
+         { { "INTERFACE", intf }, { "MAC", mac }, { "DEVICE", device } } );
 }
 
 void Report::ready( U32 indexes, U64 adopted, U64 programmed, U64 waiting ) {
-   out_ << "ready: " + counted( indexes, "index", "indexes" ) + ", " + std::to_string( adopted ) +
-                 " adopted, " + counted( programmed, "pair", "pairs" ) + " programmed, " +
-                 std::to_string( waiting ) + " waiting\n";
+   const std::string text = "ready: " + counted( indexes, "index", "indexes" ) + ", " +
+                            std::to_string( adopted ) + " adopted, " +
+                            counted( programmed, "pair", "pairs" ) + " programmed, " +
+                            std::to_string( waiting ) + " waiting";
+   if( journal_ ) {
+      journal_( text, { { "EVENT", "ready" } } );
+   } else {
+      out_ << text + "\n";
+   }
 }
 
 void Report::published( const Record &record, const std::string &device ) {
-   line( "published",
-         valueToStrep( record.intf() ) + "  " + valueToStrep( record.mac() ) + "  from " + device );
+   recordLine( "published", record, "from " + device, device );
 }
 
 void Report::withdrawn( const Record &record, const std::string &device,
                         const std::string &reason ) {
-   line( "withdrawn", valueToStrep( record.intf() ) + "  " + valueToStrep( record.mac() ) + "  " +
-                            device + ": " + reason );
+   recordLine( "withdrawn", record, device + ": " + reason, device );
 }
 
 void Report::changed( const PairChange &change ) {
    const std::string number = std::to_string( change.number );
+   const auto indexed = [&]( const char *what ) {
+      pairLine( what, change.pair, "index " + number, { { "INDEX", number } } );
+   };
    switch( change.what ) {
    case PairChange::What::adopted:
-      return pairLine( "adopted", change.pair, "index " + number );
+      return indexed( "adopted" );
    case PairChange::What::programmed:
-      return pairLine( "programmed", change.pair, "index " + number );
+      return indexed( "programmed" );
    case PairChange::What::removed:
-      return pairLine( "removed", change.pair, "index " + number );
+      return indexed( "removed" );
    case PairChange::What::waiting:
-      return pairLine( "waiting", change.pair, "place " + number );
+      return pairLine( "waiting", change.pair, "place " + number, { { "PLACE", number } } );
    case PairChange::What::left:
       return pairLine( "left", change.pair, "no longer waits" );
    }
 }
 
 void Report::refused( const Pair &pair, U32 index ) {
-   pairLine( "refused", pair,
-             "index " + std::to_string( index ) + ": the hardware does not hold it" );
+   const std::string number = std::to_string( index );
+   pairLine( "refused", pair, "index " + number + ": the hardware does not hold it",
+             { { "INDEX", number } } );
 }
 
 void Report::full( U32 indexes ) {

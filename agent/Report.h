@@ -7,6 +7,7 @@
 #include "platform/VirtualRouterMac.h"
 #include "quor/Types.h"
 
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -38,7 +39,13 @@ class Report {
  public:
    using Record = Routing::Fhrp::VirtualRouterMac;
 
-   explicit Report( std::ostream &out ) : out_( out ) {}
+   /// What a line is about, for programs: names in capitals, such as VLAN.
+   using Fields = std::vector<std::pair<std::string, std::string>>;
+   /// Takes the line of a change instead of the stream.
+   using Journal = std::function<void( const std::string &line, const Fields &fields )>;
+
+   explicit Report( std::ostream &out, Journal journal = {} )
+         : out_( out ), journal_( std::move( journal ) ) {}
 
    /// The start-up pass is over: `adopted` pairs were in the hardware and stay, `programmed` ones
    /// are new.
@@ -59,10 +66,13 @@ class Report {
    void table( TableOfPairs table );
 
  private:
-   void pairLine( const char *what, const Pair &pair, const std::string &rest );
-   void line( const char *what, const std::string &rest );
+   void pairLine( const char *what, const Pair &pair, const std::string &rest, Fields fields = {} );
+   void recordLine( const char *what, const Record &record, const std::string &rest,
+                    const std::string &device );
+   void line( const char *what, const std::string &rest, Fields fields = {} );
 
    std::ostream &out_;
+   const Journal journal_;
 };
 
 } // namespace OrloAgent

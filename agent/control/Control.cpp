@@ -328,9 +328,9 @@ std::unique_ptr<Following> Control::follow( const std::string &command, const Js
    std::string path = arguments.textOr( "path", "" );
    Watching::Filter filter;
    if( !path.empty() ) {
-      const Roots all = roots();
+      const Roots begin = roots();
       try {
-         const Path at( all, path );
+         const Path at( begin, path );
          // A pointer leads to its object; what else has an attribute is watched in its owner.
          const bool isObject = !at.attribute() ||
                                ( !at.isFunction() && at.value() && at.value()->type()->isEntity );

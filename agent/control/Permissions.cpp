@@ -1,8 +1,9 @@
 #include "agent/control/Permissions.h"
 
+#include "OrloVrrpPrivateVlanReflectorLib/VlanIntfSm.h"
 #include "agent/input/Devices.h"
+#include "platform/Descriptions.h"
 #include "quor/Calls.h"
-#include "types/OrloVrrpSm.h"
 
 namespace OrloAgent {
 
@@ -19,7 +20,6 @@ using Pelmo::EthAddr;
 using Pelmo::IntfId;
 using Quor::GenericIf;
 using Quor::Ptr;
-using Quor::typeOf;
 using Routing::Fhrp::VirtualRouterMac;
 using Routing::Fhrp::VirtualRouterMacStatus;
 using Hardware = Routing::Fhrp::Hardware::Status;
@@ -27,7 +27,7 @@ namespace Op = Quor::Op;
 
 /// What a change of one attribute does: one text, or what a look at the state says.
 struct Permissions::Rule {
-   const Quor::Type *type;
+   std::string_view type;
    std::string_view attribute;
    const char *harm;
    std::string ( Permissions::*look )( const Change & ) const = nullptr;
@@ -38,25 +38,62 @@ namespace {
 constexpr char kSplits[] = "would split what the programmer knows from what the hardware holds";
 constexpr char kUnread[] = "would change nothing but a flag that nobody reads";
 
-/// The instance of the change's object; null when it is of another type.
+// Types by name: the plug-in's are known when it is loaded, not when this is linked.
+template <class T>
+constexpr const char *kNameOf = nullptr;
+template <>
+constexpr const char *kNameOf<Pair> = "Orlo::VrrpPrivateVlanReflectorLib::VlanAndMac";
+template <>
+constexpr const char *kNameOf<VirtualRouterMacTable> =
+      "Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable";
+template <>
+constexpr const char *kNameOf<EthAddrsForIntf> =
+      "Orlo::VrrpPrivateVlanReflectorLib::EthAddrsForIntf";
+template <>
+constexpr const char *kNameOf<CurrentVrrpStateForInit> = "OrloHelper::CurrentVrrpStateForInit";
+template <>
+constexpr const char *kNameOf<LibSm> = "Orlo::VrrpPrivateVlanReflectorLib::LibSm";
+template <>
+constexpr const char *kNameOf<VlanIntfSm> = "Orlo::VrrpPrivateVlanReflectorLib::VlanIntfSm";
+template <>
+constexpr const char *kNameOf<VrrpSm> = "Orlo::VrrpSm";
+template <>
+constexpr const char *kNameOf<VrrpSmHelper> = "OrloHelper::VrrpSmHelper";
+template <class T>
+std::string_view nameOf() {
+   if constexpr( kNameOf<T> != nullptr ) {
+      return kNameOf<T>;
+   } else {
+      return Quor::typeOf<T>()->name;
+   }
+}
+
+/// The instance in an interface; null when there is none, or one of another type.
+template <class T>
+const T *instanceIn( GenericIf *any ) {
+   const bool isOne = any && any->type()->name == nameOf<T>();
+   return isOne ? static_cast<const T *>( any->voidPtrIs( any->type() ) ) : nullptr;
+}
 template <class T>
 const T *objectOf( const Change &change ) {
-   return static_cast<const T *>( change.object->voidPtrIs( typeOf<T>() ) );
+   return instanceIn<T>( change.object.get() );
 }
-/// The value in an interface; null when there is none of this type.
-template <class V>
-const V *valueIn( GenericIf *any ) {
-   return any ? static_cast<const V *>( any->voidPtrIs( typeOf<V>() ) ) : nullptr;
+/// What a pointer attribute of the change's object leads to.
+template <class T>
+Ptr<const T> pointerOf( const Change &change, const char *attribute ) {
+   const Ptr<GenericIf> found =
+         change.object->attributeOp( change.object->attributeId( attribute ), Op::get );
+   return Ptr<const T>::share( instanceIn<T>( found.get() ) );
 }
 /// The argument that a function will find; without one it is not called, and says so itself.
 template <class V>
 const V *argumentOf( const Change &change ) {
-   return valueIn<V>( Quor::Rows::argument( Quor::needList( change.key.get() ),
-                                            change.attribute.arguments[0], 0 ) );
+   return instanceIn<V>( Quor::Rows::argument( Quor::needList( change.key.get() ),
+                                               change.attribute.arguments[0], 0 ) );
 }
 
 bool isTrue( const Ptr<GenericIf> &value ) {
-   const bool *const flag = valueIn<bool>( value.get() );
+   const bool *const flag = instanceIn<bool>( value.get() );
    return flag && *flag;
 }
 bool isUsableVlan( VlanId vlan ) {
@@ -79,77 +116,77 @@ std::string requiresVlanSet( const IntfId &intf ) {
 const Permissions::Rule *Permissions::find( const Change &change ) {
    using P = Permissions;
    static const Rule rules[]{
-         { typeOf<Pair>(), "hash", nullptr, &P::allowed },
-         { typeOf<VirtualRouterMacStatus>(), "vrrpVirtualMac", nullptr, &P::ofRecord },
-         { typeOf<SviVlanSet>(), "vlanId", nullptr, &P::ofVlan },
-         { typeOf<IntfVlanIdSet::Table>(), "sviVlanSet", nullptr, &P::ofVlanSet },
-         { typeOf<Hardware>(), "virtualRouterCount",
+         { nameOf<Pair>(), "hash", nullptr, &P::allowed },
+         { nameOf<VirtualRouterMacStatus>(), "vrrpVirtualMac", nullptr, &P::ofRecord },
+         { nameOf<SviVlanSet>(), "vlanId", nullptr, &P::ofVlan },
+         { nameOf<IntfVlanIdSet::Table>(), "sviVlanSet", nullptr, &P::ofVlanSet },
+         { nameOf<Hardware>(), "virtualRouterCount",
            "would not change the pool of indexes: change the configuration and reload" },
-         { typeOf<VirtualRouterMacTable>(), "virtualRouterMac", nullptr, &P::ofWantedPair },
-         { typeOf<EthAddrsForIntf>(), "ethAddr",
+         { nameOf<VirtualRouterMacTable>(), "virtualRouterMac", nullptr, &P::ofWantedPair },
+         { nameOf<EthAddrsForIntf>(), "ethAddr",
            "would part the MACs of an interface from the status table: change that" },
-         { typeOf<CurrentVrrpStateForInit>(), "virtualRouterIndex",
+         { nameOf<CurrentVrrpStateForInit>(), "virtualRouterIndex",
            "would change what the hardware held at the start, which nobody reads again" },
 
-         { typeOf<LibSm>(), "disableCleanupOnRestart", nullptr, &P::allowed },
-         { typeOf<LibSm>(), "handleVirtualRouterMac", nullptr, &P::ofHandlingRecord },
-         { typeOf<LibSm>(), "handleDmacsForIntf", nullptr, &P::ofHandlingInterface },
-         { typeOf<LibSm>(), "vlanIntfSm",
+         { nameOf<LibSm>(), "disableCleanupOnRestart", nullptr, &P::allowed },
+         { nameOf<LibSm>(), "handleVirtualRouterMac", nullptr, &P::ofHandlingRecord },
+         { nameOf<LibSm>(), "handleDmacsForIntf", nullptr, &P::ofHandlingInterface },
+         { nameOf<LibSm>(), "vlanIntfSm",
            "would leave the pairs of the interface in the table, with nobody to remove them" },
-         { typeOf<LibSm>(), "dmacsForIntf",
+         { nameOf<LibSm>(), "dmacsForIntf",
            "would take MACs from the hardware that the status table still has" },
-         { typeOf<LibSm>(), "initialized", kUnread },
-         { typeOf<LibSm>(), "handleInitialized",
+         { nameOf<LibSm>(), "initialized", kUnread },
+         { nameOf<LibSm>(), "handleInitialized",
            "would empty the table of wanted pairs: every pair would leave the hardware" },
-         { typeOf<LibSm>(), "hasNotificationActiveIs", nullptr, &P::ofHearing },
-         { typeOf<LibSm>(), "quorDoZombieReactors", nullptr, &P::ofZombies },
+         { nameOf<LibSm>(), "hasNotificationActiveIs", nullptr, &P::ofHearing },
+         { nameOf<LibSm>(), "quorDoZombieReactors", nullptr, &P::ofZombies },
 
-         { typeOf<VlanIntfSm>(), "handleVlanId", nullptr, &P::ofHandlingVlan },
-         { typeOf<VlanIntfSm>(), "handleDmac", nullptr, &P::ofHandlingMac },
-         { typeOf<VlanIntfSm>(), "sviVlanSet",
+         { nameOf<VlanIntfSm>(), "handleVlanId", nullptr, &P::ofHandlingVlan },
+         { nameOf<VlanIntfSm>(), "handleDmac", nullptr, &P::ofHandlingMac },
+         { nameOf<VlanIntfSm>(), "sviVlanSet",
            "would leave the pairs of the set before in the table: nothing is replayed" },
-         { typeOf<VlanIntfSm>(), "dmacList",
+         { nameOf<VlanIntfSm>(), "dmacList",
            "would leave the pairs of the MACs before in the table: nothing is replayed" },
-         { typeOf<VlanIntfSm>(), "initialized", kUnread },
-         { typeOf<VlanIntfSm>(), "handleInitialized",
+         { nameOf<VlanIntfSm>(), "initialized", kUnread },
+         { nameOf<VlanIntfSm>(), "handleInitialized",
            "would stop the process unless VLAN set and MACs are of one interface, and do nothing "
            "when they are" },
-         { typeOf<VlanIntfSm>(), "doCleanup",
+         { nameOf<VlanIntfSm>(), "doCleanup",
            "would take the pairs of the interface from the hardware while they are wanted" },
-         { typeOf<VlanIntfSm>(), "hasNotificationActiveIs", nullptr, &P::ofHearing },
-         { typeOf<VlanIntfSm>(), "quorDoZombieReactors", nullptr, &P::ofZombies },
+         { nameOf<VlanIntfSm>(), "hasNotificationActiveIs", nullptr, &P::ofHearing },
+         { nameOf<VlanIntfSm>(), "quorDoZombieReactors", nullptr, &P::ofZombies },
 
-         { typeOf<VrrpSm>(), "handleVrrpMac", nullptr, &P::ofHandlingPair },
-         { typeOf<VrrpSm>(), "vrrpMacStatus", nullptr, &P::ofInputTable },
-         { typeOf<VrrpSm>(), "freeVirtualRouterIndex", kSplits },
-         { typeOf<VrrpSm>(), "freeVirtualRouterIndexMetadata", kSplits },
-         { typeOf<VrrpSm>(), "virtualRouterIndex", kSplits },
-         { typeOf<VrrpSm>(), "macsNeedingVirtualRouterIndex", kSplits },
-         { typeOf<VrrpSm>(), "macsNeedingVirtualRouterIndexMetadata", kSplits },
-         { typeOf<VrrpSm>(), "initialized", nullptr, &P::ofStarted },
-         { typeOf<VrrpSm>(), "handleInitialized",
+         { nameOf<VrrpSm>(), "handleVrrpMac", nullptr, &P::ofHandlingPair },
+         { nameOf<VrrpSm>(), "vrrpMacStatus", nullptr, &P::ofInputTable },
+         { nameOf<VrrpSm>(), "freeVirtualRouterIndex", kSplits },
+         { nameOf<VrrpSm>(), "freeVirtualRouterIndexMetadata", kSplits },
+         { nameOf<VrrpSm>(), "virtualRouterIndex", kSplits },
+         { nameOf<VrrpSm>(), "macsNeedingVirtualRouterIndex", kSplits },
+         { nameOf<VrrpSm>(), "macsNeedingVirtualRouterIndexMetadata", kSplits },
+         { nameOf<VrrpSm>(), "initialized", nullptr, &P::ofStarted },
+         { nameOf<VrrpSm>(), "handleInitialized",
            "would do nothing: the programmer has started, and starts once" },
-         { typeOf<VrrpSm>(), "doAddVirtualRouterMac",
+         { nameOf<VrrpSm>(), "doAddVirtualRouterMac",
            "would write an index of the hardware that the pool counts as free, or as another's" },
-         { typeOf<VrrpSm>(), "doDeleteVirtualRouterMac",
+         { nameOf<VrrpSm>(), "doDeleteVirtualRouterMac",
            "would take a pair from the hardware that the programmer counts as programmed" },
-         { typeOf<VrrpSm>(), "doCleanup",
+         { nameOf<VrrpSm>(), "doCleanup",
            "would give every index back while the hardware keeps its entries" },
-         { typeOf<VrrpSm>(), "hasNotificationActiveIs", nullptr, &P::ofHearing },
-         { typeOf<VrrpSm>(), "quorDoZombieReactors", nullptr, &P::ofZombies },
+         { nameOf<VrrpSm>(), "hasNotificationActiveIs", nullptr, &P::ofHearing },
+         { nameOf<VrrpSm>(), "quorDoZombieReactors", nullptr, &P::ofZombies },
 
-         { typeOf<VrrpSmHelper>(), "syncCurrentStateOnInit",
+         { nameOf<VrrpSmHelper>(), "syncCurrentStateOnInit",
            "would make the programmer take pairs for adopted that it has programmed itself" },
-         { typeOf<VrrpSmHelper>(), "addVirtualRouterMac",
+         { nameOf<VrrpSmHelper>(), "addVirtualRouterMac",
            "would write the hardware behind the programmer's back" },
-         { typeOf<VrrpSmHelper>(), "deleteVirtualRouterMac",
+         { nameOf<VrrpSmHelper>(), "deleteVirtualRouterMac",
            "would write the hardware behind the programmer's back" },
-         { typeOf<VrrpSmHelper>(), "syncVrrpStateOnInit",
+         { nameOf<VrrpSmHelper>(), "syncVrrpStateOnInit",
            "would read the hardware, and clean it, for a start that is over" },
-         { typeOf<VrrpSmHelper>(), "initializationComplete",
+         { nameOf<VrrpSmHelper>(), "initializationComplete",
            "would tell the helper of a start that is over" } };
    for( const Rule &rule : rules ) {
-      if( rule.type == change.object->type() && rule.attribute == change.attribute.name ) {
+      if( rule.type == change.object->type()->name && rule.attribute == change.attribute.name ) {
          return &rule;
       }
    }
@@ -193,7 +230,7 @@ Ptr<const SviVlanSet> Permissions::otherWith( VlanId vlan, const IntfId &intf ) 
 // Inputs
 
 std::string Permissions::ofRecord( const Change &change ) const {
-   const VirtualRouterMac *const record = valueIn<VirtualRouterMac>( change.key.get() );
+   const VirtualRouterMac *const record = instanceIn<VirtualRouterMac>( change.key.get() );
    if( objectOf<VirtualRouterMacStatus>( change ) != live_.status.get() || !record ) {
       return "would change a table that the reflector does not watch";
    }
@@ -211,7 +248,7 @@ std::string Permissions::ofRecord( const Change &change ) const {
 
 std::string Permissions::ofVlan( const Change &change ) const {
    const SviVlanSet *const set = objectOf<SviVlanSet>( change );
-   const VlanId *const vlan = valueIn<VlanId>( change.key.get() );
+   const VlanId *const vlan = instanceIn<VlanId>( change.key.get() );
    if( !set || !vlan || live_.vlanSets->sviVlanSet( set->vlanIntf() ).get() != set ) {
       return "would change a set that is not in the table of VLAN sets";
    }
@@ -233,13 +270,13 @@ std::string Permissions::ofVlan( const Change &change ) const {
 }
 
 std::string Permissions::ofVlanSet( const Change &change ) const {
-   const IntfId *const intf = valueIn<IntfId>( change.key.get() );
+   const IntfId *const intf = instanceIn<IntfId>( change.key.get() );
    return "would stop the process when " + ( intf ? text( *intf ) : "it" ) +
           " next gets a first MAC: the reflector requires its VLAN set";
 }
 
 std::string Permissions::ofWantedPair( const Change &change ) const {
-   const Pair *const pair = valueIn<Pair>( change.key.get() );
+   const Pair *const pair = instanceIn<Pair>( change.key.get() );
    const bool isThere = pair && live_.table->virtualRouterMacs().isMemberOf( *pair );
    if( change.op == Op::remove ) {
       return "would take a pair from the hardware that the reflector still stands for";
@@ -286,38 +323,44 @@ std::string Permissions::ofHandlingInterface( const Change &change ) const {
    return live_.libSm->dmacsForIntf( *intf ) ? requiresVlanSet( *intf ) : "";
 }
 
-std::string Permissions::ofReactor( const VlanIntfSm &reactor ) const {
-   if( !reactor.sviVlanSet() || !reactor.dmacList() ) {
+std::string Permissions::ofReactor( const Change &change ) const {
+   const Ptr<const EthAddrsForIntf> macs = pointerOf<EthAddrsForIntf>( change, "dmacList" );
+   if( !macs || !pointerOf<SviVlanSet>( change, "sviVlanSet" ) ) {
       return "would stop the process: the reactor requires a VLAN set and MACs";
    }
-   if( live_.libSm->vlanIntfSm( reactor.intf() ).get() != &reactor ) {
+   if( live_.libSm->vlanIntfSm( macs->vlanIntf() ).get() != objectOf<VlanIntfSm>( change ) ) {
       return "would let a reactor write that the reflector has let go of";
    }
    return {};
 }
 
 std::string Permissions::ofHandlingVlan( const Change &change ) const {
-   const VlanIntfSm &reactor = *objectOf<VlanIntfSm>( change );
    const VlanId *const vlan = argumentOf<VlanId>( change );
-   const std::string harm = ofReactor( reactor );
-   if( !vlan || !harm.empty() || reactor.sviVlanSet()->vlanId( *vlan ) ) {
+   const std::string harm = ofReactor( change );
+   if( !vlan || !harm.empty() ) {
       return harm;
    }
-   if( const Ptr<const SviVlanSet> other = otherWith( *vlan, reactor.intf() ) ) {
+   const Ptr<const SviVlanSet> set = pointerOf<SviVlanSet>( change, "sviVlanSet" );
+   if( set->vlanId( *vlan ) ) {
+      return {};
+   }
+   if( const Ptr<const SviVlanSet> other = otherWith( *vlan, set->vlanIntf() ) ) {
       return "would take the pairs on VLAN " + text( *vlan ) + " from " + text( other->vlanIntf() );
    }
    return "would do nothing: VLAN " + text( *vlan ) + " is not in the set of " +
-          text( reactor.intf() );
+          text( set->vlanIntf() );
 }
 
 std::string Permissions::ofHandlingMac( const Change &change ) const {
-   const VlanIntfSm &reactor = *objectOf<VlanIntfSm>( change );
    const EthAddr *const mac = argumentOf<EthAddr>( change );
-   const std::string harm = ofReactor( reactor );
-   if( !mac || !harm.empty() || reactor.dmacList()->ethAddr( *mac ) ) {
+   const std::string harm = ofReactor( change );
+   if( !mac || !harm.empty() ) {
       return harm;
    }
-   return "would do nothing: " + text( *mac ) + " is not active on " + text( reactor.intf() );
+   const Ptr<const EthAddrsForIntf> macs = pointerOf<EthAddrsForIntf>( change, "dmacList" );
+   return macs->ethAddr( *mac ) ? ""
+                                : "would do nothing: " + text( *mac ) + " is not active on " +
+                                        text( macs->vlanIntf() );
 }
 
 // The programmer
@@ -340,8 +383,9 @@ std::string Permissions::ofHandlingPair( const Change &change ) const {
 }
 
 std::string Permissions::ofInputTable( const Change &change ) const {
-   const VirtualRouterMacTable *const table = valueIn<VirtualRouterMacTable>( change.value.get() );
-   return table == live_.vrrpSm->vrrpMacStatus().get()
+   const VirtualRouterMacTable *const table =
+         instanceIn<VirtualRouterMacTable>( change.value.get() );
+   return table == live_.table.get()
                 ? "would do nothing: the programmer watches this table already"
                 : "would leave in the hardware what only the table before wanted, and stop the "
                   "process at the first pair that both want";

@@ -60,7 +60,7 @@ class Permissions final : public ChangeGuard {
    bool isHeld( const Pair &pair ) const;
    bool isWaiting( const Pair &pair ) const;
    /// Why a reactor of an interface must not be called at all.
-   std::string ofReactor( const Orlo::VrrpPrivateVlanReflectorLib::VlanIntfSm &reactor ) const;
+   std::string ofReactor( const Change &change ) const;
    /// Another interface with the VLAN in its set; null when there is none.
    Quor::Ptr<const IntfVlanIdSet::SviVlanSet> otherWith( Bridging::VlanId vlan,
                                                          const Pelmo::IntfId &intf ) const;

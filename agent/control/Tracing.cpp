@@ -1,7 +1,7 @@
 #include "agent/control/Tracing.h"
 
 #include "agent/control/Nearest.h"
-#include "quor/Strep.h"
+#include "quor/Exception.h"
 
 #include <algorithm>
 #include <iostream>

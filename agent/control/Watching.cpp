@@ -28,6 +28,11 @@ class Watching::Watcher : private Quor::GenericObserver {
    const Quor::GenericNotifiee notifiee_;
 };
 
+Watching::Watching( Clock clock, Filter filter, ControlHandler::Emit emit )
+      : clock_( std::move( clock ) ), filter_( std::move( filter ) ), emit_( std::move( emit ) ) {}
+
+Watching::~Watching() = default;
+
 void Watching::objectsAre( const Objects &objects ) {
    std::erase_if( watchers_, [&]( const auto &watcher ) {
       const auto at = objects.find( watcher.first );

@@ -20,9 +20,8 @@ class Watching : public Following {
    };
    using Objects = std::map<std::string, Quor::Ptr<Quor::GenericIf>>; // by path
 
-   Watching( Clock clock, Filter filter, ControlHandler::Emit emit )
-         : clock_( std::move( clock ) ), filter_( std::move( filter ) ),
-           emit_( std::move( emit ) ) {}
+   Watching( Clock clock, Filter filter, ControlHandler::Emit emit );
+   ~Watching() override;
 
    /// Watches these, and nothing else any more. An object that tells nobody is passed over.
    void objectsAre( const Objects &objects );

@@ -19,7 +19,7 @@ void DumpProtocol::datagram( std::span<const std::byte> bytes ) {
          continue;
       }
       // Events carry port and sequence of whoever caused them, so neither tells a reply alone.
-      const bool answers = std::holds_alternative<Answer>( news );
+      const bool answers = std::holds_alternative<DumpReply>( news );
       const bool isReply =
             header.nlmsg_pid == port_ && ( answers || ( header.nlmsg_flags & NLM_F_MULTI ) != 0 );
       if( !isReply ) {
@@ -30,7 +30,7 @@ void DumpProtocol::datagram( std::span<const std::byte> bytes ) {
          continue; // the rest of a dump that was given up
       }
       interrupted_ = interrupted_ || ( header.nlmsg_flags & NLM_F_DUMP_INTR ) != 0;
-      if( const auto *answer = std::get_if<Answer>( &news ) ) {
+      if( const auto *answer = std::get_if<DumpReply>( &news ) ) {
          if( answer->error != 0 ) {
             done( answer->error );
          }

@@ -203,7 +203,7 @@ KernelNews readMessage( U16 type, Bytes message ) {
       return DumpDone{ errnoOf( leading<int>( message ).value_or( 0 ) ) };
    case NLMSG_ERROR:
       if( const auto error = leading<int>( message ) ) {
-         return Answer{ errnoOf( *error ) };
+         return DumpReply{ errnoOf( *error ) };
       }
       return Malformed{ "an answer without an error number" };
    case NLMSG_OVERRUN:

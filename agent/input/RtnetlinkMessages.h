@@ -27,9 +27,9 @@ struct DumpDone {
    bool operator==( const DumpDone & ) const = default;
 };
 /// The answer to a request that the kernel refused (an errno), or an acknowledgement (0).
-struct Answer {
+struct DumpReply {
    int error;
-   bool operator==( const Answer & ) const = default;
+   bool operator==( const DumpReply & ) const = default;
 };
 /// The kernel lost messages (NLMSG_OVERRUN).
 struct Lost {
@@ -46,7 +46,7 @@ struct Malformed {
    bool operator==( const Malformed & ) const noexcept { return true; }
 };
 
-using KernelNews = std::variant<Irrelevant, Link, LinkGone, Address, AddressGone, DumpDone, Answer,
+using KernelNews = std::variant<Irrelevant, Link, LinkGone, Address, AddressGone, DumpDone, DumpReply,
                                 Lost, Malformed>;
 
 /// One message of a datagram; `header` is valid for it whatever `news` is.

@@ -2,6 +2,11 @@
 #include "agent/Agent.h"
 #include "agent/Configuration.h"
 #include "agent/EventLoop.h"
+#include "agent/Service.h"
+#include "agent/control/Control.h"
+#include "agent/control/ControlServer.h"
+#include "agent/control/MetricsServer.h"
+#include "agent/control/View.h"
 #include "agent/input/Rtnetlink.h"
 
 #include <CLI/CLI.hpp>
@@ -10,9 +15,12 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 
 namespace {
+
+using namespace OrloAgent;
 
 constexpr int kClean = 0;
 constexpr int kCannotRun = 1;
@@ -22,48 +30,143 @@ void complain( const std::string &what ) {
    std::cerr << "orlo-agent: " << what << std::endl;
 }
 
-/// Reads the configuration again and changes to it. Only a hardware that is lost ends the agent.
-void reload( OrloAgent::Agent &agent, const std::string &file ) {
-   try {
-      agent.reload( OrloAgent::readConfigurationFile( file ) );
-   } catch( const OrloAgent::ConfigurationError &error ) {
-      complain( std::string( error.what() ) + "; nothing has been changed" );
-   } catch( const OrloAgent::ReloadError &error ) {
-      complain( file + ": " + error.what() );
-   } catch( const OrloAgent::LibraryError &error ) {
-      if( !agent.isReady() ) {
-         throw;
-      }
-      complain( std::string( error.what() ) + "; going on with the number of indexes before" );
-   }
-}
+/// What the command line asks for.
+struct Wanted {
+   std::string file;
+   bool checkOnly = false;
+   std::vector<std::string> traces; ///< FACILITY=LEVELS each
+};
 
-int run( const OrloAgent::Configuration &configuration, const std::string &file ) {
-   OrloAgent::EventLoop loop;
-   OrloAgent::Rtnetlink kernel( loop );
-   OrloAgent::Agent agent( configuration, kernel, std::cout, std::cerr );
-   const auto onTerminate = loop.onSignal( SIGTERM, [&] { loop.stop(); } );
-   const auto onInterrupt = loop.onSignal( SIGINT, [&] { loop.stop(); } );
-   const auto onUser1 = loop.onSignal( SIGUSR1, [&] { agent.printTable(); } );
-   const auto onHangUp = loop.onSignal( SIGHUP, [&] { reload( agent, file ); } );
-   agent.start();
-   loop.run();
-   agent.printTable();
-   agent.stop();
-   return kClean;
-}
+/// The running agent with everything that people and programs reach it by.
+class Process {
+ public:
+   Process( const Configuration &configuration, const Wanted &wanted )
+         : file_( wanted.file ), kernel_( loop_ ), tracing_( &systemTime ),
+           agent_( configuration, kernel_, std::cout, std::cerr, &systemTime, Service::journal() ),
+           control_( agent_, tracing_, [this] { return reloadForClient(); } ) {
+      for( const std::string &trace : wanted.traces ) {
+         const std::size_t equals = trace.find( '=' );
+         tracing_.levelsAre( trace.substr( 0, equals ),
+                             equals == std::string::npos ? "all" : trace.substr( equals + 1 ) );
+      }
+      serve( configuration.control );
+      agent_.onReady = [this] { Service::ready( status() ); };
+   }
+
+   int run() {
+      const auto onTerminate = loop_.onSignal( SIGTERM, [this] { loop_.stop(); } );
+      const auto onInterrupt = loop_.onSignal( SIGINT, [this] { loop_.stop(); } );
+      const auto onUser1 = loop_.onSignal( SIGUSR1, [this] { agent_.printTable(); } );
+      const auto onHangUp = loop_.onSignal( SIGHUP, [this] { reloadForSignal(); } );
+      loop_.keepWatchdog();
+      agent_.start();
+      loop_.run();
+      Service::stopping();
+      if( isLost_ ) {
+         return kCannotRun;
+      }
+      agent_.printTable();
+      agent_.stop();
+      return kClean;
+   }
+
+ private:
+   /// Routing does not depend on being looked at: what cannot be served is said, and the agent
+   /// runs.
+   void serve( const ControlConfiguration &control ) {
+      try {
+         server_.emplace( loop_, control_,
+                          ControlServer::Settings{ .path = control.path, .group = control.group } );
+      } catch( const std::exception &error ) {
+         complain( std::string( error.what() ) + "; orloctl cannot reach this agent" );
+      }
+      if( control.metricsPort == 0 ) {
+         return;
+      }
+      const bool isV6 = control.metricsAddress.find( ':' ) != std::string::npos;
+      const std::string address =
+            ( isV6 ? "[" + control.metricsAddress + "]" : control.metricsAddress ) + ":" +
+            std::to_string( control.metricsPort );
+      try {
+         metrics_.emplace( loop_, LoopbackAddress( address ),
+                           [this] { return View( agent_ ).metrics(); } );
+      } catch( const std::exception &error ) {
+         complain( "cannot serve metrics on " + address + ": " + error.what() );
+      }
+   }
+
+   std::string status() const {
+      const nlohmann::json all = View( agent_ ).summary();
+      return all["pairs"]["programmed"].dump() + " of " + all["pairs"]["wanted"].dump() +
+             " pairs programmed, " + all["pairs"]["waiting"].dump() + " waiting";
+   }
+
+   Agent::Reloaded reload() {
+      Service::reloading();
+      struct Over {
+         ~Over() { Service::ready( process.status() ); }
+         const Process &process;
+      } const over{ *this };
+      return agent_.reload( readConfigurationFile( file_ ) );
+   }
+
+   void reloadForSignal() {
+      try {
+         reload();
+      } catch( const std::exception &error ) {
+         complain( whyNot( error ) );
+      }
+   }
+
+   Agent::Reloaded reloadForClient() {
+      try {
+         return reload();
+      } catch( const std::exception &error ) {
+         throw ControlError( ControlError::Kind::failed, whyNot( error ) );
+      }
+   }
+
+   /// Only hardware that is lost ends the agent: whoever supervises it starts it again.
+   std::string whyNot( const std::exception &error ) {
+      const std::string what = error.what();
+      if( dynamic_cast<const ConfigurationError *>( &error ) ) {
+         return what + "; nothing has been changed";
+      }
+      if( dynamic_cast<const ReloadError *>( &error ) ) {
+         return file_ + ": " + what;
+      }
+      if( !agent_.programming().helper() ) {
+         isLost_ = true;
+         loop_.stop();
+         return what;
+      }
+      return what + "; going on with the number of indexes before";
+   }
+
+   const std::string file_;
+   bool isLost_ = false; // the hardware
+   EventLoop loop_;
+   Rtnetlink kernel_;
+   Tracing tracing_;
+   Agent agent_;
+   Control control_;
+   std::optional<ControlServer> server_;
+   std::optional<MetricsServer> metrics_;
+};
 
 } // namespace
 
 int main( int argc, char **argv ) {
    CLI::App app( "Programs the virtual router MACs of the VRRP daemons on this switch into its "
-                 "hardware table.\nPrints every change; SIGUSR1 prints the table, SIGHUP "
-                 "reads the configuration\nagain. What is programmed stays when it ends.",
+                 "hardware table.\nPrints every change; SIGUSR1 prints the table, SIGHUP reads the "
+                 "configuration again.\nWhat is programmed stays when it ends. orloctl looks into "
+                 "it while it runs.",
                  "orlo-agent" );
-   std::string file;
-   bool checkOnly = false;
-   app.add_option( "CONFIG.json", file, "The configuration file" )->required();
-   app.add_flag( "--check", checkOnly, "Only check the configuration, start nothing" );
+   Wanted wanted;
+   app.add_option( "CONFIG.json", wanted.file, "The configuration file" )->required();
+   app.add_flag( "--check", wanted.checkOnly, "Only check the configuration, start nothing" );
+   app.add_option( "--trace", wanted.traces,
+                   "FACILITY=LEVELS, such as OrloVrrp=0-4,8: traces to standard error" );
    app.footer( "Exit status: 0 clean stop, 1 cannot run, 2 bad configuration or usage." );
    try {
       app.parse( argc, argv );
@@ -79,14 +182,17 @@ int main( int argc, char **argv ) {
    std::setvbuf( stdout, nullptr, _IOLBF, BUFSIZ );
    std::signal( SIGPIPE, SIG_IGN );
    try {
-      const OrloAgent::Configuration configuration = OrloAgent::readConfigurationFile( file );
-      if( checkOnly ) {
-         std::cout << file << ": good: " << OrloAgent::summary( configuration ) << '\n';
+      const Configuration configuration = readConfigurationFile( wanted.file );
+      if( wanted.checkOnly ) {
+         std::cout << wanted.file << ": good: " << summary( configuration ) << '\n';
          return kClean;
       }
-      return run( configuration, file );
-   } catch( const OrloAgent::ConfigurationError &error ) {
+      return Process( configuration, wanted ).run();
+   } catch( const ConfigurationError &error ) {
       complain( error.what() );
+      return kBadInput;
+   } catch( const Quor::RangeException &error ) { // in --trace
+      complain( std::string( error.what() ) + "; try orlo-agent --help" );
       return kBadInput;
    } catch( const std::exception &error ) {
       complain( error.what() );

@@ -175,11 +175,11 @@ TEST( RtnetlinkMessages, TheEndOfADumpAndAnswers ) {
    EXPECT_EQ( newsOf( NetlinkMessage( NLMSG_DONE ).with( -ENOMEM ).bytes() ),
               KernelNews( DumpDone{ ENOMEM } ) );
    EXPECT_EQ( newsOf( NetlinkMessage( NLMSG_ERROR ).with( -EBUSY ).bytes() ),
-              KernelNews( Answer{ EBUSY } ) );
+              KernelNews( DumpReply{ EBUSY } ) );
    EXPECT_EQ( newsOf( NetlinkMessage( NLMSG_ERROR ).with( 0 ).bytes() ),
-              KernelNews( Answer{ 0 } ) );
+              KernelNews( DumpReply{ 0 } ) );
    EXPECT_EQ( newsOf( NetlinkMessage( NLMSG_ERROR ).with( INT32_MIN ).bytes() ),
-              KernelNews( Answer{ EPROTO } ) );
+              KernelNews( DumpReply{ EPROTO } ) );
    EXPECT_EQ( newsOf( NetlinkMessage( NLMSG_OVERRUN ).bytes() ), KernelNews( Lost{} ) );
 }
 
