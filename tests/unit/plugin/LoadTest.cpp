@@ -2,6 +2,7 @@
 #include "quor/Describe.h"
 #include "quor/Introspection.h"
 #include "quor/Trace.h"
+#include "tests/unit/agent/TemporaryFolder.h"
 #include "tests/unit/plugin/Environment.h"
 #include "tests/unit/plugin/Switch.h"
 
@@ -66,18 +67,21 @@ TEST( Plugin, LooksNothingUpInTheEnvironmentWhenItIsLoaded ) {
 }
 
 TEST( Plugin, LeavesTheProcessAfterWork20Times ) {
+   const OrloAgent::TemporaryFolder folder;
+   const OrloHelper::HelperSettings settings{ .indexes = 4,
+                                              .settings = { { "device", folder.path( "chip" ) } } };
    const std::vector<String> before = knownTypes();
    for( int round = 0; round < 20; ++round ) {
       {
          const LoadedPlugin plugin;
-         const LoadedModule module( WATCHED_HELPER );
-         Switch sw( plugin.record(), module.helper( { .indexes = 4 } ) );
+         const LoadedModule module( CHIP_MODULE );
+         Switch sw( plugin.record(), module.helper( settings ) );
          sw.publish( kMac51 );
          EXPECT_EQ( sw.programmer->virtualRouterIndexes().size(), 1u );
          EXPECT_TRUE( Library::isLoaded( PLUGIN ) );
-         EXPECT_TRUE( Library::isLoaded( WATCHED_HELPER ) );
+         EXPECT_TRUE( Library::isLoaded( CHIP_MODULE ) );
       }
-      ASSERT_FALSE( Library::isLoaded( WATCHED_HELPER ) ) << "round " << round;
+      ASSERT_FALSE( Library::isLoaded( CHIP_MODULE ) ) << "round " << round;
       ASSERT_FALSE( Library::isLoaded( PLUGIN ) ) << "round " << round;
       ASSERT_EQ( knownTypes(), before ) << "round " << round;
    }
