@@ -2,13 +2,16 @@
 # make test   sets up, builds, and runs every test
 # The rest: make help
 .DEFAULT_GOAL := help
-.PHONY: help setup build build-sanitize run test lint format clean
+.PHONY: help setup build build-sanitize run test install lint format clean
+
+PREFIX ?= /usr/local
 
 help:
 	@echo "make run               set up, build, and watch the main job: real VRRP daemons, real kernel,"
 	@echo "                       pairs appearing in the hardware table"
 	@echo "make run CONFIG=FILE   set up, build, and run the agent on your own configuration"
 	@echo "make test              set up, build, and run every test; ends with one line of totals"
+	@echo "make install           set up, build, and install below PREFIX (/usr/local), in DESTDIR if that is given"
 	@echo "make lint              format, static analysis, warnings as errors with g++ and clang++"
 	@echo "make format            lay the code out as make lint wants it"
 	@echo "make build | clean     only build (build/release) | remove everything built"
@@ -27,6 +30,9 @@ run: build
 
 test: build build-sanitize
 	@scripts/test release sanitize
+
+install: build
+	@DESTDIR='$(DESTDIR)' cmake --install build/release --prefix '$(PREFIX)'
 
 lint: build
 	@scripts/lint

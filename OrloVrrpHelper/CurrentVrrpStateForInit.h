@@ -48,7 +48,7 @@ class CurrentVrrpStateForInit : public Quor::PtrInterface {
    void virtualRouterIndexNotify( const VlanAndMac & ) {}
 
    static const Quor::Type *_fwkType() noexcept;
-   const Quor::Type *fwkType() const override { return _fwkType(); }
+   const Quor::Type *fwkType() const override;
 
  private:
    Quor::U32 removed( const Quor::Ptr<QuorVirtualRouterIndex> &entry ) {

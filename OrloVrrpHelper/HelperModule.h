@@ -24,7 +24,7 @@ namespace OrloHelper {
 struct HelperSettings {
    Quor::U32 indexes = 0; ///< the helper is asked for indexes 0 to one less
    /// The members of "settings" in the agent's configuration, by name.
-   std::map<std::string, std::string> settings;
+   std::map<std::string, std::string> settings{};
    /// Takes a line for the administrator: the hardware is not as it should be, or refused what it
    /// was asked. May be called for as long as the helper lives, from the agent's thread; throws
    /// nothing.
@@ -52,6 +52,7 @@ class HardwareView {
 
 /// Makes the helper, and gives its reference to the caller. Called once in the module's life. What
 /// it throws (a std::exception) ends the agent's start with what() as the reason.
-extern "C" OrloHelper::VrrpSmHelper *orloHelperNew( const OrloHelper::HelperSettings &settings );
+extern "C" __attribute__( ( visibility( "default" ) ) ) OrloHelper::VrrpSmHelper *
+orloHelperNew( const OrloHelper::HelperSettings &settings );
 
 #endif

@@ -12,6 +12,10 @@ constexpr char kMustBeImplemented[] = "This function must be implemented by deri
 
 VrrpSmHelper::VrrpSmHelper( Quor::Name name ) : OrloBaseHelper( std::move( name ) ) {}
 
+VrrpSmHelper::NotifieeConst::~NotifieeConst() = default;
+
+VrrpSmHelper::Notifiee::~Notifiee() = default;
+
 void VrrpSmHelper::addVirtualRouterMac( const Pelmo::EthAddr &, Quor::U32, Quor::U32 ) {
    orloAssert( kMustBeImplemented );
 }

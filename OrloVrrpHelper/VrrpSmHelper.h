@@ -32,7 +32,7 @@ class VrrpSmHelper : public Orlo::OrloBaseHelper {
    explicit VrrpSmHelper( Quor::Name name );
 
    static const Quor::Type *_fwkType() noexcept;
-   const Quor::Type *fwkType() const override { return _fwkType(); }
+   const Quor::Type *fwkType() const override;
    Quor::String attributeString( Quor::AttrId id ) const override;
 
    /// Install `macAddr` as a router's own destination MAC on VLAN `vlanId`, in hardware slot
@@ -63,10 +63,14 @@ class VrrpSmHelper : public Orlo::OrloBaseHelper {
 
 class VrrpSmHelper::NotifieeConst : public Orlo::OrloBaseHelper::NotifieeConst {
  public:
+   ~NotifieeConst() override; // here, so that a watcher of any module has this one base
    virtual void onSyncCurrentStateOnInit() {}
 };
 
-class VrrpSmHelper::Notifiee : public Quor::NotifieeOf<VrrpSmHelper, NotifieeConst> {};
+class VrrpSmHelper::Notifiee : public Quor::NotifieeOf<VrrpSmHelper, NotifieeConst> {
+ public:
+   ~Notifiee() override;
+};
 
 } // namespace OrloHelper
 

@@ -46,7 +46,7 @@ class EthAddrsForIntf : public Quor::Entity {
    void ethAddrNotify( const Pelmo::EthAddr &mac ) const;
 
    static const Quor::Type *_fwkType() noexcept;
-   const Quor::Type *fwkType() const override { return _fwkType(); }
+   const Quor::Type *fwkType() const override;
 
  private:
    const Pelmo::IntfId vlanIntf_;

@@ -96,7 +96,7 @@ class LibSm : public Quor::PtrInterface {
    /// Switches the watching of the status table, and every VlanIntfSm.
    void hasNotificationActiveIs( bool on ) override;
    static const Quor::Type *_fwkType() noexcept;
-   const Quor::Type *fwkType() const override { return _fwkType(); }
+   const Quor::Type *fwkType() const override;
    virtual void quorDoZombieReactors( bool on );
 
  private:

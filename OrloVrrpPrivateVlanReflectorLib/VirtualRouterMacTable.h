@@ -43,7 +43,7 @@ class VirtualRouterMacTable : public Quor::Entity {
    void virtualRouterMacNotify( const VlanAndMac &key ) const;
 
    static const Quor::Type *_fwkType() noexcept;
-   const Quor::Type *fwkType() const override { return _fwkType(); }
+   const Quor::Type *fwkType() const override;
 
  private:
    Quor::NotifiedMap<VlanAndMac, bool, &VirtualRouterMacTable::virtualRouterMacNotify>

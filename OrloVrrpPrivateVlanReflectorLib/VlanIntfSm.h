@@ -64,7 +64,7 @@ class VlanIntfSm : public Quor::PtrInterface {
    bool hasNotificationActive() const noexcept { return hasNotificationActive_; }
    void hasNotificationActiveIs( bool on ) override;
    static const Quor::Type *_fwkType() noexcept;
-   const Quor::Type *fwkType() const override { return _fwkType(); }
+   const Quor::Type *fwkType() const override;
    virtual void quorDoZombieReactors( bool on );
 
  private:

@@ -166,7 +166,7 @@ class VrrpSm : public Quor::Entity {
    bool hasNotificationActive() const noexcept { return hasNotificationActive_; }
    void hasNotificationActiveIs( bool on ) override;
    static const Quor::Type *_fwkType() noexcept;
-   const Quor::Type *fwkType() const override { return _fwkType(); }
+   const Quor::Type *fwkType() const override;
    virtual void quorDoZombieReactors( bool on );
 
  private:

@@ -58,7 +58,9 @@ class GenericIf : public PtrInterface {
    /// Another interface to the same entity, or to a copy of the value, just as const.
    virtual Ptr<GenericIf> clone() const = 0;
    /// The instance itself when it is of this type, else null.
-   void *voidPtrIs( const Type *wanted ) { return wanted == type() ? instance() : nullptr; }
+   void *voidPtrIs( const Type *wanted ) {
+      return wanted && *wanted == *type() ? instance() : nullptr;
+   }
 
    /// The entity's own switches; nothing for a value.
    virtual void quorDoZombieReactors( bool ) {}

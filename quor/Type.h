@@ -91,6 +91,10 @@ struct Type {
    Ptr<NotifieeConst> ( *watch )( void *instance, GenericObserver &observer,
                                   Binding binding ) = nullptr;
 
+   /// The same type: each shared object that uses a description has its own copy of the constant.
+   constexpr bool operator==( const Type &other ) const noexcept {
+      return this == &other || name == other.name;
+   }
    /// Null when the type has no such attribute of its own.
    constexpr const Attribute *find( std::string_view attribute ) const noexcept {
       for( const Attribute &a : attributes ) {

@@ -22,8 +22,16 @@ const Quor::Type *CurrentVrrpStateForInit::_fwkType() noexcept {
    return Quor::typeOf<CurrentVrrpStateForInit>();
 }
 
+const Quor::Type *CurrentVrrpStateForInit::fwkType() const {
+   return _fwkType();
+}
+
 const Quor::Type *VrrpSmHelper::_fwkType() noexcept {
    return Quor::typeOf<VrrpSmHelper>();
+}
+
+const Quor::Type *VrrpSmHelper::fwkType() const {
+   return _fwkType();
 }
 
 std::span<const Quor::Type *const> orloVrrpHelperTypes() noexcept {

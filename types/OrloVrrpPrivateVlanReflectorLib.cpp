@@ -55,16 +55,32 @@ const Quor::Type *VirtualRouterMacTable::_fwkType() noexcept {
    return Quor::typeOf<VirtualRouterMacTable>();
 }
 
+const Quor::Type *VirtualRouterMacTable::fwkType() const {
+   return _fwkType();
+}
+
 const Quor::Type *EthAddrsForIntf::_fwkType() noexcept {
    return Quor::typeOf<EthAddrsForIntf>();
+}
+
+const Quor::Type *EthAddrsForIntf::fwkType() const {
+   return _fwkType();
 }
 
 const Quor::Type *VlanIntfSm::_fwkType() noexcept {
    return Quor::typeOf<VlanIntfSm>();
 }
 
+const Quor::Type *VlanIntfSm::fwkType() const {
+   return _fwkType();
+}
+
 const Quor::Type *LibSm::_fwkType() noexcept {
    return Quor::typeOf<LibSm>();
+}
+
+const Quor::Type *LibSm::fwkType() const {
+   return _fwkType();
 }
 
 std::span<const Quor::Type *const> orloVrrpPrivateVlanReflectorLibTypes() noexcept {

@@ -36,6 +36,10 @@ const Quor::Type *VrrpSm::_fwkType() noexcept {
    return Quor::typeOf<VrrpSm>();
 }
 
+const Quor::Type *VrrpSm::fwkType() const {
+   return _fwkType();
+}
+
 std::span<const Quor::Type *const> orloVrrpSmTypes() noexcept {
    static constexpr std::array<const Quor::Type *, 2> types{ &Quor::Describe<QueueMetadata>::type,
                                                              &Quor::Describe<VrrpSm>::type };
