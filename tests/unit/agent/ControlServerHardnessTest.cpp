@@ -4,33 +4,10 @@
 #include <list>
 #include <random>
 
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace OrloAgent {
 namespace {
 
-using namespace std::chrono_literals;
-
 using Json = nlohmann::json;
-
-/// No more file descriptors for this process while it lives.
-class NoDescriptors {
- public:
-   NoDescriptors() {
-      EXPECT_EQ( getrlimit( RLIMIT_NOFILE, &before_ ), 0 );
-      rlimit none = before_;
-      none.rlim_cur = 0;
-      EXPECT_EQ( setrlimit( RLIMIT_NOFILE, &none ), 0 );
-   }
-   ~NoDescriptors() { EXPECT_EQ( setrlimit( RLIMIT_NOFILE, &before_ ), 0 ); }
-   NoDescriptors( const NoDescriptors & ) = delete;
-   NoDescriptors &operator=( const NoDescriptors & ) = delete;
-
- private:
-   rlimit before_{};
-};
 
 TEST_F( ControlServerTest, WhatIsNoRequestIsAnsweredWithAnErrorAndTheConnectionGoesOn ) {
    start();
@@ -219,34 +196,6 @@ TEST_F( ControlServerTest, OneClientTooManyIsToldSoAndClosed ) {
    clients.pop_front();
    EXPECT_TRUE( eventuallyClients( Protocol::mostClients - 1 ) );
    expectServed();
-}
-
-TEST_F( ControlServerTest, WithoutFileDescriptorsAcceptingPauses ) {
-   ControlServer::Settings settings;
-   settings.path = folder_.path( "control" );
-   settings.acceptPause = 1h;
-   start( settings );
-   TestSocket client( AF_UNIX );
-   const NoDescriptors none;
-   client.connect( path_ );
-   EXPECT_TRUE( thread_.eventually( [&] { return server_->isPaused(); } ) );
-   thread_.settle();
-   EXPECT_TRUE( thread_.call( [&] { return server_->isPaused(); } ) );
-}
-
-TEST_F( ControlServerTest, WhoWaitedForAFileDescriptorIsServedAfterThePause ) {
-   ControlServer::Settings settings;
-   settings.path = folder_.path( "control" );
-   settings.acceptPause = 1ms;
-   start( settings );
-   TestSocket client( AF_UNIX );
-   {
-      const NoDescriptors none;
-      client.connect( path_ );
-      ASSERT_TRUE( client.send( request( 1, "echo" ) ) );
-      EXPECT_TRUE( thread_.eventually( [&] { return server_->isPaused(); } ) );
-   }
-   EXPECT_EQ( client.json()["id"], 1 );
 }
 
 } // namespace

@@ -1,13 +1,10 @@
 // The control socket's protocol: one request a line, answers, rows, events.
 #include "tests/unit/agent/FakeControlHandler.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace OrloAgent {
 namespace {
-
-using namespace std::chrono_literals;
 
 using Json = nlohmann::json;
 
