@@ -6,9 +6,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace OrloCtl {
@@ -19,6 +22,16 @@ using Json = nlohmann::json;
 
 constexpr const char *kSeeHelp = "; see orloctl --help";
 constexpr unsigned kMostVlan = 4095;
+// Stands before a word that CLI11 would take for a list, "[a,b]", and take apart.
+constexpr char kGuard = '\x01';
+
+std::string guarded( const std::string &word ) {
+   return word.starts_with( '[' ) ? kGuard + word : word;
+}
+
+std::string unguarded( const std::string &word ) {
+   return word.starts_with( kGuard ) ? word.substr( 1 ) : word;
+}
 
 /// The commands as CLI11 sees them, and where it puts what it reads.
 class Grammar {
@@ -36,8 +49,12 @@ class Grammar {
    }
 
    CommandLine read( int argc, const char *const *argv ) {
+      std::vector<std::string> words; // the last one first, as it wants them
+      for( int i = argc - 1; i > 0; --i ) {
+         words.push_back( guarded( argv[i] ) );
+      }
       try {
-         app_.parse( argc, argv );
+         app_.parse( std::move( words ) );
       } catch( const CLI::CallForHelp & ) {
          line_.help = app_.help();
          return std::move( line_ );
@@ -130,7 +147,7 @@ class Grammar {
          arguments["arguments"] = values_;
       } );
       call->add_option( "PATH", path_, "Which one" )->required();
-      call->add_option( "ARG", values_, "Its arguments" )->allow_extra_args( false );
+      call->add_option( "ARG", values_, "Its arguments" );
       CLI::App *const watch = command( app_, "watch", "Prints changes as they happen", pathIfAny );
       watch->add_option( "PATH", path_, "Only those at this path and below" );
       CLI::App *const complete =
@@ -162,10 +179,13 @@ class Grammar {
    }
 
    void refuseExtras() {
-      for( const CLI::App *app = &app_; app; app = chosen( *app ) ) {
-         const std::vector<std::string> extras = app->remaining();
-         if( !extras.empty() ) {
-            refuse( extras.front(), *app );
+      const CLI::App *last = &app_;
+      while( const CLI::App *const next = chosen( *last ) ) {
+         last = next;
+      }
+      for( const std::string &word : app_.remaining( true ) ) {
+         if( word != "--" ) {
+            refuse( unguarded( word ), *last );
          }
       }
    }
@@ -204,6 +224,17 @@ class Grammar {
          line_.command += ( line_.command.empty() ? "" : " " ) + app->get_name();
          if( const Fill &fill = fills_.at( app ) ) {
             fill( line_.arguments );
+         }
+      }
+      const auto unguard = []( Json &value ) {
+         if( value.is_string() ) {
+            value = unguarded( value.get<std::string>() );
+         }
+      };
+      for( Json &value : line_.arguments ) {
+         unguard( value );
+         if( value.is_array() ) {
+            std::for_each( value.begin(), value.end(), unguard );
          }
       }
       if( line_.command.empty() ) {
