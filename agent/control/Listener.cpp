@@ -17,6 +17,8 @@ Listener::Listener( EventLoop &loop, FileDescriptor listening, std::chrono::micr
                     Accepted accepted )
       : loop_( loop ), socket_( std::move( listening ) ), pause_( pause ),
         accepted_( std::move( accepted ) ) {
+   // The loop's first timer takes a descriptor. It is needed when there are none.
+   subscription_ = loop_.after( pause_, [] {} );
    listen();
 }
 

@@ -7,8 +7,10 @@
 #include <csignal>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace OrloAgent {
@@ -46,6 +48,43 @@ TEST_F( EventLoopTest, CallsWhileThereIsSomethingToRead ) {
    write();
    loop_.run();
    EXPECT_EQ( calls, 3 );
+}
+
+TEST_F( EventLoopTest, CallsWhileThereIsRoomToWrite ) {
+   int calls = 0;
+   const auto writable = loop_.onWritable( pipe_[1], [&] {
+      if( ++calls == 3 ) {
+         loop_.stop();
+      }
+   } );
+   loop_.run();
+   EXPECT_EQ( calls, 3 );
+}
+
+TEST_F( EventLoopTest, WhoWaitsForRoomIsCalledWhenTheOtherEndReads ) {
+   ASSERT_GT( fcntl( pipe_[1], F_SETPIPE_SZ, 4096 ), 0 );
+   const std::string page( 4096, 'x' );
+   ASSERT_EQ( ::write( pipe_[1], page.data(), page.size() ), 4096 );
+   std::string order;
+   const auto writable = loop_.onWritable( pipe_[1], [&] {
+      order += "room";
+      loop_.stop();
+   } );
+   const auto timer = loop_.after( 1ms, [&] {
+      order += "read ";
+      std::string all( 4096, ' ' );
+      EXPECT_EQ( ::read( pipe_[0], all.data(), all.size() ), 4096 );
+   } );
+   loop_.run();
+   EXPECT_EQ( order, "read room" );
+}
+
+TEST_F( EventLoopTest, OneDescriptorTakesTheOtherSubscriptionOnceTheFirstHasEnded ) {
+   std::optional<EventLoop::Subscription> first( loop_.onReadable( pipe_[1], [] {} ) );
+   EXPECT_THROW( loop_.onWritable( pipe_[1], [] {} ), std::system_error );
+   first.reset();
+   const auto second = loop_.onWritable( pipe_[1], [&] { loop_.stop(); } );
+   EXPECT_NO_THROW( loop_.run() );
 }
 
 TEST_F( EventLoopTest, ATimerCallsOnce ) {

@@ -1,0 +1,31 @@
+// Why orloctl ends with something else than success.
+#ifndef ORLOCTL_FAILURE_H
+#define ORLOCTL_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+
+namespace OrloCtl {
+
+/// what() is shown after "orloctl: ".
+class Failure : public std::runtime_error {
+ public:
+   /// Exit status.
+   enum Status : int {
+      no = 1,         ///< the agent's answer is no, or cannot be shown
+      usage = 2,      ///< the command line is wrong
+      unreachable = 3 ///< there is no agent, or it does not answer
+   };
+
+   Failure( Status status, const std::string &message )
+         : std::runtime_error( message ), status_( status ) {}
+
+   Status status() const noexcept { return status_; }
+
+ private:
+   Status status_;
+};
+
+} // namespace OrloCtl
+
+#endif

@@ -1,0 +1,202 @@
+// Clients that make mistakes, do not read, vanish, or mean harm.
+#include "tests/unit/agent/FakeControlHandler.h"
+
+#include <list>
+#include <random>
+
+namespace OrloAgent {
+namespace {
+
+using Json = nlohmann::json;
+
+TEST_F( ControlServerTest, WhatIsNoRequestIsAnsweredWithAnErrorAndTheConnectionGoesOn ) {
+   start();
+   TestSocket client( path_ );
+   const std::string head = "{\"schema\":1,\"id\":3,";
+   const std::vector<std::string> lines{
+         "",
+         "garbage",
+         std::string( 100, '\0' ),
+         "\xff\xfe\x80",
+         "7",
+         "[]",
+         "\"text\"",
+         "{}",
+         "{\"schema\":1}",
+         "{\"schema\":2,\"id\":3,\"command\":\"echo\"}",
+         "{\"schema\":\"1\",\"id\":3,\"command\":\"echo\"}",
+         "{\"schema\":1,\"id\":\"3\",\"command\":\"echo\"}",
+         "{\"schema\":1,\"id\":3.5,\"command\":\"echo\"}",
+         "{\"schema\":1,\"id\":1e999,\"command\":\"echo\"}",
+         "{\"schema\":1,\"id\":99999999999999999999999,\"command\":\"echo\"}",
+         "{\"schema\":1,\"id\":[],\"command\":\"echo\"}",
+         head + "\"command\":7}",
+         head + "\"command\":\"\"}",
+         head + "\"command\":null}",
+         head + "\"arguments\":{}}",
+         head + "\"command\":\"echo\",\"arguments\":[]}",
+         head + "\"command\":\"echo\",\"arguments\":null}",
+         head + "\"command\":\"echo\",\"argument\":{}}",
+         head + "\"command\":\"echo\",\"command\":\"echo\"}",
+         head + "\"command\":\"echo\",\"arguments\":{\"a\":1,\"a\":2}}",
+         head + "\"command\":\"echo\"} // with a comment",
+         head + "\"command\":\"echo\"",
+         head + "\"command\":\"echo\",\"arguments\":{\"a\":\"\xff\"}}",
+         std::string( 60000, '[' ),
+         std::string( 30000, '[' ) + std::string( 30000, ']' ),
+         head + "\"command\":\"echo\",\"arguments\":{\"a\":" + std::string( 63, '[' ) +
+               std::string( 63, ']' ) + "}}",
+   };
+   for( const std::string &line : lines ) {
+      ASSERT_TRUE( client.send( line + "\n" ) );
+      const Json answer = client.json();
+      EXPECT_EQ( answer["error"]["kind"], "usage" ) << line.substr( 0, 100 );
+      const std::string message = answer["error"]["message"];
+      EXPECT_EQ( message.find( "bad request: " ), 0u ) << message;
+      EXPECT_LT( message.size(), 300u );
+   }
+   EXPECT_EQ( handler_.answers, 0 );
+   ASSERT_TRUE( client.send( request( 8, "echo" ) ) );
+   EXPECT_EQ( client.json()["id"], 8 );
+}
+
+TEST_F( ControlServerTest, AnErrorCarriesTheIdWhenThereIsOne ) {
+   start();
+   TestSocket client( path_ );
+   ASSERT_TRUE( client.send( "{\"schema\":9,\"id\":3}\n{\"id\":3,\"id\":3}\n" ) );
+   EXPECT_EQ( client.json(), error( 3, "usage", "bad request: \"schema\" must be 1" ) );
+   EXPECT_EQ( client.json(),
+              error( nullptr, "usage", "bad request: /id: this member stands here twice" ) );
+}
+
+TEST_F( ControlServerTest, RandomBytesAreAnsweredAndHarmNobody ) {
+   start();
+   std::mt19937 random( 1 );
+   const std::string good = request( 1, "rows", { { "count", 3 } } );
+   for( int i = 0; i < 300; ++i ) {
+      std::string text = good + good + good;
+      for( int changes = 0; changes < 6; ++changes ) {
+         text[random() % text.size()] = static_cast<char>( random() );
+      }
+      TestSocket client( path_ );
+      client.send( text );
+      client.endSending();
+      EXPECT_FALSE( client.rest().empty() );
+   }
+   expectServed();
+   EXPECT_TRUE( eventuallyClients( 0 ) );
+}
+
+TEST_F( ControlServerTest, ARequestOfTheGreatestLengthIsServedAndALongerOneEndsTheConnection ) {
+   start();
+   std::string longest = request( 1, "echo" );
+   longest.pop_back();
+   longest.resize( Protocol::longestRequest, ' ' );
+   TestSocket client( path_ );
+   ASSERT_TRUE( client.send( longest + "\n" ) );
+   EXPECT_EQ( client.json()["id"], 1 );
+   ASSERT_TRUE( client.send( longest + " " ) ); // an end is not even needed
+   EXPECT_EQ( client.json(), error( nullptr, "usage", "bad request: longer than 65536 bytes" ) );
+   EXPECT_EQ( client.rest(), "" );
+   EXPECT_TRUE( eventuallyClients( 0 ) );
+}
+
+TEST_F( ControlServerTest, ALineOfTenMillionBytesIsCutOff ) {
+   start();
+   TestSocket client( path_ );
+   EXPECT_FALSE( client.send( std::string( 10'000'000, '[' ) ) );
+   EXPECT_EQ( client.json()["error"]["kind"], "usage" );
+   EXPECT_EQ( client.rest(), "" );
+   expectServed();
+}
+
+TEST_F( ControlServerTest, HalfARequestIsWaitedForAndAtItsEndRefused ) {
+   start();
+   TestSocket client( path_ );
+   ASSERT_TRUE( client.send( "{\"schema\":1,\"id\":1," ) );
+   expectServed();
+   client.endSending();
+   EXPECT_EQ( client.json(),
+              error( nullptr, "usage", "bad request: the end of its line is missing" ) );
+   EXPECT_EQ( client.rest(), "" );
+}
+
+TEST_F( ControlServerTest, AClientThatNeverReadsHoldsABoundedAmountAndNobodyUp ) {
+   start();
+   constexpr int kRows = 100000;
+   TestSocket lazy( path_ );
+   ASSERT_TRUE( lazy.send( request( 1, "rows", { { "count", kRows }, { "size", 100 } } ) ) );
+   for( int i = 0; i < 20; ++i ) {
+      expectServed();
+   }
+   thread_.settle();
+   const int fetched = thread_.call( [&] { return handler_.rows; } );
+   EXPECT_GT( fetched, 0 );
+   EXPECT_LT( fetched, 10000 ) << "a megabyte";
+   thread_.settle();
+   EXPECT_EQ( thread_.call( [&] { return handler_.rows; } ), fetched );
+   // It is not forgotten either.
+   std::size_t rows = 0;
+   Json line = lazy.json();
+   for( ; line.contains( "rows" ); line = lazy.json() ) {
+      rows += line["rows"].size();
+   }
+   EXPECT_EQ( rows, std::size_t{ kRows } );
+   EXPECT_EQ( line["result"]["total"], kRows );
+}
+
+TEST_F( ControlServerTest, RequestsOfAClientThatDoesNotReadStayInTheKernel ) {
+   start();
+   TestSocket lazy( path_ );
+   const timeval soon{ 0, 100000 };
+   setsockopt( lazy.get(), SOL_SOCKET, SO_SNDTIMEO, &soon, sizeof( soon ) );
+   const std::string one = request( 1, "echo", { { "text", std::string( 10000, 'x' ) } } );
+   int sent = 0;
+   while( sent < 5000 && lazy.send( one ) ) { // until the kernel takes no more
+      ++sent;
+   }
+   EXPECT_LT( sent, 5000 );
+   EXPECT_LE( thread_.call( [&] { return handler_.answers; } ), sent );
+   expectServed();
+   thread_.settle();
+   const int answers = thread_.call( [&] { return handler_.answers; } );
+   thread_.settle();
+   EXPECT_EQ( thread_.call( [&] { return handler_.answers; } ), answers );
+}
+
+TEST_F( ControlServerTest, ClientsVanishAtAnyMoment ) {
+   start();
+   for( int lines = 0; lines < 8; ++lines ) {
+      TestSocket client( path_ );
+      ASSERT_TRUE( client.send( request( 1, "rows", { { "count", 1000000 } } ) ) );
+      for( int i = 0; i < lines; ++i ) {
+         EXPECT_TRUE( client.json().contains( "rows" ) );
+      }
+   }
+   { TestSocket silent( path_ ); }
+   { TestSocket( path_ ).send( "{\"half" ); }
+   { TestSocket( path_ ).send( request( 1, "follow", { { "count", 5000 } } ) ); }
+   expectServed();
+   EXPECT_TRUE( eventuallyClients( 0 ) );
+   EXPECT_TRUE(
+         thread_.eventually( [&] { return handler_.holders == 0 && handler_.followers == 0; } ) );
+}
+
+TEST_F( ControlServerTest, OneClientTooManyIsToldSoAndClosed ) {
+   start();
+   std::list<TestSocket> clients;
+   for( std::size_t i = 0; i < Protocol::mostClients; ++i ) {
+      clients.emplace_back( path_ );
+   }
+   ASSERT_TRUE( eventuallyClients( Protocol::mostClients ) );
+   TestSocket oneMore( path_ );
+   EXPECT_EQ( oneMore.json(),
+              error( nullptr, "busy", "there are 64 clients already; try again later" ) );
+   EXPECT_EQ( oneMore.rest(), "" );
+   clients.pop_front();
+   EXPECT_TRUE( eventuallyClients( Protocol::mostClients - 1 ) );
+   expectServed();
+}
+
+} // namespace
+} // namespace OrloAgent
