@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <map>
@@ -52,11 +51,8 @@ bool isTerminal() {
 }
 
 Look lookOf( CommandLine::Color color ) {
-   const char *const terminal = std::getenv( "TERM" );
-   const bool mayColor = isTerminal() && !std::getenv( "NO_COLOR" ) && terminal &&
-                         std::strcmp( terminal, "dumb" ) != 0;
    return { color == CommandLine::Color::always ||
-                  ( color == CommandLine::Color::automatic && mayColor ),
+                  ( color == CommandLine::Color::automatic && isTerminal() ),
             std::time( nullptr ) };
 }
 

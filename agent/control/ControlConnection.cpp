@@ -150,7 +150,7 @@ bool ControlConnection::follow( const Json &id, const std::string &command,
    // before it is known whether it is one.
    const std::size_t before = output_.size();
    add( id, "result", textOf( { { "following", true } } ) );
-   stream_.emplace().id = id;
+   stream_.emplace( id );
    const auto takeBack = [&] {
       const auto ends = std::exchange( stream_, std::nullopt );
       output_.shrinkTo( before );

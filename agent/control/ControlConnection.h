@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace OrloAgent {
 
@@ -44,6 +45,8 @@ class ControlConnection {
    };
    /// A command that follows.
    struct Stream {
+      explicit Stream( nlohmann::json given ) : id( std::move( given ) ) {}
+
       nlohmann::json id;
       std::uint64_t sequence = 0;
       std::uint64_t lost = 0; ///< since the last event that fitted

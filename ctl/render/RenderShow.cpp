@@ -223,9 +223,9 @@ std::string renderExplain( const Json &result, const Look &look ) {
       const bool isGood = step.flag( "ok" );
       std::string name = step.text( "step" );
       name.resize( nameWidth, ' ' );
-      const std::string count = std::to_string( ++number );
-      const std::string lead = std::string( count.size() < 2 ? 1 : 0, ' ' ) + count + ". " + name +
-                               "  " + ( isGood ? "ok" : "NO" ) + "  ";
+      std::string lead = std::to_string( ++number ) + ". ";
+      lead.insert( 0, lead.size() < 4 ? " " : "" );
+      lead += name + "  " + ( isGood ? "ok" : "NO" ) + "  ";
       std::string lines = hanging( lead, step.text( "text" ) );
       const std::size_t mark = lead.size() - 4;
       lines.replace(
