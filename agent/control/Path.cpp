@@ -132,6 +132,7 @@ void Path::readComponent() {
                                     [&]( const Attribute *a ) { return a->name == name; } );
    if( found == attributes.end() ) {
       std::vector<std::string_view> names;
+      names.reserve( attributes.size() );
       for( const Attribute *const known : attributes ) {
          names.push_back( known->name );
       }

@@ -182,8 +182,8 @@ Ptr<GenericIf> PathAccess::valueFor( const Type &type, const std::string &text,
                           shortened( text ) + ": " + error.what() );
       }
    }
-   const Ptr<GenericIf> object = Path( roots_, text ).value();
-   if( !object || object->type() != &type ) {
+   Ptr<GenericIf> object = Path( roots_, text ).value();
+   if( !object || object->type()->name != type.name ) {
       throw PathError( what + " cannot be " + shortened( text ) + ": it is " +
                        ( object ? "a " + std::string( object->type()->name ) : "null" ) +
                        ", not a " + std::string( type.name ) );
@@ -273,6 +273,7 @@ json PathAccess::call( const std::string &path, const std::vector<std::string> &
                        std::to_string( kMostArguments ) + " are the most" );
    }
    std::vector<GenericList::Element> elements;
+   elements.reserve( arguments.size() );
    for( const std::string &text : arguments ) {
       elements.push_back( argument( at, elements.size(), text ) );
    }

@@ -336,7 +336,7 @@ std::string Permissions::ofReactor( const Change &change ) const {
 
 std::string Permissions::ofHandlingVlan( const Change &change ) const {
    const VlanId *const vlan = argumentOf<VlanId>( change );
-   const std::string harm = ofReactor( change );
+   std::string harm = ofReactor( change );
    if( !vlan || !harm.empty() ) {
       return harm;
    }
@@ -353,7 +353,7 @@ std::string Permissions::ofHandlingVlan( const Change &change ) const {
 
 std::string Permissions::ofHandlingMac( const Change &change ) const {
    const EthAddr *const mac = argumentOf<EthAddr>( change );
-   const std::string harm = ofReactor( change );
+   std::string harm = ofReactor( change );
    if( !mac || !harm.empty() ) {
       return harm;
    }

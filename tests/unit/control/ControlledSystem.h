@@ -1,6 +1,6 @@
 // A running system that is reached by path, on hardware that checks what it is asked to do.
-#ifndef TESTS_UNIT_AGENT_CONTROLLEDSYSTEM_H
-#define TESTS_UNIT_AGENT_CONTROLLEDSYSTEM_H
+#ifndef TESTS_UNIT_CONTROL_CONTROLLEDSYSTEM_H
+#define TESTS_UNIT_CONTROL_CONTROLLEDSYSTEM_H
 
 #include "agent/control/PathAccess.h"
 #include "agent/control/PathError.h"

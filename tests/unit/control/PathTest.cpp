@@ -1,5 +1,5 @@
 // What is found, listed and said by path.
-#include "tests/unit/agent/ControlledSystem.h"
+#include "tests/unit/control/ControlledSystem.h"
 
 #include "agent/control/Nearest.h"
 #include "agent/control/TypedText.h"

@@ -1,7 +1,7 @@
 // Whatever is tried by path on a running system, the system stays sound.
 #include "agent/control/TypedText.h"
 #include "quor/GenericInstance.h"
-#include "tests/unit/agent/ControlledSystem.h"
+#include "tests/unit/control/ControlledSystem.h"
 #include "tests/unit/quor/Dice.h"
 
 namespace OrloAgent {

@@ -1,6 +1,6 @@
 // What may be changed by hand, and what every other change would do.
 #include "agent/control/TypedText.h"
-#include "tests/unit/agent/ControlledSystem.h"
+#include "tests/unit/control/ControlledSystem.h"
 
 namespace OrloAgent {
 namespace {
