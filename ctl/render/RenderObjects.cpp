@@ -38,7 +38,8 @@ Table tableOf( Member kind ) {
 }
 
 std::string typeText( const Fields &row ) {
-   std::string text = row.text( "type" );
+   // A function that returns nothing has the type null.
+   std::string text = row.has( "arguments" ) ? row.textIfAny( "type" ) : row.text( "type" );
    if( const std::string key = row.textIfAny( "key" ); !key.empty() ) {
       text += "[" + key + "]";
    }

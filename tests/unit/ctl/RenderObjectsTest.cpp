@@ -59,6 +59,18 @@ TEST( RenderList, AttributesTellTheirTypeAndWhatMayBeDone ) {
               "                                  EthAddr)\n" );
 }
 
+TEST( RenderList, AFunctionThatReturnsNothingHasOnlyArguments ) {
+   const Json members{ { { "name", "doCleanup" },
+                         { "id", 144 },
+                         { "kind", "function" },
+                         { "type", nullptr },
+                         { "arguments", Json::array() },
+                         { "writable", false } } };
+   EXPECT_EQ( renderList( { { "members", members } }, kPlain ),
+              "NAME        ID  KIND      TYPE  WRITABLE  VALUE\n"
+              "doCleanup  144  function  ()    no        -\n" );
+}
+
 TEST( RenderValue, AValueStandsAlone ) {
    EXPECT_EQ( renderValue( { { "path", "/a" }, { "type", "bool" }, { "value", true } }, kPlain ),
               "yes\n" );
