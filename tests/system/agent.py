@@ -132,13 +132,13 @@ class Pool:
 class Agent:
     """An agent on a switch. Each expect() accounts for every change since the one before."""
 
-    def __init__(self, switch, indexes=8, interfaces=(SVI10,), on_line=None, metrics=None):
+    def __init__(self, switch, indexes=8, interfaces=(SVI10,), on_line=None, control=None):
         if not os.access(PROGRAM, os.X_OK):
             raise LabError(f'there is no {PROGRAM}: build it first, or set ORLO_AGENT')
         self._switch = switch
         self.slots = switch.path('slots')
         self.socket = switch.path('control')
-        self._control = {'path': self.socket, **({'metrics': {'port': metrics}} if metrics else {})}
+        self._control = {'path': self.socket, **(control or {})}
         self.configure(indexes, interfaces)
         self.start(on_line)
 
