@@ -132,10 +132,11 @@ class Pool:
 class Agent:
     """An agent on a switch. Each expect() accounts for every change since the one before."""
 
-    def __init__(self, switch, indexes=8, interfaces=(SVI10,), on_line=None, control=None):
+    def __init__(self, switch, indexes=8, interfaces=(SVI10,), on_line=None, control=None, prefix=()):
         if not os.access(PROGRAM, os.X_OK):
             raise LabError(f'there is no {PROGRAM}: build it first, or set ORLO_AGENT')
         self._switch = switch
+        self._prefix = prefix  # of the command: what starts it
         self.slots = switch.path('slots')
         self.socket = switch.path('control')
         self._control = {'path': self.socket, **(control or {})}
@@ -151,7 +152,7 @@ class Agent:
 
     def start(self, on_line=None):
         """Starts it, also once more after its end, and waits until it is ready."""
-        self.process = self._switch.start(PROGRAM, self.configuration, on_line=on_line)
+        self.process = self._switch.start(*self._prefix, PROGRAM, self.configuration, on_line=on_line)
         self.ended = False
         self._seen = 0
         self._pool, self._judged = Pool(self.indexes), 0
