@@ -65,8 +65,8 @@ class Client:
 
     def __init__(self, path, timeout=10.0):
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        self.socket.connect(path)  # without a time-out: it waits for its turn
         self.socket.settimeout(timeout)
-        self.socket.connect(path)
         self._buffer = b''
 
     def send(self, data):
