@@ -174,6 +174,26 @@ class ClientsTest(SystemTest):
         except TimeoutError:
             return None
 
+    def test_a_list_that_is_half_read_when_the_programmer_starts_anew(self):
+        agent, options = self.many()
+        client, hardware = self.client(agent), agent.hardware()
+        for _ in range(5):  # more than is kept for a client: one of the answers is under way
+            client.request('list', path='vrrpSm/virtualRouterIndex')
+        self.assertEqual(0, client.line()['rows'][0]['path'].find('vrrpSm/virtualRouterIndex['))
+
+        agent.configure(2400, options['interfaces'])
+        self.assertEqual(0, self.ctl(agent).json('reload')['calls'])
+        self.assertEqual([], agent.take_anew(0))
+
+        ends = []
+        while len(ends) < 5:
+            line = client.line()
+            ends += [line] if 'rows' not in line else []
+        self.assertEqual(['the programmer was started anew meanwhile: ask again'],
+                         [end['error']['message'] for end in ends if 'error' in end])
+        self.assertEqual([2010] * 2, [len(client.ask('show pairs')['pairs']), len(agent.words())])
+        self.assertEqual(hardware[64:], agent.hardware()[64:len(hardware)])
+
     def test_a_hundred_connections_at_once(self):
         agent = self.start()
         clients = [self.client(agent) for _ in range(100)]

@@ -397,6 +397,24 @@ class FollowingTest(SystemTest):
         expected.append(('virtualRouterMacStatus', 'vrrpVirtualMac', f'br10,{mac(51)}', True))
         self.assertEqual(expected, told)
 
+    def test_watch_goes_on_when_the_programmer_starts_anew(self):
+        agent = self.agent()
+        self.left.router(51)
+        agent.expect(appears(51))
+        client = self.client(agent)
+        client.request('watch', path='vrrpSm/virtualRouterIndex')
+        self.assertEqual({'following': True}, client.line()['result'])
+
+        agent.configure(9)
+        self.ctl(agent).json('reload')
+        self.assertEqual([], agent.take_anew(0))
+        self.left.router(52)
+        agent.expect(appears(52))
+
+        told = [client.line()['event'] for _ in range(3)]
+        self.assertEqual([(f'{change.where},{mac(52)}', change.number) for change in agent.changes()[-3:]],
+                         [(event['key'], event['value']) for event in told])
+
     def test_orloctl_watch_prints_it(self):
         agent, over = self.fail_over()
         ctl = self.ctl(agent)

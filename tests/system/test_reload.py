@@ -34,7 +34,11 @@ class ReloadTest(SystemTest):
         """Writes the configuration and lets the agent take it; returns what orloctl says of it, if that was asked."""
         agent.configure(indexes if indexes is not None else agent.indexes, interfaces)
         if not by_signal:
-            return self.ctl(agent).json('reload')
+            writes = agent.writes()
+            done = self.ctl(agent).json('reload')
+            # A slot that was written back and forth in between would count as well.
+            self.assertEqual(done['calls'], agent.writes() - writes)
+            return done
         self.reload_by_signal(agent, 'reloaded')
         return None
 
