@@ -317,7 +317,7 @@ Json View::summary() const {
    }
    return { { "version", programming.pluginVersion() },
             { "kind", agent_.configuration().hardware.kind },
-            { "helper", programming.helper() ? valueToStrep( programming.helper()->name() ) : "" },
+            { "helper", programming.helper() ? programming.helper()->name().text() : "" },
             { "ready", agent_.isReady() },
             { "uptimeSeconds", ( agent_.clock()() - agent_.startedAt() ).count() },
             { "interfaces", programming.vlanSets()->sviVlanSets().size() },

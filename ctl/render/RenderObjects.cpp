@@ -56,8 +56,9 @@ std::string shortType( const std::string &type ) {
 }
 
 std::string typeText( const Fields &row ) {
+   // A function that returns nothing has the type null.
    std::string text =
-         shortType( row.textIfAny( "type" ) ); // of a function that gives nothing: none
+         shortType( row.has( "arguments" ) ? row.textIfAny( "type" ) : row.text( "type" ) );
    if( const std::string key = row.textIfAny( "key" ); !key.empty() ) {
       text += "[" + shortType( key ) + "]";
    }

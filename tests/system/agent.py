@@ -6,6 +6,7 @@ import json
 import os
 import re
 import signal
+import struct
 import subprocess
 import time
 
@@ -131,16 +132,22 @@ class Pool:
 class Agent:
     """An agent on a switch. Each expect() accounts for every change since the one before."""
 
-    def __init__(self, switch, indexes=8, interfaces=(SVI10,), on_line=None):
+    def __init__(self, switch, indexes=8, interfaces=(SVI10,), on_line=None, metrics=None):
         if not os.access(PROGRAM, os.X_OK):
             raise LabError(f'there is no {PROGRAM}: build it first, or set ORLO_AGENT')
         self._switch = switch
-        self.indexes = indexes
         self.slots = switch.path('slots')
-        self.configuration = switch.write('agent.json', json.dumps(
-            {'hardware': {'kind': 'memory', 'indexes': indexes, 'path': self.slots}, 'interfaces': list(interfaces)},
-            indent=2) + '\n')
+        self.socket = switch.path('control')
+        self._control = {'path': self.socket, **({'metrics': {'port': metrics}} if metrics else {})}
+        self.configure(indexes, interfaces)
         self.start(on_line)
+
+    def configure(self, indexes, interfaces=(SVI10,), **more):
+        """Writes the configuration; a running agent takes it when it reloads."""
+        self.indexes = indexes
+        self.configuration = self._switch.write('agent.json', json.dumps(
+            {'hardware': {'kind': 'memory', 'indexes': indexes, 'path': self.slots}, 'control': self._control,
+             'interfaces': list(interfaces), **more}, indent=2) + '\n')
 
     def start(self, on_line=None):
         """Starts it, also once more after its end, and waits until it is ready."""
@@ -161,6 +168,24 @@ class Agent:
     def take(self, count, timeout=5.0, settle=0.0):
         """Waits for the next changes, takes note of them and returns them. It is for the caller to compare them; when
         too few come in time, it returns those few. With settle it watches that much longer whether more come."""
+        came = self._next(count, timeout, settle)
+        self.judge()
+        return came
+
+    def take_anew(self, count, timeout=5.0, settle=0.0):
+        """Like take(), of a reload to another number of indexes. The pool is filled anew by that: what was held stays,
+        the others are free in ascending order, and the line is made again. So these changes are all the caller's."""
+        came = self._next(count, timeout, settle)
+        self._judged = len(self.changes())
+        rows = self._read_table(self._ask_for_table()).rows
+        self._pool = Pool(self.indexes)
+        self._pool.held = {(row.vlan, row.mac): row.place for row in rows if isinstance(row.place, int)}
+        self._pool.free = collections.deque(n for n in range(self.indexes) if n not in self._pool.held.values())
+        waiting = {int(row.place.split()[1]): (row.vlan, row.mac) for row in rows if isinstance(row.place, str)}
+        self._pool.line = [waiting[place] for place in sorted(waiting)]
+        return came
+
+    def _next(self, count, timeout, settle):
         deadline = time.monotonic() + timeout
         while True:
             lines = self.process.lines(self._seen)
@@ -171,7 +196,6 @@ class Agent:
             time.sleep(settle)
             lines = self.process.lines(self._seen)
         self._seen += len(lines)
-        self.judge()
         return [change for change in map(parse, lines) if change]
 
     def expect(self, changes=(), timeout=5.0, settle=0.0):
@@ -210,11 +234,19 @@ class Agent:
 
     def table(self):
         """Asks for the table; it must agree with the changes said so far."""
+        return self._table(self._ask_for_table())
+
+    def _ask_for_table(self):
         begin = len(self.process.lines())
         self.process.send(signal.SIGUSR1)
-        return self._table(begin)
+        return begin
 
     def _table(self, begin):
+        table = self._read_table(begin)
+        self._compare(table)
+        return table
+
+    def _read_table(self, begin):
         end = self.process.wait_line(TOTALS.match, 'the table', begin=begin)
         lines = self.process.lines()[begin:end + 1]
         header = next((n for n, line in enumerate(lines) if line.split()[:2] == ['VLAN', 'MAC']), None)
@@ -227,10 +259,7 @@ class Agent:
             vlan, address, interface, place, wanted, is_programmed = found.groups()
             rows.append(Row(int(vlan), address, interface, int(place) if place.isdigit() else place, wanted,
                             is_programmed))
-        totals = tuple(map(int, TOTALS.match(lines[-1]).groups()))
-        table = Table(rows, totals)
-        self._compare(table)
-        return table
+        return Table(rows, tuple(map(int, TOTALS.match(lines[-1]).groups())))
 
     def _compare(self, table):
         self.judge()
@@ -263,6 +292,15 @@ class Agent:
         """What is in the file of the hardware, byte for byte."""
         with open(self.slots, 'rb') as slots:
             return slots.read()
+
+    def writes(self):
+        """How often a slot has been written since the file was made."""
+        return struct.unpack_from('=Q', self.hardware(), 24)[0]
+
+    def words(self):
+        """What stands in each slot, by index; free ones are not in it."""
+        slots = struct.unpack_from(f'={self.indexes}Q', self.hardware(), 64)
+        return {index: word for index, word in enumerate(slots) if word}
 
 
 def run_agent(*arguments):

@@ -4,6 +4,7 @@ import unittest
 
 from agent import Agent
 from lab import Lab
+from orloctl import Client, Orloctl
 
 
 class SystemTest(unittest.TestCase):
@@ -22,6 +23,17 @@ class SystemTest(unittest.TestCase):
         agent = Agent(switch or self.left, **options)
         self.addCleanup(self._finish, agent)
         return agent
+
+    def ctl(self, agent):
+        """orloctl for an agent. What of it follows the agent ends with the test."""
+        ctl = Orloctl(agent.socket)
+        self.addCleanup(ctl.close)
+        return ctl
+
+    def client(self, agent):
+        client = Client(agent.socket)
+        self.addCleanup(client.close)
+        return client
 
     def _finish(self, agent):
         if self._outcome.success and not agent.ended:

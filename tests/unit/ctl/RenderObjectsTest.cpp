@@ -82,6 +82,18 @@ TEST( RenderList, AttributesTellTheirTypeAndWhatMayBeDone ) {
               "line              16  Line                             no   'chip'\n" );
 }
 
+TEST( RenderList, AFunctionThatReturnsNothingHasOnlyArguments ) {
+   const Json members{ { { "name", "doCleanup" },
+                         { "id", 144 },
+                         { "kind", "function" },
+                         { "type", nullptr },
+                         { "arguments", Json::array() },
+                         { "writable", false } } };
+   EXPECT_EQ( renderList( { { "members", members } }, kPlain ),
+              "NAME        ID  TYPE  SET  VALUE\n"
+              "doCleanup  144  ()    no   -\n" );
+}
+
 TEST( RenderValue, AValueStandsAlone ) {
    EXPECT_EQ( renderValue( { { "path", "/a" }, { "type", "bool" }, { "value", true } }, kPlain ),
               "true\n" );
