@@ -20,10 +20,10 @@ using Quor::Ptr;
 
 namespace {
 
-constexpr std::array<std::string_view, 18> kCommands{
+constexpr std::array<std::string_view, 16> kCommands{
       "show",  "show pairs", "show waiting", "show slots", "show interfaces", "explain", "list",
       "get",   "set",        "remove",       "call",       "complete",        "reload",  "metrics",
-      "watch", "trace",      "help",         "version" };
+      "watch", "trace" };
 
 } // namespace
 
