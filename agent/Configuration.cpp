@@ -5,6 +5,7 @@
 #include "agent/Library.h"
 #include "agent/Pair.h"
 #include "agent/Text.h"
+#include "text/Nearest.h"
 
 #include <algorithm>
 #include <array>
@@ -31,31 +32,6 @@ constexpr char kMemoryModule[] = "orlo-helper-memory.so";
 constexpr std::size_t kMostBytes = 4 << 20;
 constexpr std::size_t kLongestPath = 4095; // PATH_MAX without its zero byte, linux/limits.h
 
-std::string lower( std::string_view text ) {
-   std::string result( text );
-   std::transform( result.begin(), result.end(), result.begin(), []( char c ) {
-      return c >= 'A' && c <= 'Z' ? static_cast<char>( c | 32 ) : c;
-   } );
-   return result;
-}
-
-/// How many letters have to be put in, left out or changed to turn one word into the other.
-std::size_t distance( std::string_view a, std::string_view b ) {
-   std::vector<std::size_t> row( b.size() + 1 );
-   for( std::size_t j = 0; j < row.size(); ++j ) {
-      row[j] = j;
-   }
-   for( std::size_t i = 1; i <= a.size(); ++i ) {
-      std::size_t diagonal = std::exchange( row[0], i );
-      for( std::size_t j = 1; j <= b.size(); ++j ) {
-         const std::size_t changed = diagonal + ( a[i - 1] == b[j - 1] ? 0 : 1 );
-         diagonal = row[j];
-         row[j] = std::min( { row[j] + 1, row[j - 1] + 1, changed } );
-      }
-   }
-   return row.back();
-}
-
 using Names = std::initializer_list<const char *>;
 
 std::string listed( Names names ) {
@@ -67,15 +43,8 @@ std::string listed( Names names ) {
 }
 
 std::string suggestion( std::string_view word, Names names ) {
-   constexpr std::size_t kLongestName = 40;
-   if( word.size() > kLongestName ) {
-      return {};
-   }
-   const auto nearest = std::min_element( names.begin(), names.end(), [&]( auto a, auto b ) {
-      return distance( lower( word ), lower( a ) ) < distance( lower( word ), lower( b ) );
-   } );
-   const bool near = distance( lower( word ), lower( *nearest ) ) <= 2;
-   return near ? "did you mean \"" + std::string( *nearest ) + "\"? " : std::string();
+   const std::string_view meant = OrloText::nearest( word, { names.begin(), names.end() } );
+   return meant.empty() ? std::string() : "did you mean \"" + std::string( meant ) + "\"? ";
 }
 
 /// One value of the document, and where it stands. Everything it cannot give it answers with an

@@ -1,25 +1,54 @@
 #include "agent/Library.h"
 
+#include <cstdlib>
 #include <dlfcn.h>
+#include <exception>
+#include <iostream>
 
 namespace OrloAgent {
 
 namespace {
 
-void *opened( const std::string &path, const std::string &what, const std::string &advice ) {
-   const auto refuse = [&]( const std::string &why ) {
-      throw LibraryError( "cannot load " + what + " " + path + ": " + why + "; " + advice );
-   };
-   try {
-      void *const handle = dlopen( path.c_str(), RTLD_NOW | RTLD_LOCAL );
-      if( !handle ) {
-         refuse( dlerror() );
-      }
-      return handle;
-   } catch( const Quor::Exception &error ) { // out of what it does when it is loaded
-      refuse( std::string( "its start-up failed: " ) + error.what() );
+/// What a library does when it is loaded may throw, and nothing that is thrown gets out of
+/// dlopen(): the process ends there. While this lives it does so with a reason, and with the status
+/// of an agent that cannot run.
+class LoadingEnds {
+ public:
+   explicit LoadingEnds( const std::string &what ) : before_( std::set_terminate( &end ) ) {
+      what_ = &what;
    }
-   return nullptr;
+   ~LoadingEnds() { std::set_terminate( before_ ); }
+   LoadingEnds( const LoadingEnds & ) = delete;
+   LoadingEnds &operator=( const LoadingEnds & ) = delete;
+
+ private:
+   [[noreturn]] static void end() noexcept {
+      std::string why;
+      try {
+         if( const std::exception_ptr thrown = std::current_exception() ) {
+            std::rethrow_exception( thrown );
+         }
+      } catch( const std::exception &error ) {
+         why = std::string( ": " ) + error.what();
+      } catch( ... ) { // whatever it is, it has no words
+      }
+      std::cerr << "orlo-agent: cannot load " << *what_ << ": its start-up failed" << why
+                << std::endl;
+      std::_Exit( 1 );
+   }
+
+   static inline const std::string *what_ = nullptr;
+   const std::terminate_handler before_;
+};
+
+void *opened( const std::string &path, const std::string &what, const std::string &advice ) {
+   const std::string named = what + " " + path;
+   const LoadingEnds ends( named );
+   void *const handle = dlopen( path.c_str(), RTLD_NOW | RTLD_LOCAL );
+   if( !handle ) {
+      throw LibraryError( "cannot load " + named + ": " + dlerror() + "; " + advice );
+   }
+   return handle;
 }
 
 } // namespace
@@ -44,8 +73,8 @@ PluginLibrary::PluginLibrary( const std::string &path )
    }
    if( plugin_->abi != Orlo::Plugin::kAbi ) {
       throw LibraryError( "the plug-in " + path + " is of another version: its interface is " +
-                          std::to_string( plugin_->abi ) + ", this agent needs " +
-                          std::to_string( Orlo::Plugin::kAbi ) +
+                          std::to_string( plugin_->abi ) + " (" + plugin_->version +
+                          "), this agent needs " + std::to_string( Orlo::Plugin::kAbi ) +
                           "; install the plug-in that belongs to this agent" );
    }
 }

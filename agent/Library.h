@@ -20,7 +20,8 @@ class LibraryError : public std::runtime_error {
 /// looked up beside the agent's own libraries first, then where the system looks.
 class Library {
  public:
-   /// `what` it is, and `advice` when it cannot be loaded, are for errors. Throws LibraryError.
+   /// `what` it is, and `advice` when it cannot be loaded, are for errors. Throws LibraryError; a
+   /// library whose own start-up throws ends the process, with a line that says why, and status 1.
    Library( std::string path, const std::string &what, const std::string &advice );
    ~Library();
    Library( const Library & ) = delete;

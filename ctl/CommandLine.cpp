@@ -2,7 +2,7 @@
 
 #include "agent/control/Protocol.h"
 #include "ctl/Failure.h"
-#include "ctl/Nearest.h"
+#include "text/Nearest.h"
 
 #include <CLI/CLI.hpp>
 
@@ -207,7 +207,7 @@ class Grammar {
          throw Failure( Failure::usage,
                         shown + " is one word too many for " + app.get_name() + kSeeHelp );
       }
-      const std::string meant = nearest( word, names );
+      const std::string meant( OrloText::nearest( word, { names.begin(), names.end() } ) );
       throw Failure( Failure::usage,
                      "unknown command " + shown +
                            ( meant.empty() ? std::string( kSeeHelp )

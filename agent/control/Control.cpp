@@ -1,12 +1,12 @@
 #include "agent/control/Control.h"
 
 #include "agent/control/Explain.h"
-#include "agent/control/Nearest.h"
 #include "agent/control/PathAccess.h"
 #include "agent/control/PathError.h"
 #include "agent/control/Permissions.h"
 #include "agent/control/View.h"
 #include "platform/Descriptions.h"
+#include "text/Nearest.h"
 
 #include <algorithm>
 #include <array>
@@ -20,10 +20,10 @@ using Quor::Ptr;
 
 namespace {
 
-constexpr std::array<std::string_view, 18> kCommands{
+constexpr std::array<std::string_view, 16> kCommands{
       "show",  "show pairs", "show waiting", "show slots", "show interfaces", "explain", "list",
       "get",   "set",        "remove",       "call",       "complete",        "reload",  "metrics",
-      "watch", "trace",      "help",         "version" };
+      "watch", "trace" };
 
 } // namespace
 
@@ -196,9 +196,9 @@ Answer Control::answer( const std::string &command, const Json &all, const Peer 
    } catch( const PathError &error ) {
       throw ControlError( Kind::no, error.what() );
    }
-   throw ControlError( Kind::usage,
-                       "no command " + command.substr( 0, 40 ) +
-                             didYouMean( command, { kCommands.begin(), kCommands.end() } ) );
+   throw ControlError( Kind::usage, "no command " + command.substr( 0, 40 ) +
+                                          OrloText::didYouMean(
+                                                command, { kCommands.begin(), kCommands.end() } ) );
 }
 
 Answer Control::show( const std::string &command, const Arguments &arguments ) const {
@@ -230,9 +230,9 @@ Answer Control::show( const std::string &command, const Arguments &arguments ) c
    if( command == "show interfaces" ) {
       return view.interfaces();
    }
-   throw ControlError( Kind::usage,
-                       "no command " + command.substr( 0, 40 ) +
-                             didYouMean( command, { kCommands.begin(), kCommands.end() } ) );
+   throw ControlError( Kind::usage, "no command " + command.substr( 0, 40 ) +
+                                          OrloText::didYouMean(
+                                                command, { kCommands.begin(), kCommands.end() } ) );
 }
 
 Answer Control::list( const Arguments &arguments ) {

@@ -1,9 +1,9 @@
 #include "agent/control/Path.h"
 
-#include "agent/control/Nearest.h"
 #include "agent/control/PathError.h"
 #include "agent/control/TypedText.h"
 #include "quor/Exception.h"
+#include "text/Nearest.h"
 
 #include <algorithm>
 
@@ -60,9 +60,9 @@ void Path::begin( const Roots &roots ) {
       for( const auto &[known, object] : roots ) {
          names.push_back( known );
       }
-      throw PathError( name.empty()
-                             ? "a path begins with the name of an object"
-                             : "no object " + shortened( name ) + didYouMean( name, names ) );
+      throw PathError( name.empty() ? "a path begins with the name of an object"
+                                    : "no object " + shortened( name ) +
+                                            OrloText::didYouMean( name, names ) );
    }
    object_ = root->second;
    at_ = name.size();
@@ -138,7 +138,7 @@ void Path::readComponent() {
       }
       throw PathError( name.empty() ? "no name behind " + owner + "/"
                                     : "no attribute " + shortened( name ) + " in " + owner +
-                                            didYouMean( name, names ) );
+                                            OrloText::didYouMean( name, names ) );
    }
    attribute_ = *found;
    at_ = end;

@@ -1,9 +1,9 @@
 #include "agent/control/PathAccess.h"
 
 #include "agent/Text.h"
-#include "agent/control/Nearest.h"
 #include "agent/control/PathError.h"
 #include "agent/control/TypedText.h"
+#include "text/Nearest.h"
 
 #include <algorithm>
 
@@ -251,7 +251,8 @@ GenericList::Element PathAccess::argument( const Path &path, std::size_t place,
                                  text.substr( equals + 1 ) ) };
       }
    }
-   const std::string suggestion = equals == std::string::npos ? "" : didYouMean( name, names );
+   const std::string suggestion =
+         equals == std::string::npos ? "" : OrloText::didYouMean( name, names );
    if( !suggestion.empty() ) {
       throw PathError( "no argument " + shortened( name ) + " of " + shortened( path.text() ) +
                        suggestion );

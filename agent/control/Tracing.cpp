@@ -1,7 +1,7 @@
 #include "agent/control/Tracing.h"
 
-#include "agent/control/Nearest.h"
 #include "quor/Exception.h"
+#include "text/Nearest.h"
 
 #include <algorithm>
 #include <iostream>
@@ -13,7 +13,8 @@ namespace {
 void needFacility( const std::string &facility ) {
    const auto &names = Tracing::facilities();
    if( std::find( names.begin(), names.end(), facility ) == names.end() ) {
-      throw Quor::RangeException( "no trace facility " + facility + didYouMean( facility, names ) );
+      throw Quor::RangeException( "no trace facility " + facility +
+                                  OrloText::didYouMean( facility, names ) );
    }
 }
 

@@ -96,10 +96,6 @@ bool View::holds( const Pair &pair, U32 index ) const {
                      view->slot( index ) == std::optional( pair ) );
 }
 
-std::vector<std::string> View::interfacesOf( const Pair &pair ) const {
-   return Standing( agent_.programming() ).of( pair );
-}
-
 std::vector<View::Row> View::rows() const {
    const Programming &programming = agent_.programming();
    const OrloHelper::HardwareView *const view = programming.view();

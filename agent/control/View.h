@@ -30,9 +30,6 @@ class View {
    /// The numbers of summary() in the text format of Prometheus.
    std::string metrics() const;
 
-   /// The interfaces that stand for a pair: those that serve its VLAN and have its MAC.
-   std::vector<std::string> interfacesOf( const Pair &pair ) const;
-
  private:
    /// One pair, as short as it can be: there may be two millions of them.
    struct Row {

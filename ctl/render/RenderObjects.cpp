@@ -25,30 +25,49 @@ Table tableOf( Member kind ) {
    case Member::root:
       return Table( { { "NAME", Column::flexible }, { "TYPE", Column::flexible } } );
    case Member::attribute:
-      return Table( { { "NAME", Column::flexible },
+      return Table( { { "NAME" },
                       { "ID", Column::right },
-                      { "KIND" },
                       { "TYPE", Column::flexible },
-                      { "WRITABLE" },
+                      { "SET" },
                       { "VALUE", Column::flexible } } );
    case Member::entry:
       break;
    }
-   return Table( { { "KEY", Column::flexible }, { "VALUE", Column::flexible } } );
+   return Table( { { "MEMBER", Column::flexible }, { "VALUE", Column::flexible } } );
+}
+
+/// An object by its text, unless that only says of which type it is.
+std::string objectText( const Json &object ) {
+   return object["text"] == object.value( "type", Json() ) ? "an object"
+                                                           : valueText( object["text"] );
+}
+
+/// As the system writes it, and reads it in a set.
+std::string systemText( const Json &value ) {
+   return value.is_boolean()                              ? ( value.get<bool>() ? "true" : "false" )
+          : value.is_object() && value.contains( "text" ) ? objectText( value )
+                                                          : valueText( value );
+}
+
+/// Without its namespaces: a table has no room for them.
+std::string shortType( const std::string &type ) {
+   const std::size_t colon = type.rfind( ':' );
+   return colon == std::string::npos ? type : type.substr( colon + 1 );
 }
 
 std::string typeText( const Fields &row ) {
    // A function that returns nothing has the type null.
-   std::string text = row.has( "arguments" ) ? row.textIfAny( "type" ) : row.text( "type" );
+   std::string text =
+         shortType( row.has( "arguments" ) ? row.textIfAny( "type" ) : row.text( "type" ) );
    if( const std::string key = row.textIfAny( "key" ); !key.empty() ) {
-      text += "[" + key + "]";
+      text += "[" + shortType( key ) + "]";
    }
    if( row.has( "arguments" ) ) {
       std::string arguments;
       for( const Json &one : row.list( "arguments" ) ) {
          const Fields argument( one );
          arguments += ( arguments.empty() ? "" : ", " ) + argument.text( "name" ) + ": " +
-                      argument.text( "type" );
+                      shortType( argument.text( "type" ) );
       }
       text += "(" + arguments + ")";
    }
@@ -60,18 +79,17 @@ std::vector<Table::Cell> cellsOf( Member kind, const Fields &row ) {
    case Member::root:
       return { row.text( "name" ), row.text( "type" ) };
    case Member::attribute:
-      return { row.text( "name" ),
-               std::to_string( row.number( "id" ) ),
-               row.text( "kind" ),
-               typeText( row ),
+      return { row.text( "name" ), std::to_string( row.number( "id" ) ), typeText( row ),
                row.flag( "writable" ) ? "yes" : "no",
-               row.has( "value" )  ? valueText( row.any( "value" ) )
+               row.has( "value" )  ? systemText( row.any( "value" ) )
                : row.has( "size" ) ? counted( row.number( "size" ), "member", "members" )
                                    : "-" };
    case Member::entry:
       break;
    }
-   return { valueText( row.any( "key" ) ), valueText( row.any( "value" ) ) };
+   // The path is shorter than the key, and can be typed.
+   return { row.has( "path" ) ? row.text( "path" ) : valueText( row.any( "key" ) ),
+            systemText( row.any( "value" ) ) };
 }
 
 /// The lost ones' line; empty when this is an event.
@@ -104,7 +122,7 @@ std::string renderValue( const Json &result, const Look & ) {
    }
    const Json &value = fields.any( "value" );
    if( !value.is_structured() ) {
-      return valueText( value ) + "\n";
+      return systemText( value ) + "\n";
    }
    // Only the ends of its lines are left of what ASCII has beyond the printable.
    return value.dump( 3, ' ', true, Json::error_handler_t::replace ) + "\n";
@@ -153,7 +171,7 @@ std::string renderChange( const Json &line, const Look &look ) {
    if( event.has( "gone" ) && event.flag( "gone" ) ) {
       all += " gone";
    } else if( event.has( "value" ) ) {
-      all += " = " + valueText( event.any( "value" ) );
+      all += " = " + systemText( event.any( "value" ) );
    }
    return all + "\n";
 }

@@ -34,11 +34,12 @@ class AgentOnFakeKernel : public testing::Test {
                 { Bridging::VlanId( 11 ), Bridging::VlanId( 12 ) } },
               { Pelmo::IntfId( "br20" ), Bridging::VlanId( 20 ), {} } } };
    }
-   void start( Quor::U32 indexes = 8 ) {
-      agent_ = std::make_unique<Agent>( configuration( indexes ), kernel_, out_, err_,
+   void start( const Configuration &configuration ) {
+      agent_ = std::make_unique<Agent>( configuration, kernel_, out_, err_,
                                         [this] { return now_; } );
       agent_->start();
    }
+   void start( Quor::U32 indexes = 8 ) { start( configuration( indexes ) ); }
    void startAndRead( Quor::U32 indexes = 8 ) {
       start( indexes );
       kernel_.read();

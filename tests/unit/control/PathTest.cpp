@@ -1,7 +1,6 @@
 // What is found, listed and said by path.
 #include "tests/unit/control/ControlledSystem.h"
 
-#include "agent/control/Nearest.h"
 #include "agent/control/TypedText.h"
 
 namespace OrloAgent {
@@ -201,16 +200,6 @@ TEST_F( ByPath, AWrongNameIsToldWithTheNearest ) {
    EXPECT_EQ( call( "vrrpSm/handleVrrpMac", { "vrrpMca=10,00:00:5e:00:01:01" } ),
               "no argument vrrpMca of vrrpSm/handleVrrpMac; did you mean vrrpMac?" );
    EXPECT_EQ( get( "vrrpHelper/nme" ), "no attribute nme in vrrpHelper; did you mean name?" );
-}
-
-TEST( Nearest, IsAtMostThreeLettersAwayAndFewerThanTheName ) {
-   EXPECT_EQ( didYouMean( "abcdef", { "abcxyz" } ), "; did you mean abcxyz?" );
-   EXPECT_EQ( didYouMean( "abcdef", { "abwxyz" } ), "" );
-   EXPECT_EQ( didYouMean( "abc", { "xyz" } ), "" ) << "nothing of it is left";
-   EXPECT_EQ( didYouMean( "abcdef", { "abcdxx", "abcdeg", "abcdeh" } ), "; did you mean abcdeg?" );
-   EXPECT_EQ( didYouMean( "abcdef", { "abcdefghi" } ), "; did you mean abcdefghi?" );
-   EXPECT_EQ( didYouMean( "abcdef", { "abcdefghij" } ), "" );
-   EXPECT_EQ( didYouMean( "", { "a" } ), "" );
 }
 
 TEST_F( ByPath, AWrongKeyIsToldWithWhatIsWrongWithIt ) {

@@ -169,7 +169,7 @@ TEST_F( ProgramTest, EventsAreShownUntilTheAgentGoes ) {
          head + "4,\"lost\":3}\n";
    const FakeAgent agent( path_, always( events ) );
    Ran ran = orloctl( { "watch", "/table" } );
-   EXPECT_EQ( ran.out, "2026-11-21T11:02:24Z  /table  pair[10/a] = yes\n"
+   EXPECT_EQ( ran.out, "2026-11-21T11:02:24Z  /table  pair[10/a] = true\n"
                        "3 events were lost\n" );
    EXPECT_EQ( ran.status, 3 );
    ran = orloctl( { "watch", "--json" } );

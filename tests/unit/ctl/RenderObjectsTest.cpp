@@ -19,13 +19,16 @@ TEST( RenderList, RootsAttributesAndMembersHaveTheirOwnTables ) {
               "NAME    TYPE\n"
               "table   VirtualRouterMacTable\n"
               "status  Status\n" );
-   EXPECT_EQ( renderList( { { "members",
-                              { { { "key", "10/00:00:5e:00:01:33" }, { "value", true } },
-                                { { "key", 7 }, { "value", nullptr } } } } },
-                          kPlain ),
-              "KEY                   VALUE\n"
-              "10/00:00:5e:00:01:33  yes\n"
-              "7                     -\n" );
+   EXPECT_EQ( renderList(
+                    { { "members",
+                        { { { "key", "Value('Pair', ** {'vlanId': 10, 'mac': 00:00:5e:00:01:33})" },
+                            { "path", "table/x[10,00:00:5e:00:01:33]" },
+                            { "value", true } },
+                          { { "key", 7 }, { "value", nullptr } } } } },
+                    kPlain ),
+              "MEMBER                         VALUE\n"
+              "table/x[10,00:00:5e:00:01:33]  true\n"
+              "7                              -\n" );
    EXPECT_EQ( renderList( { { "members", Json::array() } }, kPlain ), "nothing\n" );
 }
 
@@ -40,7 +43,7 @@ TEST( RenderList, AttributesTellTheirTypeAndWhatMayBeDone ) {
                          { "id", 12 },
                          { "kind", "collection" },
                          { "type", "bool" },
-                         { "key", "VlanAndMac" },
+                         { "key", "Orlo::VlanAndMac" },
                          { "writable", true },
                          { "size", 1 } },
                        { { "name", "find" },
@@ -48,15 +51,35 @@ TEST( RenderList, AttributesTellTheirTypeAndWhatMayBeDone ) {
                          { "kind", "function" },
                          { "type", "U32" },
                          { "arguments",
-                           { { { "name", "vlan" }, { "type", "VlanId" } },
+                           { { { "name", "vlan" }, { "type", "Bridging::VlanId" } },
                              { { "name", "mac" }, { "type", "EthAddr" } } } },
-                         { "writable", false } } };
+                         { "writable", false } },
+                       { { "name", "doCleanup" },
+                         { "id", 14 },
+                         { "kind", "function" },
+                         { "type", nullptr },
+                         { "arguments", Json::array() },
+                         { "writable", false } },
+                       { { "name", "helper" },
+                         { "id", 15 },
+                         { "kind", "pointer" },
+                         { "type", "Orlo::Helper" },
+                         { "writable", false },
+                         { "value", { { "type", "Orlo::Helper" }, { "text", "Orlo::Helper" } } } },
+                       { { "name", "line" },
+                         { "id", 16 },
+                         { "kind", "pointer" },
+                         { "type", "Orlo::Line" },
+                         { "writable", false },
+                         { "value", { { "type", "Orlo::Line" }, { "text", "'chip'" } } } } };
    EXPECT_EQ( renderList( { { "members", members } }, kPlain ),
-              "NAME              ID  KIND        TYPE                        WRITABLE  VALUE\n"
-              "name               1  value       text                        no        default\n"
-              "virtualRouterMac  12  collection  bool[VlanAndMac]            yes       1 member\n"
-              "find              13  function    U32(vlan: VlanId, mac:      no        -\n"
-              "                                  EthAddr)\n" );
+              "NAME              ID  TYPE                             SET  VALUE\n"
+              "name               1  text                             no   default\n"
+              "virtualRouterMac  12  bool[VlanAndMac]                 yes  1 member\n"
+              "find              13  U32(vlan: VlanId, mac: EthAddr)  no   -\n"
+              "doCleanup         14  ()                               no   -\n"
+              "helper            15  Helper                           no   an object\n"
+              "line              16  Line                             no   'chip'\n" );
 }
 
 TEST( RenderList, AFunctionThatReturnsNothingHasOnlyArguments ) {
@@ -67,13 +90,13 @@ TEST( RenderList, AFunctionThatReturnsNothingHasOnlyArguments ) {
                          { "arguments", Json::array() },
                          { "writable", false } } };
    EXPECT_EQ( renderList( { { "members", members } }, kPlain ),
-              "NAME        ID  KIND      TYPE  WRITABLE  VALUE\n"
-              "doCleanup  144  function  ()    no        -\n" );
+              "NAME        ID  TYPE  SET  VALUE\n"
+              "doCleanup  144  ()    no   -\n" );
 }
 
 TEST( RenderValue, AValueStandsAlone ) {
    EXPECT_EQ( renderValue( { { "path", "/a" }, { "type", "bool" }, { "value", true } }, kPlain ),
-              "yes\n" );
+              "true\n" );
    EXPECT_EQ( renderValue( { { "value", "a\x1b" } }, kPlain ), "a?\n" );
    EXPECT_EQ( renderValue( { { "value", nullptr } }, kPlain ), "-\n" );
    EXPECT_EQ( renderValue( { { "value", { 1, "\x1b" } } }, kPlain ),

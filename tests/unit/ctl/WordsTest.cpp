@@ -1,7 +1,6 @@
 // Small pieces of text: ages, lists, lines that are too long.
 #include "ctl/render/Words.h"
 #include "ctl/Failure.h"
-#include "ctl/Nearest.h"
 
 #include <gtest/gtest.h>
 
@@ -66,18 +65,6 @@ TEST( Words, LongTextsAreBrokenWhereItHurtsLeast ) {
 TEST( Words, FurtherLinesHangBelowTheFirst ) {
    EXPECT_EQ( hanging( "note: ", std::string( 74, 'x' ) + " y" ),
               "note: " + std::string( 74, 'x' ) + "\n      y\n" );
-}
-
-TEST( Nearest, AMistypedWordHasANeighbour ) {
-   const std::vector<std::string> words{ "show", "set", "get", "explain", "reload" };
-   EXPECT_EQ( nearest( "shwo", words ), "show" );
-   EXPECT_EQ( nearest( "shows", words ), "show" );
-   EXPECT_EQ( nearest( "gte", words ), "get" );
-   EXPECT_EQ( nearest( "explian", words ), "explain" );
-   EXPECT_EQ( nearest( "reloaad", words ), "reload" );
-   EXPECT_EQ( nearest( "banana", words ), "" );
-   EXPECT_EQ( nearest( "", words ), "" );
-   EXPECT_EQ( nearest( std::string( 100000, 's' ), words ), "" );
 }
 
 } // namespace

@@ -9,9 +9,14 @@ set_target_properties(orlo-helper-memory PROPERTIES INSTALL_RPATH "$ORIGIN/..")
 set_target_properties(orlo-agent PROPERTIES INSTALL_RPATH "$ORIGIN/../lib:$ORIGIN/../${ORLO_MODULES}")
 
 install(TARGETS quor orlovrrp EXPORT orlo LIBRARY DESTINATION lib)
-install(TARGETS orlo-agent RUNTIME DESTINATION bin)
+install(TARGETS orlo-agent orloctl RUNTIME DESTINATION bin)
 install(TARGETS orlo-helper-memory LIBRARY DESTINATION ${ORLO_MODULES})
 install(FILES agent/orlo-agent.schema.json DESTINATION share/orlo)
+install(FILES ctl/orloctl.bash DESTINATION share/bash-completion/completions RENAME orloctl)
+# Written while installing, when the prefix is known.
+install(CODE "configure_file(\"${CMAKE_SOURCE_DIR}/packaging/orlo-agent.service.in\"
+                             \"${CMAKE_BINARY_DIR}/orlo-agent.service\" @ONLY)")
+install(FILES ${CMAKE_BINARY_DIR}/orlo-agent.service DESTINATION lib/systemd/system)
 install(DIRECTORY quor pelmo bridging platform types
                   OrloVrrpHelper OrloVrrpSm OrloVrrpPrivateVlanReflectorLib
         DESTINATION include/orlo
@@ -25,6 +30,6 @@ include(CMakePackageConfigHelpers)
 write_basic_package_version_file(orlo-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orlo-config-version.cmake DESTINATION lib/cmake/orlo)
 foreach(library quor orlo)
-   configure_file(package/${library}.pc.in ${library}.pc @ONLY)
+   configure_file(packaging/${library}.pc.in ${library}.pc @ONLY)
    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc DESTINATION lib/pkgconfig)
 endforeach()

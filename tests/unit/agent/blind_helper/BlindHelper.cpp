@@ -1,0 +1,30 @@
+// A helper module for hardware that cannot be read back. Its settings say whether it fails, and
+// how: "throws" a reason, "throws something" that is no exception, makes "nothing".
+#include "OrloVrrpHelper/HelperModule.h"
+
+#include <stdexcept>
+
+namespace {
+
+class BlindHelper : public OrloHelper::VrrpSmHelper {
+ public:
+   BlindHelper() : VrrpSmHelper( "blind" ) {}
+   void addVirtualRouterMac( const Pelmo::EthAddr &, Quor::U32, Quor::U32 ) override {}
+   void deleteVirtualRouterMac( const Pelmo::EthAddr &, Quor::U32, Quor::U32 ) override {}
+};
+
+} // namespace
+
+OrloHelper::VrrpSmHelper *orloHelperNew( const OrloHelper::HelperSettings &settings ) {
+   const auto is = [&]( const char *name ) { return settings.settings.count( name ) != 0; };
+   if( is( "throws" ) ) {
+      throw std::runtime_error( settings.settings.at( "throws" ) );
+   }
+   if( is( "throws something" ) ) {
+      throw 42;
+   }
+   if( is( "nothing" ) ) {
+      return nullptr;
+   }
+   return Quor::make<BlindHelper>().release();
+}
