@@ -377,10 +377,6 @@ TEST_F( ViewTest, OfAVlanThatTwoInterfacesShare ) {
                      "reason": "has 10.0.0.1" } ],
                "macs": [ "00:00:5e:00:01:33" ], "name": "br20", "vlans": [ 11, 20 ] } ],
          "total": 2 })" );
-   EXPECT_EQ( view().interfacesOf( { VlanId( 11 ), vrrpMac( 51 ) } ),
-              ( std::vector<std::string>{ "br10", "br20" } ) );
-   EXPECT_EQ( view().interfacesOf( { VlanId( 11 ), vrrpMac( 52 ) } ), std::vector<std::string>{} );
-   EXPECT_EQ( view().interfacesOf( { VlanId( 99 ), vrrpMac( 51 ) } ), std::vector<std::string>{} );
 }
 
 TEST_F( ViewTest, DevicesThatStandOnNoInterfaceOfOursComeLast ) {
