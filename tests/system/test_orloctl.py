@@ -319,7 +319,7 @@ class ChangingTest(SystemTest):
         self.assertEqual('', ctl.text('set', record, 'true'))
 
         agent.expect(programmed(99))
-        self.assertEqual('yes\n', ctl.text('get', record))
+        self.assertEqual('true\n', ctl.text('get', record))
         self.assertEqual({0, 1, 2}, set(agent.words()))
         self.assertTrue(all(word & 0xffffffffffff == 0x00005e000163 for word in agent.words().values()))
 
