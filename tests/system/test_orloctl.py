@@ -307,7 +307,7 @@ class ChangingTest(SystemTest):
                 self.assertRegex(said, r'^refused: would \S.{15}')
 
         self.assertEqual(hardware, agent.hardware())
-        agent.quiet(0.1)
+        agent.quiet(0.05)
         agent.table()
         self.left.ip('link del vr.51')
         agent.expect(disappears(51))
@@ -354,7 +354,7 @@ class ChangingTest(SystemTest):
                 status, said = self.as_nobody(agent, *words)
                 self.assertEqual(3, status, said)
                 self.assertIn('ermission denied', said)
-        agent.quiet(0.1)
+        agent.quiet(0.05)
 
     def test_members_of_the_group_may_change(self):
         agent = self.agent(control={'group': '65534'})
