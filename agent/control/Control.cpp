@@ -4,6 +4,7 @@
 #include "agent/control/PathAccess.h"
 #include "agent/control/PathError.h"
 #include "agent/control/Permissions.h"
+#include "agent/control/TypedText.h"
 #include "agent/control/View.h"
 #include "platform/Descriptions.h"
 #include "text/Nearest.h"
@@ -331,11 +332,17 @@ std::unique_ptr<Following> Control::follow( const std::string &command, const Js
       const Roots begin = roots();
       try {
          const Path at( begin, path );
-         // A pointer leads to its object; what else has an attribute is watched in its owner.
-         const bool isObject = !at.attribute() ||
-                               ( !at.isFunction() && at.value() && at.value()->type()->isEntity );
+         if( at.isFunction() ) {
+            throw ControlError( Kind::no, path + " is a function, which never changes" );
+         }
+         const bool isOne = at.attribute() && ( !at.isCollection() || at.key() );
+         const bool isObject =
+               !at.attribute() || ( isOne && at.attribute()->type()->isEntity && at.value() );
+         // An object is watched itself; what else has an attribute, in its owner. A member may
+         // still have to come.
          if( !isObject ) {
             filter.attribute = at.attribute()->name;
+            filter.key = at.key() ? shortText( at.key() ) : "";
             path.resize( path.rfind( "/" + filter.attribute ) );
          }
       } catch( const PathError &error ) {

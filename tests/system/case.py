@@ -38,5 +38,5 @@ class SystemTest(unittest.TestCase):
     def _finish(self, agent):
         if self._outcome.success and not agent.ended:
             self.assertTrue(agent.process.running(), agent.process.report())
-            agent.quiet(0.1)
+            agent.quiet(0.05)
             agent.table()

@@ -307,7 +307,7 @@ class ChangingTest(SystemTest):
                 self.assertRegex(said, r'^refused: would \S.{15}')
 
         self.assertEqual(hardware, agent.hardware())
-        agent.quiet(0.1)
+        agent.quiet(0.05)
         agent.table()
         self.left.ip('link del vr.51')
         agent.expect(disappears(51))
@@ -319,7 +319,7 @@ class ChangingTest(SystemTest):
         self.assertEqual('', ctl.text('set', record, 'true'))
 
         agent.expect(programmed(99))
-        self.assertEqual('yes\n', ctl.text('get', record))
+        self.assertEqual('true\n', ctl.text('get', record))
         self.assertEqual({0, 1, 2}, set(agent.words()))
         self.assertTrue(all(word & 0xffffffffffff == 0x00005e000163 for word in agent.words().values()))
 
@@ -354,7 +354,7 @@ class ChangingTest(SystemTest):
                 status, said = self.as_nobody(agent, *words)
                 self.assertEqual(3, status, said)
                 self.assertIn('ermission denied', said)
-        agent.quiet(0.1)
+        agent.quiet(0.05)
 
     def test_members_of_the_group_may_change(self):
         agent = self.agent(control={'group': '65534'})
@@ -436,9 +436,42 @@ class FollowingTest(SystemTest):
                          {(event['event']['path'], event['event']['attribute']) for event in events})
         self.assertEqual((f'br10,{mac(51)}', True), (events[-1]['event']['key'], events[-1]['event']['gone']))
 
-    def test_watch_of_nothing_that_tells(self):
+    def test_watch_of_a_collection_and_of_one_member(self):
+        agent = self.agent()
+        clients = {path: self.client(agent) for path in (
+            'vrrpSm/virtualRouterIndex', f'vrrpSm/virtualRouterIndex[11,{mac(51)}]',
+            'virtualRouterMacStatus/vrrpVirtualMac', RECORD.format(mac(52)))}
+        for path, client in clients.items():
+            client.request('watch', path=path)
+            self.assertEqual({'following': True}, client.line()['result'], path)
+
+        for vrid in (51, 52):
+            self.left.router(vrid)
+            agent.expect(appears(vrid))
+        self.left.ip('link del vr.51', 'link del vr.52')
+        agent.expect(disappears(51) + disappears(52))
+
+        def told(path, count):
+            events = [clients[path].line() for _ in range(count)]
+            self.assertEqual(list(range(1, count + 1)), [event['sequence'] for event in events], path)
+            return [(event['event']['key'], event['event'].get('gone', False)) for event in events]
+        pairs = [f'{vlan},{mac(vrid)}' for vlan in (10, 11, 12) for vrid in (51, 52)]
+        self.assertEqual(sorted((pair, gone) for pair in pairs for gone in (False, True)),
+                         sorted(told('vrrpSm/virtualRouterIndex', 12)))
+        self.assertEqual([(f'11,{mac(51)}', False), (f'11,{mac(51)}', True)],
+                         told(f'vrrpSm/virtualRouterIndex[11,{mac(51)}]', 2))
+        records = [f'br10,{mac(51)}', f'br10,{mac(52)}']
+        self.assertEqual(sorted((record, gone) for record in records for gone in (False, True)),
+                         sorted(told('virtualRouterMacStatus/vrrpVirtualMac', 4)))
+        self.assertEqual([(records[1], False), (records[1], True)], told(RECORD.format(mac(52)), 2))
+
+    def test_watch_of_what_never_tells(self):
         ctl = self.ctl(self.agent())
-        self.assertIn('no object nothing', ctl.fails(1, 'watch', 'nothing'))
+        for path, reason in (('nothing', 'no object nothing'), ('libSm', 'tells nobody of its changes'),
+                             ('vrrpSm/handleVrrpMac', 'is a function, which never changes'),
+                             ('vrrpSm/nothing', 'no attribute nothing')):
+            with self.subTest(path):
+                self.assertIn(reason, ctl.fails(1, 'watch', path))
 
     def test_trace_follows_a_fail_over_and_is_off_afterwards(self):
         agent, over = self.fail_over()

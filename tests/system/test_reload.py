@@ -60,11 +60,11 @@ class ReloadTest(SystemTest):
         before, writes = agent.words(), agent.writes()
 
         done = self.reload(agent, [svi('br10', 10, 11, 12)])
-        agent.expect(changes('programmed', 51, 12), settle=0.1)
+        agent.expect(changes('programmed', 51, 12))
         self.assertEqual({'calls': 1, 'changes': ['br10 has VLANs 10, 11, 12 now, had VLANs 10, 11']}, done)
 
         self.reload(agent, [svi('br10', 10, 11, 12, 13)], by_signal=True)
-        agent.expect(changes('programmed', 51, 13), settle=0.1)
+        agent.expect(changes('programmed', 51, 13))
         self.assertIn('reloaded    br10 has VLANs 10, 11, 12, 13 now, had VLANs 10, 11, 12', agent.process.lines())
 
         self.assertEqual(writes + 2, agent.writes())
@@ -76,7 +76,7 @@ class ReloadTest(SystemTest):
 
         done = self.reload(agent, [svi('br10', 10, 12)])
 
-        agent.expect(changes('removed', 51, 11), settle=0.1)
+        agent.expect(changes('removed', 51, 11))
         self.assertEqual((1, writes + 1), (done['calls'], agent.writes()))
         self.assert_kept(agent, before, (10, mac(51)), (12, mac(51)))
 
@@ -86,7 +86,7 @@ class ReloadTest(SystemTest):
 
         done = self.reload(agent, [svi('br10', 10, 11), svi('br20', 20, 12)])
 
-        agent.quiet(0.1)
+        agent.quiet(0.05)
         self.assertEqual(0, done['calls'])
         self.assertEqual(hardware, agent.hardware(), 'not one slot is written: the counter is the same as well')
         self.assertEqual({'br20'}, {row.interface for row in agent.table().rows if row.vlan == 12})
@@ -102,7 +102,7 @@ class ReloadTest(SystemTest):
 
         self.reload(agent, [svi('br10', 10, 11), svi('br20', 20, 12)])
 
-        agent.expect(changes('removed', 51, 12), settle=0.1)
+        agent.expect(changes('removed', 51, 12))
         self.assert_kept(agent, before, (10, mac(51)), (11, mac(51)))
         self.left.router(52, 'br20')
         agent.expect(appears(52, [20, 12], interface='br20'))
@@ -113,7 +113,7 @@ class ReloadTest(SystemTest):
 
         self.reload(agent, [svi('br10', 20, 21), svi('br20', 10, 11)])
 
-        agent.quiet(0.1)
+        agent.quiet(0.05)
         self.assertEqual(hardware, agent.hardware())
         self.assertEqual({(10, 'br20'), (11, 'br20'), (20, 'br10'), (21, 'br10')},
                          {(row.vlan, row.interface) for row in agent.table().rows})
@@ -124,11 +124,11 @@ class ReloadTest(SystemTest):
         before = agent.words()
 
         done = self.reload(agent, [SVI10, svi('br20', 20, 21)])
-        agent.expect(appears(52, [20, 21], interface='br20'), settle=0.1)
+        agent.expect(appears(52, [20, 21], interface='br20'))
         self.assertEqual({'calls': 2, 'changes': ['br20 added: VLANs 20, 21']}, done)
 
         done = self.reload(agent, [SVI10])
-        agent.expect(disappears(52, [20, 21], interface='br20'), settle=0.1)
+        agent.expect(disappears(52, [20, 21], interface='br20'))
         self.assertEqual({'calls': 2, 'changes': ['br20 removed']}, done)
         self.assertEqual(before, agent.words())
         self.assertIn('withdrawn   br20  00:00:5e:00:01:34  vr.52: br20 is not configured any more',
@@ -141,7 +141,7 @@ class ReloadTest(SystemTest):
         self.assertEqual({'calls': 0, 'changes': []}, self.reload(agent, [SVI10]))
         self.assertEqual('reloaded    the configuration is the same', self.reload_by_signal(agent, 'reloaded'))
 
-        agent.quiet(0.1)
+        agent.quiet(0.05)
         self.assertEqual(hardware, agent.hardware())
         self.assertEqual(0, self.ctl(agent).json('show')['restarts'])
 
@@ -159,7 +159,7 @@ class ReloadTest(SystemTest):
 
         done = self.reload(agent, [SVI10], 10)
 
-        came = agent.take_anew(2, settle=0.1)
+        came = agent.take_anew(2)
         self.assertEqual(['programmed'] * 2, [change.word for change in came])
         self.assertEqual({'calls': 2, 'changes': ['10 indexes now, 4 before']}, done)
         self.assertEqual({4, 5}, {change.number for change in came})
@@ -178,7 +178,7 @@ class ReloadTest(SystemTest):
 
         done = self.reload(agent, [SVI10], 4)
 
-        came = agent.take_anew(4, settle=0.1)
+        came = agent.take_anew(4)
         self.assertEqual(['removed'] * 2 + ['waiting'] * 2, [change.word for change in came])
         self.assertEqual([4, 5, 1, 2], [change.number for change in came])
         self.assertEqual([gone] * 2, [{change[1:3] for change in came[:2]}, {change[1:3] for change in came[2:]}])
@@ -193,12 +193,12 @@ class ReloadTest(SystemTest):
         agent = self.waiting(6)
 
         self.reload(agent, [SVI10], 0)
-        came = agent.take_anew(12, settle=0.1)
+        came = agent.take_anew(12)
         self.assertEqual(['removed'] * 6 + ['waiting'] * 6, [change.word for change in came])
         self.assertEqual({}, agent.words())
 
         self.reload(agent, [SVI10], 6)
-        came = agent.take_anew(6, settle=0.1)
+        came = agent.take_anew(6)
         self.assertEqual(['programmed'] * 6, [change.word for change in came])
 
     def test_indexes_and_vlans_at_once(self):
@@ -208,7 +208,7 @@ class ReloadTest(SystemTest):
 
         self.reload(agent, [svi('br10', 10, 12, 13)], 8)
 
-        agent.take_anew(4 - len(kept) + 6 - len(kept), settle=0.1)
+        agent.take_anew(4 - len(kept) + 6 - len(kept))
         self.assertEqual({(vlan, mac(vrid)) for vlan in (10, 12, 13) for vrid in (51, 52)}, set(agent.held))
         self.assertEqual(kept, {pair: agent.held[pair] for pair in kept})
         self.assert_kept(agent, before, *kept)
@@ -230,7 +230,7 @@ class ReloadTest(SystemTest):
                 self.assertIn(reason, line)
                 self.assertTrue(line.endswith('; nothing has been changed'), line)
                 self.assertEqual(hardware, agent.hardware())
-        agent.quiet(0.1)
+        agent.quiet(0.05)
         agent.configure(8, [SVI10])
         self.assertEqual([], ctl.json('reload')['changes'])
 
@@ -251,7 +251,7 @@ class ReloadTest(SystemTest):
                               said)
                 self.assertEqual(hardware, agent.hardware())
                 self.assertEqual(['br10'], [row['name'] for row in ctl.json('show', 'interfaces')['interfaces']])
-        agent.quiet(0.1)
+        agent.quiet(0.05)
 
     def test_a_real_daemon_goes_on_through_reloads(self):
         agent = self.agent()
@@ -273,7 +273,7 @@ class ReloadTest(SystemTest):
 
         self.reload(agent, [SVI10], 4)
 
-        came = agent.take_anew(2, settle=0.1)
+        came = agent.take_anew(2)
         self.assertEqual(['removed', 'waiting'], [change.word for change in came])
         self.assertEqual({waited[0], came[0][1:3]}, set(agent.line))
         rows = self.ctl(agent).json('show', 'waiting')['waiting']
