@@ -2,6 +2,7 @@
 
 import json
 import os
+import shutil
 import tempfile
 import unittest
 
@@ -32,7 +33,7 @@ class ModulesTest(unittest.TestCase):
         self.assertEqual((1, ''), (status, output), errors)
         self.assertEqual(1, errors.count('\n'), errors)
         self.assertTrue(errors.startswith('orlo-agent: '), errors)
-        self.assertEqual(['agent.json'], [name for name in os.listdir(self.folder) if name != 'text.so'])
+        self.assertEqual(['agent.json'], [name for name in os.listdir(self.folder) if not name.endswith('.so')])
         return errors.removeprefix('orlo-agent: ').rstrip('\n')
 
     def module(self, module, **settings):
@@ -62,8 +63,8 @@ class ModulesTest(unittest.TestCase):
     def test_a_plug_in_of_another_version(self):
         path = os.path.join(OF_TESTS, 'other_abi/libplugin_other_abi.so')
         self.assertRegex(self.cannot_run(plugin=path),
-                         rf'^the plug-in {path} is of another version: its interface is \d+ \([0-9.]+\), this agent needs \d+; '
-                         'install the plug-in that belongs to this agent$')
+                         rf'^the plug-in {path} is of another version: its interface is \d+ \([0-9.]+\), this '
+                         r'agent needs \d+; install the plug-in that belongs to this agent$')
 
     def test_a_module_that_is_not_there(self):
         self.assertRegex(self.cannot_run(**self.module('/nowhere/chip.so')),
@@ -78,6 +79,13 @@ class ModulesTest(unittest.TestCase):
         path = os.path.join(OF_TESTS, 'no_record/libplugin_no_record.so')
         self.assertEqual(f'{path} is not a helper module: it has no orloHelperNew',
                          self.cannot_run(**self.module(path)))
+
+    def test_a_library_that_fails_to_register(self):
+        copy = self.path('copy.so')
+        shutil.copy(os.path.join(BUILD, 'liborlovrrp.so.1'), copy)
+        self.assertRegex(self.cannot_run(**self.module(copy)),
+                         rf'^cannot load the helper module {copy}: its start-up failed: the type \S+ is registered '
+                         'already$')
 
     def test_a_module_that_throws(self):
         self.assertEqual('which chip? There is no "device" in its settings', self.cannot_run(**self.module(CHIP)))
