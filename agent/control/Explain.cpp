@@ -74,6 +74,11 @@ class Explanation {
    }
 
    void kernel() {
+      if( !programming_.isRunning() && isVrrpMac( pair_.mac() ) ) { // no verdict on half of it
+         step( "kernel", false, "the kernel's devices are not known as a whole yet" );
+         because( "starting", kWait );
+         return;
+      }
       bool anyPublished = false;
       std::vector<Verdict> here;
       for( const Verdict &device : agent_.devices().verdicts() ) {
@@ -90,7 +95,7 @@ class Explanation {
                      ( device.record.intf().empty()
                              ? ""
                              : " on " + valueToStrep( device.record.intf() ) ) +
-                     ( device.published ? " is published: it " : " is not published: it " ) +
+                     ( device.published ? " is published: " : " is not published: " ) +
                      device.reason );
       }
       if( !anyPublished ) {
@@ -102,7 +107,7 @@ class Explanation {
       if( !isVrrpMac( pair_.mac() ) ) {
          step( "kernel", false,
                mac_ + " is no MAC of VRRP: those are 00:00:5e:00:01:VRID and 00:00:5e:00:02:VRID" );
-         because( "unknown", "nothing makes this agent program it" );
+         because( "unknown", "ask for the MAC of a virtual router: only those are programmed" );
       } else if( !here.empty() ) {
          std::string names;
          for( const Verdict &device : here ) {
@@ -139,14 +144,15 @@ class Explanation {
             isWanted_ ? "the reflector wants it programmed" : "the reflector does not want it" );
       if( !isWanted_ && isRecorded ) {
          because( programming_.isRunning() ? "unknown" : "starting",
-                  "restart the agent: its reflector has lost the pair" );
+                  "restart the agent, which makes all pairs anew: somebody has taken this one away "
+                  "by hand" );
       }
    }
 
    void programmer() {
       if( !programming_.isRunning() ) {
          step( "programmer", false, "has not started: the kernel's state is not known as a whole" );
-         because( "starting", "wait until the agent is ready" );
+         because( "starting", kWait );
          return;
       }
       const Orlo::VrrpSm &vrrpSm = *programming_.vrrpSm();
@@ -173,15 +179,23 @@ class Explanation {
                      sinceText( programming_.assignments()->waitingSince( entry.key() ) ) + ": " +
                      counted( programming_.indexes(), "index is", "indexes are" ) +
                      " all that there are" );
-         settle( "waiting",
-                 ( place == 1 ? std::string( "the next pair that is withdrawn gives it its index" )
-                              : counted( place, "pair has", "pairs have" ) +
-                                      " to be withdrawn, or leave the line before it" ) +
-                       "; or raise \"indexes\" in the configuration and reload, if the hardware "
-                       "has more" );
+         settle( "waiting", toGetASlot( place ) );
          return true;
       }
       return false;
+   }
+
+   std::string toGetASlot( U32 place ) const {
+      const std::string raise =
+            "raise \"indexes\" in the configuration and reload, if the hardware "
+            "has more";
+      return programming_.indexes() == 0 ? raise
+             : place == 1
+                   ? "the next pair that is withdrawn gives it its index; or " + raise
+                   : std::to_string( place ) +
+                           " pairs have to be withdrawn that have an index or stand before it in "
+                           "the line; or " +
+                           raise;
    }
 
    void hardware() {
@@ -198,7 +212,7 @@ class Explanation {
       const std::string slot = index_ ? "slot " + std::to_string( *index_ ) : "";
       if( index_ && *index_ < programming_.indexes() && view->slot( *index_ ) == pair_ ) {
          step( "hardware", true, slot + " holds it, as read back" );
-         settle( isWanted_ ? "programmed" : "leftover", "" );
+         settle( isWanted_ ? "programmed" : "leftover", isWanted_ ? "" : kClean );
          return;
       }
       if( index_ ) {
@@ -209,24 +223,42 @@ class Explanation {
                                      valueToStrep( other->mac() )
                              : std::string( " is empty" ) ) +
                      ", as read back" );
-         settle( "refused", "see the agent's log for what the hardware has answered" );
+         settle( "refused",
+                 "see the agent's log for what the hardware has answered; a restart of the "
+                 "agent programs it again" );
          return;
       }
       for( U32 index = 0; index < programming_.indexes(); ++index ) {
          if( view->slot( index ) == pair_ ) {
             step( "hardware", false,
                   "slot " + std::to_string( index ) +
-                        " holds it, and the programmer does not know of that" );
-            verdict_ = programming_.isRunning() ? "leftover" : "starting";
+                        ( programming_.isRunning()
+                                ? " holds it, and the programmer does not know of that"
+                                : " holds it, as it was left" ) );
+            leftBehind();
             return;
          }
       }
       step( "hardware", false, "no slot holds it, as read back" );
    }
 
+   /// A slot holds it that the programmer has not given to it.
+   void leftBehind() {
+      if( !programming_.isRunning() ) {
+         settle( "starting", kWait );
+      } else if( !isWanted_ ) {
+         settle( "leftover", kClean );
+      }
+   }
+
    std::string sinceText( const std::optional<Time> &since ) const {
       return since ? " since " + timeText( *since ) : "";
    }
+
+   static constexpr const char *kWait =
+         "wait until the agent is ready: it is, as soon as the kernel has told it everything";
+   static constexpr const char *kClean =
+         "restart the agent: when it starts, it frees every slot that nobody wants";
 
    const Agent &agent_;
    const Programming &programming_;

@@ -198,6 +198,7 @@ Answer View::slots() const {
       std::optional<Pair> pair;
       U32 turn = 0; ///< when it is handed out; 1 is next
       std::optional<bool> isInHardware;
+      std::optional<Pair> other; ///< in the hardware instead
    };
    const Programming &programming = agent_.programming();
    const OrloHelper::HardwareView *const view = programming.view();
@@ -205,14 +206,22 @@ Answer View::slots() const {
    if( programming.isRunning() ) {
       for( const auto &entry : programming.vrrpSm()->virtualRouterIndexes() ) {
          slots.push_back(
-               { entry.value(), entry.key(), 0,
-                 view ? std::optional( holds( entry.key(), entry.value() ) ) : std::nullopt } );
+               { entry.value(),
+                 entry.key(),
+                 0,
+                 view ? std::optional( holds( entry.key(), entry.value() ) ) : std::nullopt,
+                 {} } );
       }
       std::sort( slots.begin(), slots.end(),
                  []( const Slot &a, const Slot &b ) { return a.index < b.index; } );
       U32 turn = 0;
       for( const auto &entry : programming.vrrpSm()->freeVirtualRouterIndexes() ) {
-         slots.push_back( { entry.value(), {}, ++turn, {} } );
+         slots.push_back( { entry.value(), {}, ++turn, {}, {} } );
+      }
+   }
+   for( Slot &slot : slots ) {
+      if( view && slot.index < programming.indexes() && !slot.isInHardware.value_or( false ) ) {
+         slot.other = view->slot( slot.index );
       }
    }
    Answer answer = answerOf( "slots", std::move( slots ), []( Json &row, const Slot &slot ) {
@@ -222,6 +231,9 @@ Answer View::slots() const {
          row["hardware"] = valueOrNull( slot.isInHardware );
       } else {
          row["free"] = slot.turn;
+      }
+      if( slot.other ) {
+         put( row["holds"], *slot.other );
       }
    } );
    answer.result = summary()["slots"];
@@ -292,7 +304,9 @@ View::Counts View::counts() const {
    for( U32 index = 0; index < programming.indexes(); ++index ) {
       counts.used += view->slot( index ) ? 1 : 0;
    }
-   counts.mismatches += counts.used - assignedUsed;
+   if( programming.isRunning() ) { // before, what is left from the last one is to be adopted
+      counts.mismatches += counts.used - assignedUsed;
+   }
    return counts;
 }
 
@@ -311,25 +325,26 @@ Json View::summary() const {
                    { "removed", programming.lastAdoption().removed },
                    { "at", timeText( programming.lastAdoption().at ) } };
    }
-   return { { "version", programming.pluginVersion() },
-            { "kind", agent_.configuration().hardware.kind },
-            { "helper", programming.helper() ? programming.helper()->name().text() : "" },
-            { "ready", agent_.isReady() },
-            { "uptimeSeconds", ( agent_.clock()() - agent_.startedAt() ).count() },
-            { "interfaces", programming.vlanSets()->sviVlanSets().size() },
-            { "macs", programming.status()->vrrpVirtualMacs().size() },
-            { "pairs",
-              { { "wanted", programming.table()->virtualRouterMacs().size() },
-                { "programmed", counts.programmed },
-                { "waiting", waiting } } },
-            { "slots",
-              { { "total", programming.indexes() },
-                { "used", counts.used },
-                { "available", available } } },
-            { "mismatches", counts.mismatches },
-            { "refusals", view ? Json( view->refusals() ) : Json() },
-            { "restarts", programming.restarts() },
-            { "lastAdoption", adoption } };
+   return {
+         { "version", programming.pluginVersion() },
+         { "kind", agent_.configuration().hardware.kind },
+         { "helper", programming.helper() ? programming.helper()->name().text() : std::string() },
+         { "ready", agent_.isReady() },
+         { "uptimeSeconds", ( agent_.clock()() - agent_.startedAt() ).count() },
+         { "interfaces", programming.vlanSets()->sviVlanSets().size() },
+         { "macs", programming.status()->vrrpVirtualMacs().size() },
+         { "pairs",
+           { { "wanted", programming.table()->virtualRouterMacs().size() },
+             { "programmed", counts.programmed },
+             { "waiting", waiting } } },
+         { "slots",
+           { { "total", programming.indexes() },
+             { "used", counts.used },
+             { "available", available } } },
+         { "mismatches", counts.mismatches },
+         { "refusals", view ? Json( view->refusals() ) : Json() },
+         { "restarts", programming.restarts() },
+         { "lastAdoption", adoption } };
 }
 
 std::string View::metrics() const {

@@ -28,11 +28,12 @@ Table::Cell yesOrNo( bool value, Paint whenNot = Paint::plain ) {
 }
 
 /// What the hardware says, if it can be asked.
-Table::Cell heldText( const std::optional<bool> &held, bool wanted ) {
+Table::Cell heldText( const std::optional<bool> &held, bool wanted,
+                      const std::string &other = {} ) {
    if( !held ) {
       return { "?", Paint::bad };
    }
-   return { *held ? "yes" : "no", *held != wanted ? Paint::bad : Paint::plain };
+   return { ( *held ? "yes" : "no" ) + other, *held != wanted ? Paint::bad : Paint::plain };
 }
 
 std::string unknownHint( bool isUnknown ) {
@@ -162,14 +163,21 @@ std::string renderSlots( const Json &result, const Look &look ) {
    for( const Json &one : fields.list( "slots" ) ) {
       const Fields row( one );
       const std::string index = std::to_string( row.number( "index" ) );
+      std::string other;
+      if( row.has( "holds" ) ) {
+         const Fields holds( row.object( "holds" ) );
+         other = ": VLAN " + std::to_string( holds.number( "vlan" ) ) + "  " + holds.text( "mac" );
+      }
       if( row.has( "free" ) ) {
-         table.add( { index, "-", "-", "-", std::to_string( row.number( "free" ) ) } );
+         table.add( { index, "-", "-",
+                      other.empty() ? Table::Cell( "-" ) : heldText( false, true, other ),
+                      std::to_string( row.number( "free" ) ) } );
          continue;
       }
       const auto held = row.flagOrNull( "hardware" );
       isUnknown = isUnknown || !held;
       table.add( { index, std::to_string( row.number( "vlan" ) ), row.text( "mac" ),
-                   heldText( held, true ), "-" } );
+                   heldText( held, true, other ), "-" } );
    }
    return ( table.empty() ? std::string() : table.text( look.isColored ) ) + slotsText( fields ) +
           "\n" + unknownHint( isUnknown );

@@ -1,0 +1,98 @@
+// The agent on a fake kernel with what people and programs reach it by.
+#ifndef TESTS_UNIT_AGENT_CONTROLLEDAGENT_H
+#define TESTS_UNIT_AGENT_CONTROLLEDAGENT_H
+
+#include "agent/control/Control.h"
+#include "tests/unit/agent/AgentOnFakeKernel.h"
+
+#include <nlohmann/json.hpp>
+
+#include <optional>
+#include <source_location>
+#include <vector>
+
+namespace OrloAgent {
+
+using Json = nlohmann::json;
+
+/// Whole answers are compared, as JSON.
+inline void expectJson( const Json &actual, const std::string &expected,
+                        const std::source_location &from = std::source_location::current() ) {
+   if( actual != Json::parse( expected ) ) {
+      ADD_FAILURE_AT( from.file_name(), static_cast<int>( from.line() ) ) << actual.dump( 1 );
+   }
+}
+
+/// An answer as the client puts it together: the rows in their place.
+inline Json whole( const Answer &answer ) {
+   Json all = answer.result;
+   if( answer.nextRow ) {
+      all[answer.rowsName] = Json::array();
+      for( Json row; answer.nextRow( row ); row = Json() ) {
+         all[answer.rowsName].push_back( row );
+      }
+   }
+   return all;
+}
+
+class ControlledAgent : public AgentOnFakeKernel {
+ protected:
+   ~ControlledAgent() override {
+      control_.reset();
+      agent_.reset();
+   }
+
+   /// What a client reads when it asks; `arguments` as it writes them. An error is {"error": its
+   /// kind, "message"}.
+   Json ask( const std::string &command, const std::string &arguments = "{}" ) {
+      return answered(
+            [&] { return whole( control().answer( command, Json::parse( arguments ), peer_ ) ); } );
+   }
+   template <class Action>
+   static Json answered( const Action &action ) {
+      try {
+         return action();
+      } catch( const ControlError &error ) {
+         return { { "error", Protocol::nameOf( error.kind() ) }, { "message", error.what() } };
+      }
+   }
+   /// What comes goes to events_.
+   Json follow( const std::string &command, const std::string &arguments = "{}" ) {
+      return answered( [&] {
+         followings_.push_back(
+               control().follow( command, Json::parse( arguments ), peer_,
+                                 [this]( const Json &event ) { events_.push_back( event ); } ) );
+         return Json( "following" );
+      } );
+   }
+   /// Since the last call.
+   Json events() { return std::exchange( events_, Json::array() ); }
+
+   Control &control() {
+      if( !control_ ) {
+         control_.emplace( *agent_, tracing_, [this] { return agent_->reload( next_ ); } );
+      }
+      return *control_;
+   }
+
+   /// The hardware's slots, by somebody else's hand.
+   SlotFile &slots() { return const_cast<SlotFile &>( helper().slots() ); }
+
+   /// Hardware that cannot be read back.
+   Configuration blind( Quor::U32 indexes ) const {
+      Configuration blind = configuration( indexes );
+      blind.hardware = { "module", indexes, BLIND_HELPER, {} };
+      return blind;
+   }
+
+   Tracing tracing_{ [this] { return now_; } };
+   Peer peer_{ .uid = 0, .gid = 0, .pid = 1, .mayChange = true };
+   Configuration next_; ///< what a reload changes to
+   Json events_ = Json::array();
+   std::optional<Control> control_;
+   std::vector<std::unique_ptr<Following>> followings_; // before the control
+};
+
+} // namespace OrloAgent
+
+#endif
