@@ -63,8 +63,8 @@ class ModulesTest(unittest.TestCase):
     def test_a_plug_in_of_another_version(self):
         path = os.path.join(OF_TESTS, 'other_abi/libplugin_other_abi.so')
         self.assertRegex(self.cannot_run(plugin=path),
-                         rf'^the plug-in {path} is of another version: its interface is \d+ \([0-9.]+\), this '
-                         r'agent needs \d+; install the plug-in that belongs to this agent$')
+                         rf'^the plug-in {path} is of another version: its interface is \d+ [(][0-9.]+[)], this agent '
+                         r'needs \d+; install the plug-in that belongs to this agent$')
 
     def test_a_module_that_is_not_there(self):
         self.assertRegex(self.cannot_run(**self.module('/nowhere/chip.so')),

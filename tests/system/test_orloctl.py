@@ -146,8 +146,10 @@ class LookingTest(SystemTest):
         Keepalived(self.left, Instance(51, priority=100)).wait_state('vrrp.51', 'BACKUP')
         ctl = self.ctl(agent)
 
-        explained = wait_until(lambda: (found := ctl.json('explain', 11, mac(51)))['verdict'] == 'unpublished' and found,
-                               'the agent knows the device', explain=lambda: ctl.text('explain', 11, mac(51)))
+        def unpublished():
+            explained = ctl.json('explain', 11, mac(51))
+            return explained if explained['verdict'] == 'unpublished' else None
+        explained = wait_until(unpublished, 'the agent knows the device')
 
         self.assertEqual({'interface': True, 'kernel': False, 'status': False, 'wanted': False, 'programmer': False,
                           'hardware': False}, self.steps(explained))
@@ -485,7 +487,8 @@ class FollowingTest(SystemTest):
 
         traces = [client.line()['event'] for _ in range(9)]
         self.assertEqual({'OrloVrrp'}, {trace['facility'] for trace in traces})
-        self.assertEqual([('handleVrrpMac', 4, 108), ('handleVrrpMac', 4, 132), ('doDeleteVirtualRouterMac', 5, 178)] * 3,
+        of_a_pair = [('handleVrrpMac', 4, 108), ('handleVrrpMac', 4, 132), ('doDeleteVirtualRouterMac', 5, 178)]
+        self.assertEqual(of_a_pair * 3,
                          [(trace['function'], trace['level'], trace['line']) for trace in traces])
         self.assertEqual(3, sum(f'deleting vrmac Value(\'Orlo::VrrpPrivateVlanReflectorLib::VlanAndMac\', '
                                 in trace['message'] for trace in traces))
