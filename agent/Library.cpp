@@ -43,7 +43,8 @@ PluginLibrary::PluginLibrary( const std::string &path )
                                  "\"plugin\" of the configuration right?" );
    }
    if( plugin_->abi != Orlo::Plugin::kAbi ) {
-      throw LibraryError( "the plug-in " + path + " is of another version: its interface is " +
+      throw LibraryError( "the plug-in " + path + " is of another version: it is " +
+                          plugin_->version + " and its interface is " +
                           std::to_string( plugin_->abi ) + ", this agent needs " +
                           std::to_string( Orlo::Plugin::kAbi ) +
                           "; install the plug-in that belongs to this agent" );
@@ -67,6 +68,9 @@ HelperLibrary::make( const OrloHelper::HelperSettings &settings ) const {
       made = new_( settings );
    } catch( const std::exception &error ) {
       throw LibraryError( error.what() );
+   } catch( ... ) {
+      throw LibraryError( "the helper module " + library_.path() +
+                          " threw something that is no exception" );
    }
    if( !made ) {
       throw LibraryError( "the helper module " + library_.path() + " made no helper" );

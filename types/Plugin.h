@@ -18,7 +18,8 @@ namespace Orlo {
 /// Of which version the plug-in is, and how its objects are made.
 struct Plugin {
    /// Counts up with every change that a program compiled before would not survive: of this record,
-   /// or of a class in the public headers. The first member of every version of the record.
+   /// or of a class in the public headers. The first members of every version of the record are
+   /// this number and the version.
    static constexpr Quor::U32 kAbi = 1;
 
    Quor::U32 abi;
