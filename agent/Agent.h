@@ -50,7 +50,7 @@ class Agent final : private KernelWatcher, private PublisherWatcher {
 
    /// Changes to another configuration: the hardware sees exactly the difference. ReloadError when
    /// that cannot be done while it runs; LibraryError when the hardware cannot be had with another
-   /// number of indexes: then it goes on as before, unless it is not ready any more.
+   /// number of indexes: then it goes on as before, unless the hardware is lost.
    struct Reloaded {
       std::vector<std::string> changes; ///< in words
       Quor::U32 calls = 0;              ///< of the hardware: pairs programmed and removed

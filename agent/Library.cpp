@@ -96,6 +96,9 @@ HelperLibrary::make( const OrloHelper::HelperSettings &settings ) const {
       made = new_( settings );
    } catch( const std::exception &error ) {
       throw LibraryError( error.what() );
+   } catch( ... ) {
+      throw LibraryError( "the helper module " + library_.path() +
+                          " threw something that is no exception" );
    }
    if( !made ) {
       throw LibraryError( "the helper module " + library_.path() + " made no helper" );

@@ -33,6 +33,7 @@ void Programming::makeHelper( U32 indexes ) {
 void Programming::start() {
    libSm_ = plugin_->libSmFactory( status_, vlanSets_, table_ );
    startProgrammer( nullptr );
+   onRestart( true );
 }
 
 void Programming::startProgrammer( const Assignments *before ) {
@@ -126,29 +127,34 @@ void Programming::change( U32 indexes, const std::function<void()> &change ) {
       this->change( change );
       return;
    }
-   if( !vrrpSm_ ) {
-      helper_ = nullptr;
-      makeHelper( indexes );
-      change();
-      return;
-   }
    const U32 before = this->indexes();
    onRestart( false );
+   if( !vrrpSm_ ) {
+      makeHelperAnew( indexes, before, [this] { onRestart( true ); } );
+      change();
+      onRestart( true );
+      return;
+   }
    changes_ = takeChanges();
    removeFrom( indexes );
    const Quor::Ptr<Assignments> known = assignments_;
    stopProgrammer();
+   makeHelperAnew( indexes, before, [&] { startAnew( *known ); } );
+   change();
+   startAnew( *known );
+}
+
+void Programming::makeHelperAnew( U32 indexes, U32 before,
+                                  const std::function<void()> &goOnAsBefore ) {
    view_ = nullptr;
    helper_ = nullptr; // the hardware belongs to one at a time
    try {
       makeHelper( indexes );
    } catch( const LibraryError & ) {
       makeHelper( before );
-      startAnew( *known );
+      goOnAsBefore();
       throw;
    }
-   change();
-   startAnew( *known );
 }
 
 void Programming::removeFrom( U32 firstIndex ) {

@@ -53,8 +53,8 @@ class Programming {
    void change( const std::function<void()> &change );
    /// The same with another number of indexes: the programmer starts anew and adopts; pairs whose
    /// index is gone are removed first. Throws LibraryError when the hardware cannot be had with
-   /// that number: `change` has not run then, and the programmer has started with the number
-   /// before; unless that cannot be had any more either, and it is not running.
+   /// that number: `change` has not run then, and it goes on with the number before;
+   /// unless that cannot be had any more either: then there is no helper, and it is not running.
    void change( Quor::U32 indexes, const std::function<void()> &change );
 
    /// Makes the sets of these interfaces say this, in place; makes those that are not there. VLANs
@@ -88,12 +88,14 @@ class Programming {
    Quor::U32 restarts() const noexcept { return restarts_; }
    const char *pluginVersion() const noexcept { return plugin_->version; }
 
-   /// Called around a new start, and before the end: whoever holds the helper or the programmer
-   /// lets go (false), and may look again (true).
+   /// Called around a new start of the helper or the programmer, after the first start and before
+   /// the end: whoever holds them lets go (false), and may look again (true).
    std::function<void( bool )> onRestart = []( bool ) {};
 
  private:
    void makeHelper( Quor::U32 indexes );
+   void makeHelperAnew( Quor::U32 indexes, Quor::U32 before,
+                        const std::function<void()> &goOnAsBefore );
    void startProgrammer( const Assignments *before );
    void stopProgrammer();
    void startAnew( const Assignments &before );

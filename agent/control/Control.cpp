@@ -26,6 +26,11 @@ constexpr std::array<std::string_view, 16> kCommands{
       "get",   "set",        "remove",       "call",       "complete",        "reload",  "metrics",
       "watch", "trace" };
 
+template <class Object>
+Ptr<GenericIf> byItsType( const Ptr<Object> &object ) {
+   return object ? object->fwkType()->wrap( object.get(), false ) : nullptr;
+}
+
 } // namespace
 
 /// The arguments of a request, each of the type that its command wants.
@@ -105,15 +110,20 @@ class Control::Watch : public Watching {
    }
    ~Watch() override { control_.watches_.remove( this ); }
 
-   void lookAgain() { objectsAre( control_.watched( path_ ) ); }
+   void lookAgain() { objectsAre( objectsIn( control_.roots() ) ); }
+   /// Goes on watching what outlives the programmer.
+   void letGo() { objectsAre( objectsIn( control_.inputs() ) ); }
 
  private:
+   Objects objectsIn( const Roots &all ) const;
+
    Control &control_;
    const std::string path_; // of an object; empty: of everything
 };
 
 Control::Control( Agent &agent, Tracing &tracing, Reload reload )
-      : agent_( agent ), tracing_( tracing ), reload_( std::move( reload ) ) {
+      : agent_( agent ), tracing_( tracing ), reload_( std::move( reload ) ),
+        vlanSets_( Quor::genericIf( agent_.programming().vlanSets() ), *this ) {
    agent_.programming().onRestart = [this]( bool isOver ) { isOver ? lookAgain() : letGo(); };
 }
 
@@ -130,8 +140,13 @@ void Control::letGo() {
    }
    walks_.clear();
    for( Watch *const watch : watches_ ) {
-      watch->objectsAre( {} );
+      watch->letGo();
    }
+}
+
+/// An interface has come or gone: its set is an object of its own.
+void Control::onAttribute( const Quor::Attribute &, const Ptr<GenericIf> & ) {
+   lookAgain();
 }
 
 void Control::lookAgain() {
@@ -140,18 +155,20 @@ void Control::lookAgain() {
    }
 }
 
+Roots Control::inputs() const {
+   const Programming &programming = agent_.programming();
+   return { { "virtualRouterMacStatus", Quor::genericIf( programming.status() ) },
+            { "intfVlanIdSetTable", Quor::genericIf( programming.vlanSets() ) },
+            { "vrrpHwStatus", Quor::genericIf( programming.hardwareStatus() ) },
+            { "virtualRouterMacTable", byItsType( programming.table() ) } };
+}
+
 Roots Control::roots() const {
    const Programming &programming = agent_.programming();
-   const auto byItsType = []( auto &object ) -> Ptr<GenericIf> {
-      return object ? object->fwkType()->wrap( object.get(), false ) : nullptr;
-   };
-   Roots roots{ { "virtualRouterMacStatus", Quor::genericIf( programming.status() ) },
-                { "intfVlanIdSetTable", Quor::genericIf( programming.vlanSets() ) },
-                { "vrrpHwStatus", Quor::genericIf( programming.hardwareStatus() ) },
-                { "virtualRouterMacTable", byItsType( programming.table() ) },
-                { "vrrpHelper", byItsType( programming.helper() ) },
-                { "libSm", byItsType( programming.libSm() ) },
-                { "vrrpSm", byItsType( programming.vrrpSm() ) } };
+   Roots roots = inputs();
+   roots["vrrpHelper"] = byItsType( programming.helper() );
+   roots["libSm"] = byItsType( programming.libSm() );
+   roots["vrrpSm"] = byItsType( programming.vrrpSm() );
    std::erase_if( roots, []( const auto &root ) { return !root.second; } ); // not started yet
    return roots;
 }
@@ -289,20 +306,19 @@ Answer Control::change( const std::string &command, const Arguments &arguments )
    return answer;
 }
 
-Watching::Objects Control::watched( const std::string &path ) const {
+Watching::Objects Control::Watch::objectsIn( const Roots &all ) const {
    Watching::Objects objects;
-   const Roots all = roots();
-   if( path.empty() ) {
+   if( path_.empty() ) {
       objects.insert( all.begin(), all.end() );
-      for( const auto &entry : agent_.programming().vlanSets()->sviVlanSets() ) {
+      for( const auto &entry : control_.agent_.programming().vlanSets()->sviVlanSets() ) {
          objects["intfVlanIdSetTable/sviVlanSet[" + valueToStrep( entry.key() ) + "]"] =
                Quor::genericIf( entry.value() );
       }
       return objects;
    }
    try {
-      const Path at( all, path );
-      objects[path] = at.attribute() ? at.value() : at.object();
+      const Path at( all, path_ );
+      objects[path_] = at.attribute() ? at.value() : at.object();
    } catch( const PathError & ) { // gone, as it may be after a new start
    }
    return objects;
@@ -317,8 +333,8 @@ std::unique_ptr<Following> Control::follow( const std::string &command, const Js
                                             "agent's configuration" );
       }
       try {
-         return tracing_.follow( arguments.text( "facility" ), arguments.text( "levels" ),
-                                 std::move( emit ) );
+         const std::string facility = arguments.text( "facility" );
+         return tracing_.follow( facility, arguments.text( "levels" ), std::move( emit ) );
       } catch( const Quor::RangeException &error ) {
          throw ControlError( Kind::usage, error.what() );
       }

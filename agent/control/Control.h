@@ -14,7 +14,7 @@ namespace OrloAgent {
 
 /// Reading is open to every client; what changes anything needs Peer::mayChange, and the rules of
 /// Permissions. Goes before the agent, which must not be restarted by what an answer calls.
-class Control : public ControlHandler {
+class Control : public ControlHandler, private Quor::GenericObserver {
  public:
    /// `reload` reads the configuration again and changes to it; it throws ControlError.
    using Reload = std::function<Agent::Reloaded()>;
@@ -40,15 +40,19 @@ class Control : public ControlHandler {
    Answer show( const std::string &command, const Arguments &arguments ) const;
    Answer list( const Arguments &arguments );
    Answer change( const std::string &command, const Arguments &arguments );
-   Watching::Objects watched( const std::string &path ) const;
+   /// The roots that are there from the beginning to the end.
+   Roots inputs() const;
    void letGo();
    void lookAgain();
+   void onAttribute( const Quor::Attribute &attribute,
+                     const Quor::Ptr<Quor::GenericIf> &key ) override;
 
    Agent &agent_;
    Tracing &tracing_;
    const Reload reload_;
    std::list<std::weak_ptr<Walk>> walks_; // answers whose rows are still being read
    std::list<Watch *> watches_;
+   const Quor::GenericNotifiee vlanSets_; // last: its calls use the others
 };
 
 } // namespace OrloAgent

@@ -38,6 +38,7 @@ inline Json whole( const Answer &answer ) {
 class ControlledAgent : public AgentOnFakeKernel {
  protected:
    ~ControlledAgent() override {
+      followings_.clear();
       control_.reset();
       agent_.reset();
    }
@@ -90,7 +91,7 @@ class ControlledAgent : public AgentOnFakeKernel {
    Configuration next_; ///< what a reload changes to
    Json events_ = Json::array();
    std::optional<Control> control_;
-   std::vector<std::unique_ptr<Following>> followings_; // before the control
+   std::vector<std::unique_ptr<Following>> followings_;
 };
 
 } // namespace OrloAgent

@@ -1,5 +1,6 @@
 // A helper module for hardware that cannot be read back. Its settings say whether it fails, and
-// how: "throws" a reason, "throws something" that is no exception, makes "nothing".
+// how: "throws" a reason, "throws something" that is no exception, makes "nothing", has
+// no more than "most" indexes.
 #include "OrloVrrpHelper/HelperModule.h"
 
 #include <stdexcept>
@@ -22,6 +23,9 @@ OrloHelper::VrrpSmHelper *orloHelperNew( const OrloHelper::HelperSettings &setti
    }
    if( is( "throws something" ) ) {
       throw 42;
+   }
+   if( is( "most" ) && settings.indexes > std::stoul( settings.settings.at( "most" ) ) ) {
+      throw std::runtime_error( "there are not that many" );
    }
    if( is( "nothing" ) ) {
       return nullptr;
