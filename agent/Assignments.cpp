@@ -1,6 +1,7 @@
 #include "agent/Assignments.h"
 
 #include <algorithm>
+#include <set>
 
 namespace OrloAgent {
 
@@ -59,10 +60,18 @@ void Assignments::takeOver( const Assignments &before ) {
       const auto then = waited.find( now.pair );
       now.since = then == waited.end() ? now.since : then->second;
    }
+   std::set<Pair> left; // in an order that does not depend on how they were found
+   for( const auto &[pair, since] : waited ) {
+      left.insert( pair );
+   }
    std::erase_if( changes_, [&]( const PairChange &change ) {
-      return change.what == What::adopted ||
-             ( change.what == What::waiting && waited.contains( change.pair ) );
+      const bool stays = change.what == What::waiting && left.contains( change.pair );
+      left.erase( change.pair );
+      return stays || change.what == What::adopted;
    } );
+   for( const Pair &pair : left ) {
+      changed( What::left, pair, 0 );
+   }
 }
 
 std::vector<PairChange> Assignments::takeChanges() {

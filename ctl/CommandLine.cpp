@@ -149,7 +149,7 @@ class Grammar {
       call->add_option( "PATH", path_, "Which one" )->required();
       call->add_option( "ARG", values_, "Its arguments" );
       CLI::App *const watch = command( app_, "watch", "Prints changes as they happen", pathIfAny );
-      watch->add_option( "PATH", path_, "Only those at this path and below" );
+      watch->add_option( "PATH", path_, "Only those of this object, attribute or member" );
       CLI::App *const complete =
             command( app_, "complete", "The paths that begin like this one",
                      [this]( Json &arguments ) { arguments["prefix"] = path_; } );

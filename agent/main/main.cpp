@@ -102,6 +102,9 @@ class Process {
    }
 
    Agent::Reloaded reload() {
+      if( !agent_.isReady() ) { // the start-up pass will say when it is
+         return agent_.reload( readConfigurationFile( file_ ) );
+      }
       Service::reloading();
       struct Over {
          ~Over() { Service::ready( process.status() ); }

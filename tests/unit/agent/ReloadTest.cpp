@@ -171,6 +171,15 @@ TEST_F( Reload, MoreIndexesServeThoseThatWait ) {
    EXPECT_EQ( agent_->programming().lastAdoption().adopted, 3u );
 }
 
+TEST_F( Reload, WhoWaitedAndIsNotWantedAnyMoreLeavesTheLine ) {
+   startWithMasters( 2 ); // 12 and 11 wait
+   next_.hardware.indexes = 3;
+   interface( 0 ).secondaryVlans = { VlanId( 12 ) };
+   EXPECT_EQ( reload(), ( Strings{ "programmed  VLAN 12  00:00:5e:00:01:33  index 2",
+                                   "left        VLAN 11  00:00:5e:00:01:33  no longer waits",
+                                   "relieved    nobody waits any more" } ) );
+}
+
 TEST_F( Reload, FewerIndexesRemoveWhatIsAtOrAboveThem ) {
    startWithMasters( 8 );
    next_.hardware.indexes = 2;
