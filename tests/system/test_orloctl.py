@@ -154,7 +154,7 @@ class LookingTest(SystemTest):
         self.assertEqual({'interface': True, 'kernel': False, 'status': False, 'wanted': False, 'programmer': False,
                           'hardware': False}, self.steps(explained))
         self.assertIn('has to become master on vrrp.51', explained['change'])
-        self.assertIn('vrrp.51 on br10 is not published: it has no address',
+        self.assertIn('vrrp.51 on br10 is not published: has no address',
                       [step['text'] for step in explained['steps']])
         self.assertEqual([], agent.table().rows)
 
