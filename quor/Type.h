@@ -78,8 +78,8 @@ struct Type {
    const Type *base = nullptr;            ///< whose attributes an instance has as well
    void *( *toBase )( void * ) = nullptr; ///< the base part of an instance
    String ( *text )( const void * ) = nullptr;
-   /// Of entities: the interface to an object of this type or of one that derives from it, when only
-   /// the object's fwkType() is known. A null object is not allowed.
+   /// Of entities: the interface to an object of this type or of one that derives from it, when
+   /// only the object's fwkType() is known. A null object is not allowed.
    Ptr<GenericIf> ( *wrap )( PtrInterface *object, bool isConst ) = nullptr;
    /// Of values: reads a whole text.
    Ptr<GenericIf> ( *parse )( const String &text, bool isConst ) = nullptr;

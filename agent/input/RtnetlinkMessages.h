@@ -46,8 +46,8 @@ struct Malformed {
    bool operator==( const Malformed & ) const noexcept { return true; }
 };
 
-using KernelNews = std::variant<Irrelevant, Link, LinkGone, Address, AddressGone, DumpDone, DumpReply,
-                                Lost, Malformed>;
+using KernelNews = std::variant<Irrelevant, Link, LinkGone, Address, AddressGone, DumpDone,
+                                DumpReply, Lost, Malformed>;
 
 /// One message of a datagram; `header` is valid for it whatever `news` is.
 struct KernelMessage {

@@ -35,8 +35,8 @@ class AgentOnFakeKernel : public testing::Test {
               { Pelmo::IntfId( "br20" ), Bridging::VlanId( 20 ), {} } } };
    }
    void start( const Configuration &configuration ) {
-      agent_ = std::make_unique<Agent>( configuration, kernel_, out_, err_,
-                                        [this] { return now_; } );
+      agent_ =
+            std::make_unique<Agent>( configuration, kernel_, out_, err_, [this] { return now_; } );
       agent_->start();
    }
    void start( Quor::U32 indexes = 8 ) { start( configuration( indexes ) ); }

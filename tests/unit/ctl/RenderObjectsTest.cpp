@@ -89,9 +89,8 @@ TEST( RenderList, AFunctionThatReturnsNothingHasOnlyArguments ) {
                          { "type", nullptr },
                          { "arguments", Json::array() },
                          { "writable", false } } };
-   EXPECT_EQ( renderList( { { "members", members } }, kPlain ),
-              "NAME        ID  TYPE  SET  VALUE\n"
-              "doCleanup  144  ()    no   -\n" );
+   EXPECT_EQ( renderList( { { "members", members } }, kPlain ), "NAME        ID  TYPE  SET  VALUE\n"
+                                                                "doCleanup  144  ()    no   -\n" );
 }
 
 TEST( RenderValue, AValueStandsAlone ) {
