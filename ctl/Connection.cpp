@@ -53,8 +53,7 @@ Failure failureOf( const Json &error ) {
 } // namespace
 
 Connection::Connection( const std::string &path, double timeout )
-      : path_( path ), timeout_( timeout ),
-        socket_( ::socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0 ) ) {
+      : path_( path ), socket_( ::socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0 ) ) {
    sockaddr_un address{};
    address.sun_family = AF_UNIX;
    if( path.empty() || path.size() >= sizeof( address.sun_path ) ) {

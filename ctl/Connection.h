@@ -30,7 +30,6 @@ class Connection {
    nlohmann::json answer();
 
    std::string path_;
-   double timeout_;
    int socket_;
    std::string input_;
 };

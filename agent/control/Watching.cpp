@@ -7,7 +7,7 @@ namespace OrloAgent {
 using Quor::GenericIf;
 using Quor::Ptr;
 
-class Watching::Watcher : private Quor::GenericObserver {
+class Watching::Watcher final : private Quor::GenericObserver {
  public:
    Watcher( const Watching &watching, std::string path, const Ptr<GenericIf> &object )
          : watching_( watching ), path_( std::move( path ) ), object_( object ),
