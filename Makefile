@@ -25,7 +25,8 @@ build: setup
 build-sanitize: setup
 	@scripts/build sanitize
 
-run: build
+run: setup
+	@scripts/build release orlo-agent orloctl
 	@scripts/demo $(CONFIG)
 
 test: build build-sanitize
