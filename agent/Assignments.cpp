@@ -38,10 +38,9 @@ void Assignments::startUpPass( const Orlo::VrrpSm &vrrpSm ) {
       }
    }
    U32 place = 0;
-   auto &line = vrrpSm.macsNeedingVirtualRouterIndexes();
-   for( auto at = line.begin(); at != line.end(); ++at ) {
-      waiting_[at->key()] = { at->value(), now };
-      changed( What::waiting, at->value(), ++place );
+   for( const auto &entry : vrrpSm.macsNeedingVirtualRouterIndexes() ) {
+      waiting_[entry.key()] = { entry.value(), now };
+      changed( What::waiting, entry.value(), ++place );
    }
 }
 

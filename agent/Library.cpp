@@ -15,7 +15,7 @@ namespace {
 class LoadingEnds {
  public:
    explicit LoadingEnds( const std::string &what ) : before_( std::set_terminate( &end ) ) {
-      what_ = &what;
+      what_ = what;
    }
    ~LoadingEnds() { std::set_terminate( before_ ); }
    LoadingEnds( const LoadingEnds & ) = delete;
@@ -32,12 +32,12 @@ class LoadingEnds {
          why = std::string( ": " ) + error.what();
       } catch( ... ) { // whatever it is, it has no words
       }
-      std::cerr << "orlo-agent: cannot load " << *what_ << ": its start-up failed" << why
+      std::cerr << "orlo-agent: cannot load " << what_ << ": its start-up failed" << why
                 << std::endl;
       std::_Exit( 1 );
    }
 
-   static inline const std::string *what_ = nullptr;
+   static inline std::string what_;
    const std::terminate_handler before_;
 };
 

@@ -25,9 +25,10 @@ void send( const std::string &message, const Report::Fields &fields ) {
    std::vector<std::string> texts{ "MESSAGE=" + message, "PRIORITY=" + std::to_string( LOG_INFO ),
                                    "SYSLOG_IDENTIFIER=orlo-agent" };
    for( const auto &[name, value] : fields ) {
-      texts.push_back( "ORLO_" + name + "=" + value );
+      texts.push_back( std::string( "ORLO_" ).append( name ).append( "=" ).append( value ) );
    }
    std::vector<iovec> parts;
+   parts.reserve( texts.size() );
    for( std::string &text : texts ) {
       parts.push_back( { text.data(), text.size() } );
    }
