@@ -131,7 +131,7 @@ class Process {
 
    /// Only hardware that is lost ends the agent: whoever supervises it starts it again.
    std::string whyNot( const std::exception &error ) {
-      const std::string what = error.what();
+      std::string what = error.what();
       if( dynamic_cast<const ConfigurationError *>( &error ) ) {
          return what + "; nothing has been changed";
       }
