@@ -122,7 +122,9 @@ class NotifyTest(SystemTest):
 
 
 # What a service manager would have done: the journal's socket at its place, its standard output in the environment.
+# Its mounts are its own first; in a change of root that is no mount of its own, at least the one at /run.
 JOURNALED = '''
+mount --make-rprivate / 2>/dev/null || mount --make-private /run
 mount -t tmpfs none /run
 mkdir -p /run/systemd/journal
 ln -s "$1" /run/systemd/journal/socket
@@ -146,8 +148,8 @@ class JournalTest(SystemTest):
         """An agent whose changes go to the journal. What it prints is the table alone."""
         made = self.agent(indexes=indexes)  # writes the configuration, and is not wanted any more
         made.stop()
-        return self.left.start('unshare', '-m', '--', '/bin/sh', '-ec', JOURNALED, 'sh', self.journal.path, PROGRAM,
-                               made.configuration)
+        own_mounts = ('unshare', '-m', '--propagation', 'unchanged', '--', '/bin/sh', '-ec', JOURNALED, 'sh')
+        return self.left.start(*own_mounts, self.journal.path, PROGRAM, made.configuration)
 
     def next(self, count=1):
         entries = [self.journal.next() for _ in range(count)]
