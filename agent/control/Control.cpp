@@ -26,6 +26,20 @@ constexpr std::array<std::string_view, 16> kCommands{
       "get",   "set",        "remove",       "call",       "complete",        "reload",  "metrics",
       "watch", "trace" };
 
+[[noreturn]] void refuseUnknown( const std::string &command ) {
+   throw ControlError( Kind::usage, "no command " + command.substr( 0, 40 ) +
+                                          OrloText::didYouMean(
+                                                command, { kCommands.begin(), kCommands.end() } ) );
+}
+
+void needMayChange( const std::string &command, const Peer &peer ) {
+   if( !peer.mayChange ) {
+      throw ControlError( Kind::refused,
+                          command + " needs root, or the group in \"control\" of the agent's "
+                                    "configuration" );
+   }
+}
+
 template <class Object>
 Ptr<GenericIf> byItsType( const Ptr<Object> &object ) {
    return object ? object->fwkType()->wrap( object.get(), false ) : nullptr;
@@ -177,11 +191,7 @@ Answer Control::answer( const std::string &command, const Json &all, const Peer 
    const Arguments arguments( all );
    constexpr std::array<std::string_view, 4> changing{ "set", "remove", "call", "reload" };
    if( std::find( changing.begin(), changing.end(), command ) != changing.end() ) {
-      if( !peer.mayChange ) {
-         throw ControlError( Kind::refused,
-                             command + " needs root, or the group in \"control\" of the agent's "
-                                       "configuration" );
-      }
+      needMayChange( command, peer );
       return change( command, arguments );
    }
    if( command == "show" || command.starts_with( "show " ) ) {
@@ -214,9 +224,7 @@ Answer Control::answer( const std::string &command, const Json &all, const Peer 
    } catch( const PathError &error ) {
       throw ControlError( Kind::no, error.what() );
    }
-   throw ControlError( Kind::usage, "no command " + command.substr( 0, 40 ) +
-                                          OrloText::didYouMean(
-                                                command, { kCommands.begin(), kCommands.end() } ) );
+   refuseUnknown( command );
 }
 
 Answer Control::show( const std::string &command, const Arguments &arguments ) const {
@@ -248,9 +256,7 @@ Answer Control::show( const std::string &command, const Arguments &arguments ) c
    if( command == "show interfaces" ) {
       return view.interfaces();
    }
-   throw ControlError( Kind::usage, "no command " + command.substr( 0, 40 ) +
-                                          OrloText::didYouMean(
-                                                command, { kCommands.begin(), kCommands.end() } ) );
+   refuseUnknown( command );
 }
 
 Answer Control::list( const Arguments &arguments ) {
@@ -328,10 +334,7 @@ std::unique_ptr<Following> Control::follow( const std::string &command, const Js
                                             const Peer &peer, Emit emit ) {
    const Arguments arguments( all );
    if( command == "trace" ) {
-      if( !peer.mayChange ) {
-         throw ControlError( Kind::refused, "trace needs root, or the group in \"control\" of the "
-                                            "agent's configuration" );
-      }
+      needMayChange( command, peer );
       try {
          const std::string facility = arguments.text( "facility" );
          return tracing_.follow( facility, arguments.text( "levels" ), std::move( emit ) );
