@@ -330,10 +330,13 @@ class Lab:
         self.directory = tempfile.mkdtemp(prefix='orlo-lab-')
         os.chmod(self.directory, 0o755)
 
+    def namespace(self, name, kind=Namespace):
+        made = kind(self, name)
+        self.namespaces.append(made)
+        return made
+
     def switch(self, name):
-        switch = Switch(self, name)
-        self.namespaces.append(switch)
-        return switch
+        return self.namespace(name, Switch)
 
     def pair(self, svi='br10', left='10.0.10.1/24', right='10.0.10.2/24'):
         """Two switches with an SVI each, joined by a link."""

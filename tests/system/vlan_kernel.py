@@ -46,8 +46,10 @@ cd @checkout@ || exit
 @environment@
 stty -opost </dev/ttyS0
 echo >@folder@/up
-timeout --kill-after=2 @limit@ @command@ </dev/null >/dev/ttyS0 2>&1
-echo $? >@folder@/status
+{
+   timeout --kill-after=2 @limit@ @command@ </dev/null 2>&1
+   echo $? >@folder@/status
+} | cat >/dev/ttyS0
 sync
 @python@ -I -S -c 'import ctypes; ctypes.CDLL(None).reboot(0x4321fedc)'
 '''

@@ -1,0 +1,110 @@
+"""Whether the labs for counted frames prove anything: what routes a frame in them, and what does not. Without an agent:
+the hardware's part is done by hand."""
+
+import unittest
+
+from daemons import mac
+from routed_lab import FilteringLab, TaggedLab, VLANS
+
+
+def counts(flow):
+    return flow.sent, flow.received_upstream, flow.answered
+
+
+class TaggedTest(unittest.TestCase):
+
+    def setUp(self):
+        self.lab = TaggedLab()
+        self.addCleanup(self.lab.close)
+        self.lab.router(51)
+
+    def test_a_tagged_frame_is_for_nobody_and_an_untagged_one_needs_no_hardware(self):
+        tagged = {vlan: counts(self.lab.flow(vlan, 51, count=20).wait()) for vlan in VLANS}
+        untagged = {vlan: counts(self.lab.flow(vlan, 51, count=20, tag=0).wait()) for vlan in VLANS}
+
+        self.assertEqual({vlan: (20, 0, 0) for vlan in VLANS}, tagged)
+        self.assertEqual({vlan: (20, 20, 20) for vlan in VLANS}, untagged)
+
+    def test_three_hosts_at_once_and_exactly_the_frames_that_were_lost(self):
+        flows = [self.lab.flow(vlan, 51, rate=1000, tag=0) for vlan in (10, 11, 12)]
+        for flow in flows:
+            flow.wait_answered(200)
+        self.lab.switch.ip('link set vr.51 down')
+        flows[0].wait_sent(200)
+        self.lab.switch.ip('link set vr.51 up')
+        for flow in flows:
+            flow.wait_answered(200)
+            flow.stop()
+
+        for flow in flows:
+            with self.subTest(str(flow)):
+                lost = flow.lost
+                self.assertGreaterEqual(len(lost), 50)
+                self.assertEqual(list(range(lost[0], lost[-1] + 1)), lost)  # in one piece
+                self.assertEqual(lost, flow.lost_upstream)
+                self.assertEqual((flow.sent - len(lost),) * 2, (flow.received_upstream, flow.answered))
+                self.assertEqual(0, flow.again)
+
+
+class FilteringTest(unittest.TestCase):
+    needs_vlan_kernel = True
+
+    @classmethod
+    def setUpClass(cls):
+        cls.lab = FilteringLab()
+        cls.addClassCleanup(cls.lab.close)
+        cls.lab.router(51)
+
+    def entry(self, vlan):
+        self.lab.fdb(f'replace {mac(51)} dev br0 vlan {vlan} self permanent')
+        self.addCleanup(self.lab.fdb, f'del {mac(51)} dev br0 vlan {vlan} self')
+
+    def rule(self, vlan):
+        """What turns frames of a secondary VLAN into frames of the primary one, for one MAC."""
+        self.lab.tc(f'filter add dev br0 ingress pref 10 protocol 802.1Q handle {vlan} flower vlan_id {vlan} '
+                    f'dst_mac {mac(51)} action vlan modify id 10')
+        self.addCleanup(self.lab.tc, f'filter del dev br0 ingress pref 10 protocol 802.1Q handle {vlan} flower')
+
+    def send(self, vlan):
+        """Sends 20 frames; returns how many have come up to the bridge and how many were flooded, by their VLAN tag,
+        and how many were routed and answered."""
+        with self.lab.listen(51, self.lab.switch, 'br0') as up, self.lab.listen(51) as flooded:
+            flow = self.lab.flow(vlan, 51, count=20).wait()
+        self.assertEqual((20, flow.answered), (flow.sent, flow.received_upstream))
+        return up.heard, flooded.heard, flow.answered
+
+    def test_without_an_entry_frames_are_flooded_and_not_routed(self):
+        self.assertEqual({vlan: ({}, {vlan: 20}, 0) for vlan in VLANS}, {vlan: self.send(vlan) for vlan in VLANS})
+
+    def test_an_entry_ends_the_flooding_and_a_secondary_frame_comes_up_with_its_own_tag(self):
+        for vlan in VLANS:
+            self.entry(vlan)
+
+        self.assertEqual({10: ({10: 20}, {}, 20), 11: ({11: 20}, {}, 0), 12: ({12: 20}, {}, 0), 20: ({20: 20}, {}, 0)},
+                         {vlan: self.send(vlan) for vlan in VLANS})
+
+    def test_with_a_rule_a_secondary_frame_is_routed(self):
+        self.lab.tc('qdisc add dev br0 clsact')
+        self.addCleanup(self.lab.tc, 'qdisc del dev br0 clsact')
+        self.rule(11)
+        self.rule(12)
+        self.entry(10)
+        self.entry(11)
+
+        self.assertEqual({10: ({10: 20}, {}, 20), 11: ({11: 20}, {}, 20), 12: ({}, {12: 20}, 0), 20: ({}, {20: 20}, 0)},
+                         {vlan: self.send(vlan) for vlan in VLANS})
+
+    def test_three_hosts_at_once_lose_nothing(self):
+        self.lab.tc('qdisc add dev br0 clsact')
+        self.addCleanup(self.lab.tc, 'qdisc del dev br0 clsact')
+        for vlan in (11, 12):
+            self.rule(vlan)
+        for vlan in (10, 11, 12):
+            self.entry(vlan)
+
+        flows = [self.lab.flow(vlan, 51, rate=1000, count=2000) for vlan in (10, 11, 12)]
+
+        for flow in flows:
+            flow.wait()
+        self.assertEqual([(2000, 2000, 2000)] * 3, [counts(flow) for flow in flows], '\n'.join(map(str, flows)))
+        self.assertEqual([[]] * 3, [flow.lost for flow in flows])
