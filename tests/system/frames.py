@@ -1,7 +1,8 @@
 """Counted frames: hosts send numbered UDP frames to the MAC of a router, and a host behind it counts and answers each.
 
-    answerer = Answerer(upstream)
-    with Flow(answerer, host, source_mac=..., router_mac=..., source=..., destination=..., rate=1000) as flow:
+    engine = Engine(folder)
+    engine.start('answer', upstream)
+    with Flow(engine, host, source_mac=..., router_mac=..., source=..., destination=..., rate=1000) as flow:
         ...
     flow.sent, flow.received_upstream, flow.answered, flow.lost, flow.rate
 
@@ -15,67 +16,81 @@ import itertools
 import json
 import mmap
 import os
+import subprocess
 
-import frame_engine as engine
-from lab import PYTHON, wait_until
-
-PROGRAM = engine.__file__
-
-
-def start(namespace, role, **how):
-    process = namespace.start(PYTHON, '-S', '-B', PROGRAM, role, json.dumps(how))
-    process.wait_line(lambda line: line == 'ready', 'that it is ready')
-    return process
+import frame_engine as layout
+from lab import PYTHON, Process, wait_until
 
 
-def finish(process, timeout=30.0):
-    status = process.stop(timeout=timeout)
-    assert (status, process.lines()) == (0, ['ready']), f'it has ended with {status}\n{process.report()}'
+class Engine:
+    """The process that sends, answers and listens for a test; it ends with the test, whichever way that ends."""
 
+    def __init__(self, folder):
+        self._folder = folder
+        self._process = Process('the frame engine', [PYTHON, '-S', '-B', layout.__file__], stdin=subprocess.PIPE)
+        self._numbers, self._files = itertools.count(1), itertools.count(1)
 
-def shared(path, size):
-    """A file of numbers that an engine and the test both map."""
-    with open(path, 'w+b') as file:
-        file.truncate(size)
-        return memoryview(mmap.mmap(file.fileno(), size))
+    def file(self, kind, size):
+        """A file of numbers that the engine and the test both map: its path, and what is in it."""
+        path = os.path.join(self._folder, f'{kind}-{next(self._files)}')
+        with open(path, 'w+b') as file:
+            file.truncate(size)
+            return path, memoryview(mmap.mmap(file.fileno(), size))
 
+    def start(self, do, namespace, **how):
+        number = next(self._numbers)
+        self._say(do=do, number=number, namespace=namespace.pid, **how)
+        self._wait(f'started {number}')
+        return number
 
-class Answerer:
-    """The host behind the router, for any number of flows. It ends with its namespace."""
+    def stop(self, number, timeout=30.0):
+        self._say(do='stop', number=number)
+        self.wait(number, timeout)
 
-    def __init__(self, namespace):
-        self.folder = namespace.directory
-        self.process = start(namespace, 'answerer', folder=self.folder)
+    def wait(self, number, timeout):
+        self._wait(f'ended {number}', timeout)
+
+    def running(self):
+        return self._process.running()
+
+    def report(self):
+        return self._process.report()
+
+    def close(self):
+        self._process.release()
+
+    def _say(self, **how):
+        self._process.write(json.dumps(how) + '\n')
+
+    def _wait(self, said, timeout=10.0):
+        self._process.wait_line(lambda line: line == said, f'"{said}"', timeout)
 
 
 class Flow:
     """A host that sends. It begins when it is made, and stops at stop() or at the end of a with."""
 
-    _numbers = itertools.count(1)
-
-    def __init__(self, answerer, namespace, interface='eth0', *, source_mac, router_mac, source, destination, vlan=0,
+    def __init__(self, engine, namespace, interface='eth0', *, source_mac, router_mac, source, destination, vlan=0,
                  rate=1000, count=None):
-        self.number = next(self._numbers)
-        self.asked_rate = rate
-        path = os.path.join(answerer.folder, f'flow-{self.number}')
-        view = shared(path, engine.FLOW_SIZE)
-        self._numbers_of = view[:engine.HEADER].cast('Q')
-        self._answered = view[engine.HEADER:engine.HEADER + engine.CAPACITY]
-        self._received = view[engine.HEADER + engine.CAPACITY:]
-        self._process = start(namespace, 'sender', file=path, flow=self.number, interface=interface, vlan=vlan,
-                              sourceMac=source_mac, destinationMac=router_mac, source=source, destination=destination,
-                              rate=rate, count=count)
+        self._engine = engine
+        self._asked = rate
+        path, view = engine.file('flow', layout.FLOW_SIZE)
+        self._numbers = view[:layout.HEADER].cast('Q')
+        self._answered = view[layout.HEADER:layout.HEADER + layout.CAPACITY]
+        self._received = view[layout.HEADER + layout.CAPACITY:]
+        self.number = engine.start('send', namespace, file=path, interface=interface, vlan=vlan, sourceMac=source_mac,
+                                   destinationMac=router_mac, source=source, destination=destination, rate=rate,
+                                   count=count)
 
-    def stop(self):
+    def stop(self, timeout=30.0):
         """Sends no more, waits for the answers that still come, and makes sure that nothing was missed here."""
-        finish(self._process)
-        missed = self._numbers_of[engine.DROPPED]
+        self._engine.stop(self.number, timeout)
+        missed = self._numbers[layout.DROPPED]
         assert missed == 0, f'the sender itself was too slow for {missed} answers: the numbers are worth nothing'
         return self
 
     def wait(self, timeout=30.0):
         """Waits until it has sent as many frames as it was told to, and for their answers."""
-        self._process.wait(timeout)
+        self._engine.wait(self.number, timeout)
         return self.stop()
 
     def wait_sent(self, number, timeout=10.0):
@@ -88,9 +103,9 @@ class Flow:
 
     def _wait_more(self, count, number, word, timeout):
         goal = count() + number
-        wait_until(lambda: count() >= goal or not self._process.running(), f'{number} more frames are {word}', timeout,
-                   lambda: f'{self}\n{self._process.report()}')
-        assert count() >= goal, self._process.report()
+        wait_until(lambda: count() >= goal or not self._engine.running(), f'{number} more frames are {word}', timeout,
+                   lambda: f'{self}\n{self._engine.report()}')
+        assert count() >= goal, self._engine.report()
 
     def __enter__(self):
         return self
@@ -100,22 +115,22 @@ class Flow:
 
     @property
     def sent(self):
-        return self._numbers_of[engine.SENT]
+        return self._numbers[layout.SENT]
 
     @property
     def received_upstream(self):
         """How many different frames have arrived upstream."""
-        return self._numbers_of[engine.RECEIVED]
+        return self._numbers[layout.RECEIVED]
 
     @property
     def answered(self):
         """How many different frames have come back."""
-        return self._numbers_of[engine.ANSWERED]
+        return self._numbers[layout.ANSWERED]
 
     @property
     def again(self):
         """How many answers came more than once."""
-        return self._numbers_of[engine.AGAIN]
+        return self._numbers[layout.AGAIN]
 
     @property
     def lost(self):
@@ -129,7 +144,7 @@ class Flow:
 
     @property
     def seconds(self):
-        return (self._numbers_of[engine.LAST] - self._numbers_of[engine.FIRST]) / 1e9
+        return (self._numbers[layout.LAST] - self._numbers[layout.FIRST]) / 1e9
 
     @property
     def rate(self):
@@ -139,11 +154,11 @@ class Flow:
     @property
     def late(self):
         """By how many seconds the frame that was latest left too late. What was behind is made up for."""
-        return self._numbers_of[engine.LATE] / 1e9
+        return self._numbers[layout.LATE] / 1e9
 
     def __str__(self):
         return (f'flow {self.number}: {self.sent} sent, {self.received_upstream} received upstream, '
-                f'{self.answered} answered, {self.rate:.0f}/s of {self.asked_rate}/s in {self.seconds:.1f} s, '
+                f'{self.answered} answered, {self.rate:.0f}/s of {self._asked}/s in {self.seconds:.1f} s, '
                 f'late by {self.late * 1000:.0f} ms at worst')
 
 
@@ -159,26 +174,25 @@ def _missing(octets, end):
 class Listener:
     """Counts the frames of all flows that arrive at an interface with the MAC of a router, by their VLAN tag there.
 
-        with Listener(namespace, 'eth0', mac) as listener:
+        with Listener(engine, namespace, 'eth0', mac) as listener:
             ...
         listener.heard == {0: 20}
 
     VLAN 0 is a frame without a tag.
     """
 
-    _numbers = itertools.count(1)
-
-    def __init__(self, namespace, interface, mac):
-        path = namespace.path(f'listener-{next(self._numbers)}')
-        self._heard = shared(path, engine.LISTENER_SIZE).cast('Q')
-        self._process = start(namespace, 'listener', file=path, interface=interface, mac=mac)
+    def __init__(self, engine, namespace, interface, mac):
+        self._engine = engine
+        path, view = engine.file('listener', layout.LISTENER_SIZE)
+        self._heard = view.cast('Q')
+        self._number = engine.start('listen', namespace, file=path, interface=interface, mac=mac)
 
     @property
     def heard(self):
         return {vlan: number for vlan, number in enumerate(self._heard) if number}
 
     def stop(self):
-        finish(self._process)
+        self._engine.stop(self._number)
 
     def __enter__(self):
         return self

@@ -103,14 +103,14 @@ def need(program, package):
 class Process:
     """A program that was started: its lines are collected as they come, with the time of each."""
 
-    def __init__(self, name, command, on_line=None, ignore=None):
+    def __init__(self, name, command, on_line=None, ignore=None, stdin=subprocess.DEVNULL):
         self.name = name
         self._on_line = on_line
         self._ignore = ignore
         self._lines = []
         self._arrived = threading.Condition()
         # A session of its own: the Ctrl-C of a terminal is for the lab, which ends its processes in order.
-        self._popen = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        self._popen = subprocess.Popen(command, stdin=stdin, stdout=subprocess.PIPE,
                                        stderr=subprocess.STDOUT, text=True, errors='replace', start_new_session=True)
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
@@ -164,6 +164,11 @@ class Process:
         lines = self.lines(begin)[-last:]
         return '\n'.join([f'--- {self.name} has printed:', *(f'    {line}' for line in lines or ['nothing'])])
 
+    def write(self, text):
+        """Gives it input, when it was started with a pipe for that."""
+        self._popen.stdin.write(text)
+        self._popen.stdin.flush()
+
     def send(self, number):
         if self.running():
             os.kill(self.pid, number)
@@ -186,6 +191,8 @@ class Process:
         if self.running():
             self._popen.kill()
         self._popen.wait()
+        if self._popen.stdin is not None:
+            self._popen.stdin.close()
         self._reader.join(1.0)
 
 

@@ -24,7 +24,7 @@ macvlan above it makes the bridge take every frame, that is undone: see router()
 
 from agent import SVI10
 from daemons import mac
-from frames import Answerer, Flow, Listener
+from frames import Engine, Flow, Listener
 from lab import Lab, need, wait_until
 
 PRIMARY, SECONDARY, OUTSIDE = 10, (11, 12), 20
@@ -39,6 +39,7 @@ class RoutedLab(Lab):
 
     def __init__(self):
         super().__init__()
+        self.engine = None
         try:
             self.switch = super().switch('switch')
             self.hosts = {vlan: self.namespace(f'host-{vlan}') for vlan in VLANS}
@@ -48,10 +49,16 @@ class RoutedLab(Lab):
                                 'net/ipv4/conf/default/rp_filter': 0})
             self._make_bridge()
             self._make_upstream()
-            self.answerer = Answerer(self.upstream)
+            self.engine = Engine(self.upstream.directory)
+            self.engine.start('answer', self.upstream)
         except BaseException:
             self.close()
             raise
+
+    def close(self):
+        if self.engine is not None:
+            self.engine.close()
+        super().close()
 
     # What there is
 
@@ -87,13 +94,13 @@ class RoutedLab(Lab):
     def flow(self, vlan, vrid, rate=1000, count=None, tag=None):
         """The host on a VLAN sends frames for the upstream host to the MAC of a virtual router; tag: another VLAN tag
         than it has to send, 0 for none."""
-        return Flow(self.answerer, self.hosts[vlan], source_mac=self.host_mac(vlan), router_mac=mac(vrid),
+        return Flow(self.engine, self.hosts[vlan], source_mac=self.host_mac(vlan), router_mac=mac(vrid),
                     source=self.host_address(vlan), destination=UPSTREAM,
                     vlan=self._tag(vlan) if tag is None else tag, rate=rate, count=count)
 
     def listen(self, vrid, namespace=None, interface='eth0'):
         """Counts frames to the MAC of a virtual router where they should not be: at the witness, if not told."""
-        return Listener(namespace or self.witness, interface, mac(vrid))
+        return Listener(self.engine, namespace or self.witness, interface, mac(vrid))
 
     def _tag(self, vlan):
         raise NotImplementedError
