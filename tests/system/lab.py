@@ -214,8 +214,7 @@ class Namespace:
             reason = self._keeper.stderr.read().strip()
             self._keeper.wait()
             raise LabError(f'no network namespace could be made: {reason}')
-        self.sysctl(QUIET_IPV6)
-        self.ip('link set lo up')
+        self.sysctl(QUIET_IPV6, f'{need("ip", "iproute2")} link set lo up\n')
 
     @property
     def pid(self):
@@ -260,9 +259,10 @@ class Namespace:
         found = [link for link in json.loads(done.stdout or '[]') if link]
         return found[0] if done.returncode == 0 and found else None
 
-    def sysctl(self, settings):
+    def sysctl(self, settings, then=''):
+        """Makes settings below /proc/sys, and runs more lines of a shell script."""
         script = ''.join(f'echo {value} > /proc/sys/{name}\n' for name, value in settings.items())
-        self.run('/bin/sh', '-e', text=script)
+        self.run('/bin/sh', '-e', text=script + then)
 
     def close(self):
         if self._keeper is None:

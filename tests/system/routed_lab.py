@@ -7,20 +7,23 @@
         with lab.flow(11, 51) as flow:
             ...
 
-    host 10 ── port-10 ┌──────────────┐
-    host 11 ── port-11 │ bridge  SVI  │ uplink ── upstream
-    host 12 ── port-12 │ 10, 11, 12   │ 10.1.0.1  10.1.0.2
-    host 20 ── port-20 │              │
+    host-10 ── port-10 ┌──────────────┐
+    host-11 ── port-11 │ bridge  SVI  │ uplink ── upstream
+    host-12 ── port-12 │ 10, 11, 12   │ 10.1.0.1  10.1.0.2
+    host-20 ── port-20 │              │
     witness ── trunk   └──────────────┘
 
 VLAN 10 is the SVI's own, 11 and 12 are secondary VLANs of it, 20 is not of the set. All hosts have an address of the
 SVI's network, so that it is for nothing but the VLAN that one is not routed. The hosts and everything on their way have
 static neighbours; the way back to the secondary ports is made here: frames of VLAN 10 leave them without a tag. The
-witness is on all VLANs, and hears what is flooded.
+witness is on all VLANs, and hears what is flooded. A host is an interface without any address, on which packet sockets
+send and receive: so all of them are in one namespace, of which nothing is seen on the wires.
 
 In both, a frame that the hardware does not know is not routed. Where the SVI would take it all the same, because the
 macvlan above it makes the bridge take every frame, that is undone: see router().
 """
+
+import json
 
 from agent import SVI10
 from daemons import mac
@@ -42,15 +45,17 @@ class RoutedLab(Lab):
         self.engine = None
         try:
             self.switch = super().switch('switch')
-            self.hosts = {vlan: self.namespace(f'host-{vlan}') for vlan in VLANS}
-            self.witness = self.namespace('witness')
+            self.hosts = self.namespace('hosts')
             self.upstream = self.namespace('upstream')
             self.switch.sysctl({'net/ipv4/ip_forward': 1, 'net/ipv4/conf/all/rp_filter': 0,
                                 'net/ipv4/conf/default/rp_filter': 0})
             self._make_bridge()
+            self.hosts.ip(*(f'link set host-{vlan} up' for vlan in VLANS), 'link set witness up')
             self._make_upstream()
             self.engine = Engine(self.upstream.directory)
             self.engine.start('answer', self.upstream)
+            ports = {*self.ports.values(), 'trunk'}
+            wait_until(lambda: self._forwarding() == ports, f'{ports} forward', 3.0)
         except BaseException:
             self.close()
             raise
@@ -94,13 +99,17 @@ class RoutedLab(Lab):
     def flow(self, vlan, vrid, rate=1000, count=None, tag=None):
         """The host on a VLAN sends frames for the upstream host to the MAC of a virtual router; tag: another VLAN tag
         than it has to send, 0 for none."""
-        return Flow(self.engine, self.hosts[vlan], source_mac=self.host_mac(vlan), router_mac=mac(vrid),
+        return Flow(self.engine, self.hosts, f'host-{vlan}', source_mac=self.host_mac(vlan), router_mac=mac(vrid),
                     source=self.host_address(vlan), destination=UPSTREAM,
                     vlan=self._tag(vlan) if tag is None else tag, rate=rate, count=count)
 
-    def listen(self, vrid, namespace=None, interface='eth0'):
-        """Counts frames to the MAC of a virtual router where they should not be: at the witness, if not told."""
-        return Listener(self.engine, namespace or self.witness, interface, mac(vrid))
+    def flooded(self, vrid):
+        """Counts the frames to the MAC of a virtual router that the bridge floods, by their VLAN."""
+        return Listener(self.engine, self.hosts, 'witness', mac(vrid))
+
+    def up(self, vrid):
+        """Counts the frames to the MAC of a virtual router that the bridge takes, by the tag with which they come up."""
+        return Listener(self.engine, self.switch, self.bridge, mac(vrid))
 
     def _tag(self, vlan):
         raise NotImplementedError
@@ -110,21 +119,18 @@ class RoutedLab(Lab):
     def _make_bridge(self):
         raise NotImplementedError
 
-    def _add_port(self, port, namespace, address, number):
-        # Two ends that differ in their index: see join().
-        self.switch.ip(f'link add {port} index {1000 + number} type veth peer name eth0 index {2000 + number} '
-                       f'address {address} netns {namespace.pid}',
-                       f'link set {port} master {self.bridge} up')
-        namespace.ip('link set eth0 up')
-
     def _add_ports(self):
-        for number, vlan in enumerate(VLANS):
-            self._add_port(self.ports[vlan], self.hosts[vlan], self.host_mac(vlan), number)
-        self._add_port('trunk', self.witness, '02:00:00:00:01:fe', len(VLANS))
+        """The lines that make the ports of the bridge. The two ends of a veth differ in their index: see join()."""
+        ends = [(self.ports[vlan], f'host-{vlan}', self.host_mac(vlan)) for vlan in VLANS]
+        for number, (port, end, address) in enumerate([*ends, ('trunk', 'witness', '02:00:00:00:01:fe')]):
+            yield (f'link add {port} index {1000 + number} type veth peer name {end} index {2000 + number} '
+                   f'address {address} netns {self.hosts.pid}')
+            yield f'link set {port} master {self.bridge} up'
 
-    def _wait_ports(self):
-        for port in (*self.ports.values(), 'trunk'):
-            wait_until(lambda: self.switch.forwards(port), f'{port} forwards', 3.0)
+    def _forwarding(self):
+        """The ports of the bridge that forward."""
+        links = json.loads(self.switch.run('ip', '-j', '-d', 'link', 'show', 'master', self.bridge))
+        return {link['ifname'] for link in links if link['linkinfo']['info_slave_data']['state'] == 'forwarding'}
 
     def _make_upstream(self):
         self.switch.ip(f'addr add {GATEWAY}/24 dev {self.svi}',
@@ -146,9 +152,8 @@ class TaggedLab(RoutedLab):
     bridge = svi = 'br10'
 
     def _make_bridge(self):
-        self.switch.ip('link add br10 type bridge stp_state 0 forward_delay 0 mcast_snooping 0', 'link set br10 up')
-        self._add_ports()
-        self._wait_ports()
+        self.switch.ip('link add br10 type bridge stp_state 0 forward_delay 0 mcast_snooping 0', 'link set br10 up',
+                       *self._add_ports())
 
     def _tag(self, vlan):
         return vlan
@@ -162,38 +167,30 @@ class FilteringLab(RoutedLab):
     def _make_bridge(self):
         self.switch.ip('link add br0 address 02:00:00:00:00:01 type bridge vlan_filtering 1 vlan_default_pvid 0 '
                        'stp_state 0 forward_delay 0 mcast_snooping 0',
-                       'link set br0 up')
-        self._add_ports()
-        self.vlan(*(f'add dev {self.ports[vlan]} vid {vlan} pvid untagged' for vlan in VLANS),
-                  *(f'add dev {self.ports[vlan]} vid {PRIMARY} untagged' for vlan in SECONDARY),
-                  *(f'add dev trunk vid {vlan}' for vlan in VLANS),
-                  *(f'add dev br0 vid {vlan} self' for vlan in VLANS))
-        # The bridge knows the host of a secondary port by its own VLAN: without this, answers would be flooded.
-        self.fdb(*(f'add {self.host_mac(vlan)} dev {self.ports[vlan]} vlan {PRIMARY} master static'
-                   for vlan in SECONDARY))
-        self.switch.ip(f'link add br0.10 link br0 type vlan id {PRIMARY}', 'link set br0.10 up')
-        self._wait_ports()
+                       'link set br0 up',
+                       *self._add_ports(),
+                       f'link add br0.10 link br0 type vlan id {PRIMARY}', 'link set br0.10 up')
+        self.run_bridge(*(f'vlan add dev {self.ports[vlan]} vid {vlan} pvid untagged' for vlan in VLANS),
+                        *(f'vlan add dev {self.ports[vlan]} vid {PRIMARY} untagged' for vlan in SECONDARY),
+                        *(f'vlan add dev trunk vid {vlan}' for vlan in VLANS),
+                        *(f'vlan add dev br0 vid {vlan} self' for vlan in VLANS),
+                        # The bridge learns the host of a secondary port on its own VLAN: answers would be flooded.
+                        *(f'fdb add {self.host_mac(vlan)} dev {self.ports[vlan]} vlan {PRIMARY} master static'
+                          for vlan in SECONDARY))
 
     def _tag(self, vlan):
         return 0
 
-    def vlan(self, *lines):
-        """Runs lines of bridge vlan."""
-        self._bridge(*(f'vlan {line}' for line in lines))
-
-    def fdb(self, *lines):
-        """Runs lines of bridge fdb."""
-        self._bridge(*(f'fdb {line}' for line in lines))
-
-    def _bridge(self, *lines):
+    def run_bridge(self, *lines):
+        """Runs lines of bridge, in one process."""
         self.switch.run(need('bridge', 'iproute2'), '-batch', '-', text='\n'.join(lines) + '\n')
 
     def tc(self, *lines):
-        """Runs lines of tc."""
+        """Runs lines of tc, in one process."""
         self.switch.run(need('tc', 'iproute2'), '-batch', '-', text='\n'.join(lines) + '\n')
 
     def only_by_entry(self, *vrids):
         """A macvlan that comes up enters its MAC into the filter of the SVI; the bridge below has no such filter and
         takes every frame from then on, flooded ones as well. Hardware does not do that: so it leaves the filter."""
-        self.fdb(*(f'del {mac(vrid)} dev {self.svi} self' for vrid in vrids))
+        self.run_bridge(*(f'fdb del {mac(vrid)} dev {self.svi} self' for vrid in vrids))
         wait_until(lambda: self.switch.show(self.bridge)['promiscuity'] == 0, f'{self.bridge} does not take every frame')

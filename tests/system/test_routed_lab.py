@@ -55,20 +55,22 @@ class FilteringTest(unittest.TestCase):
         cls.addClassCleanup(cls.lab.close)
         cls.lab.router(51)
 
-    def entry(self, vlan):
-        self.lab.fdb(f'replace {mac(51)} dev br0 vlan {vlan} self permanent')
-        self.addCleanup(self.lab.fdb, f'del {mac(51)} dev br0 vlan {vlan} self')
+    def entries(self, *vlans):
+        """The local entries that bring the frames of a MAC up, by hand."""
+        self.lab.run_bridge(*(f'fdb replace {mac(51)} dev br0 vlan {vlan} self permanent' for vlan in vlans))
+        self.addCleanup(self.lab.run_bridge, *(f'fdb del {mac(51)} dev br0 vlan {vlan} self' for vlan in vlans))
 
-    def rule(self, vlan):
-        """What turns frames of a secondary VLAN into frames of the primary one, for one MAC."""
-        self.lab.tc(f'filter add dev br0 ingress pref 10 protocol 802.1Q handle {vlan} flower vlan_id {vlan} '
-                    f'dst_mac {mac(51)} action vlan modify id 10')
-        self.addCleanup(self.lab.tc, f'filter del dev br0 ingress pref 10 protocol 802.1Q handle {vlan} flower')
+    def rules(self, *vlans):
+        """What turns frames of secondary VLANs into frames of the primary one, for one MAC."""
+        self.lab.tc('qdisc add dev br0 clsact',
+                    *(f'filter add dev br0 ingress pref 10 protocol 802.1Q handle {vlan} flower vlan_id {vlan} '
+                      f'dst_mac {mac(51)} action vlan modify id 10' for vlan in vlans))
+        self.addCleanup(self.lab.tc, 'qdisc del dev br0 clsact')
 
     def send(self):
         """Every host sends 20 frames. Returns, by VLAN, how many have come up to the bridge with that tag, how many
         were flooded with it, and how many of the host were routed and answered."""
-        with self.lab.listen(51, self.lab.switch, 'br0') as up, self.lab.listen(51) as flooded:
+        with self.lab.up(51) as up, self.lab.flooded(51) as flooded:
             flows = {vlan: self.lab.flow(vlan, 51, count=20) for vlan in VLANS}
             done = {vlan: counts(flow.wait()) for vlan, flow in flows.items()}
         self.assertEqual({vlan: (20, answered, answered) for vlan, (_, _, answered) in done.items()}, done)
@@ -79,28 +81,19 @@ class FilteringTest(unittest.TestCase):
         self.assertEqual({vlan: (0, 20, 0) for vlan in VLANS}, self.send())
 
     def test_an_entry_ends_the_flooding_and_a_secondary_frame_comes_up_with_its_own_tag(self):
-        for vlan in VLANS:
-            self.entry(vlan)
+        self.entries(*VLANS)
 
         self.assertEqual({10: (20, 0, 20), 11: (20, 0, 0), 12: (20, 0, 0), 20: (20, 0, 0)}, self.send())
 
     def test_with_a_rule_a_secondary_frame_is_routed(self):
-        self.lab.tc('qdisc add dev br0 clsact')
-        self.addCleanup(self.lab.tc, 'qdisc del dev br0 clsact')
-        self.rule(11)
-        self.rule(12)
-        self.entry(10)
-        self.entry(11)
+        self.rules(11, 12)
+        self.entries(10, 11)
 
         self.assertEqual({10: (20, 0, 20), 11: (20, 0, 20), 12: (0, 20, 0), 20: (0, 20, 0)}, self.send())
 
     def test_three_hosts_at_once_lose_nothing(self):
-        self.lab.tc('qdisc add dev br0 clsact')
-        self.addCleanup(self.lab.tc, 'qdisc del dev br0 clsact')
-        for vlan in (11, 12):
-            self.rule(vlan)
-        for vlan in (10, 11, 12):
-            self.entry(vlan)
+        self.rules(11, 12)
+        self.entries(10, 11, 12)
 
         flows = [self.lab.flow(vlan, 51, rate=1000, count=2000) for vlan in (10, 11, 12)]
 
