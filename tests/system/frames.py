@@ -60,6 +60,7 @@ class Engine:
         self._process.release()
 
     def _say(self, **how):
+        assert self.running(), self.report()
         self._process.write(json.dumps(how) + '\n')
 
     def _wait(self, said, timeout=10.0):

@@ -45,6 +45,8 @@ modprobe -d /run/modules -a @loaded@ || exit
 cd @checkout@ || exit
 @environment@
 stty -opost </dev/ttyS0
+# It has one processor, of a machine that may be busy: frames wait rather than get lost.
+echo 20000 >/proc/sys/net/core/netdev_max_backlog
 echo >@folder@/up
 {
    timeout --kill-after=2 @limit@ @command@ </dev/null 2>&1
@@ -54,9 +56,16 @@ sync
 @python@ -I -S -c 'import ctypes; ctypes.CDLL(None).reboot(0x4321fedc)'
 '''
 
+
 # Booted: whether the program was started at all. Status: what it ended with, 124 when its time was over and None when
 # the kernel ended before it. Console: what the kernel itself had to say, which is little when all went well.
-Done = collections.namedtuple('Done', 'booted status console')
+class Done(collections.namedtuple('Done', 'booted status console')):
+
+    @property
+    def last_words(self):
+        """The last line of the console that says something: a panic is but the end of it."""
+        said, _, _ = self.console.partition('Kernel panic')
+        return ([line.strip() for line in said.splitlines() if line.strip()] or ['it says nothing'])[-1]
 
 
 def obstacle():
