@@ -27,14 +27,13 @@ class OutsideTest(unittest.TestCase):
     def test_several_at_once_each_tell_their_own(self):
         if (reason := vlan_kernel.obstacle()) is not None:
             self.skipTest(reason)
-        commands = {'prints and succeeds': (['seq', '1', '5000'], 60),
-                    'fails': (['/bin/sh', '-c', 'echo to stdout; echo to stderr >&2; exit 7'], 60),
-                    'goes on and on': (['sleep', '600'], 1)}
+        commands = {'fails': ('echo to stdout; echo to stderr >&2; exit 7', 60),
+                    'goes on and on': ('seq 1 5000; exec sleep 600', 1)}
         lines = {name: [] for name in commands}
         done = {}
 
         def run(name, command, limit):
-            done[name] = vlan_kernel.run(command, lines[name].append, limit)
+            done[name] = vlan_kernel.run(['/bin/sh', '-c', command], lines[name].append, limit)
 
         runs = [threading.Thread(target=run, args=(name, *how)) for name, how in commands.items()]
         for one in runs:
@@ -44,8 +43,6 @@ class OutsideTest(unittest.TestCase):
 
         if not all(one.booted for one in done.values()):
             self.skipTest(f'the VLAN-aware kernel does not boot here: {done["fails"].last_words}')
-        self.assertEqual({'prints and succeeds': 0, 'fails': 7, 'goes on and on': 124},
-                         {name: one.status for name, one in done.items()})
-        self.assertEqual({'prints and succeeds': [str(n) for n in range(1, 5001)],
-                          'fails': ['to stdout', 'to stderr'],
-                          'goes on and on': []}, lines)
+        self.assertEqual({'fails': 7, 'goes on and on': 124}, {name: one.status for name, one in done.items()})
+        self.assertEqual({'fails': ['to stdout', 'to stderr'],
+                          'goes on and on': [str(n) for n in range(1, 5001)]}, lines)
