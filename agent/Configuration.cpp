@@ -29,6 +29,9 @@ using Quor::U32;
 using Quor::U64;
 
 constexpr char kMemoryModule[] = "orlo-helper-memory.so";
+constexpr char kEbpfModule[] = "orlo-helper-ebpf.so";
+constexpr char kDefaultPins[] = "/sys/fs/bpf/orlo";
+constexpr std::size_t kMostPorts = 4096;
 constexpr std::size_t kMostBytes = 4 << 20;
 constexpr std::size_t kLongestPath = 4095; // PATH_MAX without its zero byte, linux/limits.h
 
@@ -121,6 +124,7 @@ class Place {
    }
 
    bool is( std::string_view text ) const { return value_ == text; }
+   bool isObject() const { return value_.is_object(); }
 
    std::vector<std::pair<std::string, Place>> members( const std::string &allowed ) const {
       if( !value_.is_object() ) {
@@ -233,20 +237,53 @@ void readModule( const Place &place, HardwareConfiguration &hardware ) {
    }
 }
 
+/// "swp1", or { "name": "swp2", "vlan": 10 }; as the helper's settings have it.
+std::string readPort( const Place &place, Taken &taken ) {
+   if( !place.isObject() ) {
+      return valueToStrep( taken.name( place ) );
+   }
+   place.needObject( { "name", "vlan" } );
+   const std::string name = valueToStrep( taken.name( place.need( "name", "an interface name" ) ) );
+   const char *const vlans = "a VLAN number, 1 to 4094";
+   const U64 vlan = place.need( "vlan", vlans ).number( kFirstVlan, kLastVlan, vlans );
+   return name + ":" + std::to_string( vlan );
+}
+
+void readEbpf( const Place &place, HardwareConfiguration &hardware ) {
+   const std::string allowed = "an array of at most " + std::to_string( kMostPorts ) +
+                               " ports: interface names, or objects with \"name\" and \"vlan\"";
+   const Place list = place.need( "ports", allowed );
+   const std::vector<Place> items = list.items( allowed );
+   if( items.size() > kMostPorts ) {
+      list.refuse( "must be " + allowed );
+   }
+   std::string ports;
+   Taken taken;
+   for( const Place &port : items ) {
+      ports += ( ports.empty() ? "" : " " ) + readPort( port, taken );
+   }
+   const std::optional<Place> pins = place.find( "pins" );
+   hardware.module = kEbpfModule;
+   hardware.settings = { { "ports", ports }, { "pins", pins ? readPath( *pins ) : kDefaultPins } };
+}
+
 HardwareConfiguration readHardware( const Place &place ) {
    const std::optional<Place> maybe = place.find( "kind" );
    const bool isModule = maybe && maybe->is( "module" );
+   const bool isEbpf = maybe && maybe->is( "ebpf" );
    if( isModule ) {
       place.needObject( { "kind", "indexes", "module", "settings" } );
+   } else if( isEbpf ) {
+      place.needObject( { "kind", "indexes", "ports", "pins" } );
    } else {
       place.needObject( { "kind", "indexes", "path" } );
    }
    HardwareConfiguration hardware;
 
-   const char *const kinds = "\"memory\" or \"module\"";
+   const char *const kinds = "\"memory\", \"ebpf\" or \"module\"";
    const Place kind = place.need( "kind", kinds );
    hardware.kind = kind.text( kinds );
-   if( hardware.kind != "memory" && !isModule ) {
+   if( hardware.kind != "memory" && !isEbpf && !isModule ) {
       kind.refuse( std::string( "must be " ) + kinds );
    }
 
@@ -255,6 +292,8 @@ HardwareConfiguration readHardware( const Place &place ) {
          static_cast<U32>( place.need( "indexes", indexes ).number( 0, kMostIndexes, indexes ) );
    if( isModule ) {
       readModule( place, hardware );
+   } else if( isEbpf ) {
+      readEbpf( place, hardware );
    } else {
       hardware.module = kMemoryModule;
       hardware.settings.emplace( "path", readPath( place.need( "path", kPaths ) ) );
