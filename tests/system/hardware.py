@@ -95,5 +95,5 @@ class EbpfHardware:
         return json.loads(dump.stdout) if dump.returncode == 0 else []
 
     def close(self):
-        """To be called when no agent runs any more."""
-        subprocess.run([need('umount', 'mount'), self._mount], check=True)
+        """What still holds it open keeps it for as long."""
+        subprocess.run([need('umount', 'mount'), '--lazy', self._mount], check=True)

@@ -86,9 +86,9 @@ class Killer:
 
     def measure(self):
         """How long the writes of a burst take, when nobody is killed."""
+        before = self.hardware.entries()
         self.burst()
         began = time.monotonic()
-        before = self.hardware.entries()
         wait_until(lambda: self.hardware.entries() != before, 'the hardware changes', 10.0, every=0)
         self.settle()
         self.took = min(LONGEST_BURST, time.monotonic() - began)
