@@ -86,15 +86,22 @@ std::vector<std::string> differences( const Configuration &now, const Configurat
    return changes;
 }
 
+/// Is it one that the hardware is called for?
+bool isCall( const PairChange &change ) {
+   return change.what == PairChange::What::programmed || change.what == PairChange::What::removed;
+}
+
 } // namespace
 
 Agent::Agent( const Configuration &configuration, Kernel &kernel, std::ostream &out,
-              std::ostream &err, const Clock &clock, const Report::Journal &journal )
+              std::ostream &err, const Clock &clock, const Report::Journal &journal,
+              const Stopwatch &stopwatch )
       : configuration_( configuration ), clock_( clock ), startedAt_( clock() ),
         report_( out, journal ), err_( err ), kernel_( kernel ),
         devices_( namesOf( configuration ) ),
         programming_(
-              configuration, [this]( const std::string &what ) { onTrouble( what ); }, clock ),
+              configuration, [this]( const std::string &what ) { onTrouble( what ); }, clock,
+              stopwatch ),
         publisher_( programming_.status(), *this ) {
    programming_.vlanSetsAre( vlanSetsOf( configuration ) );
 }
@@ -109,9 +116,8 @@ void Agent::start() {
 
 void Agent::startProgramming() {
    programming_.start();
-   const std::vector<PairChange> changes = programming_.takeChanges();
-   report( changes );
-   reportPool();
+   const std::vector<PairChange> changes = gatherChanges();
+   work();
    const auto count = [&]( PairChange::What what ) {
       return static_cast<Quor::U64>(
             std::count_if( changes.begin(), changes.end(),
@@ -131,7 +137,10 @@ Agent::Reloaded Agent::reload( const Configuration &next ) {
    needReloadable( configuration_, next );
    Reloaded done;
    done.changes = differences( configuration_, next );
-   reportChanges();
+   work();
+   if( next.hardware.indexes != configuration_.hardware.indexes ) {
+      refused_.clear(); // by a helper that goes
+   }
    programming_.change( next.hardware.indexes, [&] {
       const auto after = vlanSetsOf( next );
       for( const auto &[intf, vlans] : vlanSetsOf( configuration_ ) ) {
@@ -141,14 +150,16 @@ Agent::Reloaded Agent::reload( const Configuration &next ) {
          }
       }
       programming_.vlanSetsAre( after );
+      programming_.interfacesAre( next.interfaces );
       configuration_ = next;
       devices_.svisAre( namesOf( next ) );
       if( kernelIsKnown_ ) {
          publisher_.verdictsAre( devices_.verdicts() );
       }
    } );
-   done.calls = report( programming_.takeChanges() );
-   reportPool();
+   const std::vector<PairChange> changes = gatherChanges();
+   work();
+   done.calls = static_cast<U32>( std::count_if( changes.begin(), changes.end(), &isCall ) );
    report_.reloaded( done.changes );
    return done;
 }
@@ -192,7 +203,7 @@ void Agent::onQuiet() {
    if( !programming_.isRunning() ) {
       startProgramming();
    } else {
-      reportChanges();
+      work();
    }
 }
 
@@ -202,44 +213,63 @@ void Agent::onTrouble( const std::string &what ) {
 
 void Agent::onPublished( const Routing::Fhrp::VirtualRouterMac &record,
                          const std::string &device ) {
-   reportChanges(); // of what came before it
-   report_.published( record, device );
+   gatherChanges(); // of what came before it
+   news_.push_back( [this, record, device] { report_.published( record, device ); } );
 }
 
 void Agent::onWithdrawn( const Routing::Fhrp::VirtualRouterMac &record, const std::string &device,
                          const std::string &reason ) {
-   reportChanges();
-   report_.withdrawn( record, device, reason );
+   gatherChanges();
+   news_.push_back(
+         [this, record, device, reason] { report_.withdrawn( record, device, reason ); } );
 }
 
-void Agent::reportChanges() {
-   report( programming_.takeChanges() );
+std::vector<PairChange> Agent::gatherChanges() {
+   std::vector<PairChange> changes = programming_.takeChanges();
+   for( const PairChange &change : changes ) {
+      news_.push_back( [this, change] { reportChange( change ); } );
+   }
+   return changes;
+}
+
+void Agent::work() {
+   gatherChanges();
+   programming_.work();
+   for( const std::function<void()> &say : std::exchange( news_, {} ) ) {
+      say();
+   }
+   reportTaken();
    reportPool();
 }
 
-U32 Agent::report( const std::vector<PairChange> &changes ) {
-   U32 calls = 0;
-   for( const PairChange &change : changes ) {
-      const bool isCall =
-            change.what == PairChange::What::programmed || change.what == PairChange::What::removed;
-      calls += isCall ? 1 : 0;
-      if( isRefused( change ) ) {
-         report_.refused( change.pair, change.number );
-      } else {
-         report_.changed( change );
-      }
+void Agent::reportChange( const PairChange &change ) {
+   const OrloHelper::HardwareView *const view = programming_.view();
+   if( !view || !isCall( change ) || change.number >= programming_.indexes() ) {
+      report_.changed( change );
+      return;
    }
-   return calls;
+   refused_.erase( change.number );
+   const auto refusal = view->refusal( change.number );
+   if( refusal && refusal->pair == change.pair &&
+       refusal->isRemoval == ( change.what == PairChange::What::removed ) ) {
+      refused_.insert_or_assign( change.number, change );
+      report_.refused( change, refusal->reason );
+   } else {
+      report_.changed( change );
+   }
 }
 
-bool Agent::isRefused( const PairChange &change ) const {
+/// What the hardware has taken at last.
+void Agent::reportTaken() {
    const OrloHelper::HardwareView *const view = programming_.view();
-   if( !view || change.what != PairChange::What::programmed || !programming_.isRunning() ||
-       change.pair.vlanId().number() == 0 ) {
-      return false;
+   for( auto at = refused_.begin(); at != refused_.end(); ) {
+      if( view && at->first < programming_.indexes() && view->refusal( at->first ) ) {
+         ++at;
+         continue;
+      }
+      report_.changed( at->second );
+      at = refused_.erase( at );
    }
-   const auto now = programming_.vrrpSm()->virtualRouterIndexes().find( change.pair );
-   return now && now->value() == change.number && view->slot( change.number ) != change.pair;
 }
 
 void Agent::reportPool() {

@@ -26,7 +26,7 @@ class ReloadError : public std::runtime_error {
 };
 
 /// Owns everything between its two ends. Runs on the thread of the event loop behind `kernel`; its
-/// only clock is the order of the kernel's calls and the one that it is given, so that the same
+/// only clock is the order of the kernel's calls and those that it is given, so that the same
 /// calls give the same output.
 ///
 /// Whatever it programmed stays in the hardware when it goes, and is adopted by the next one.
@@ -36,7 +36,8 @@ class Agent final : private KernelWatcher, private PublisherWatcher {
    /// takes the change lines and the table, `err` what went wrong. `kernel` and the streams must
    /// outlive the agent.
    Agent( const Configuration &configuration, Kernel &kernel, std::ostream &out, std::ostream &err,
-          const Clock &clock = &systemTime, const Report::Journal &journal = {} );
+          const Clock &clock = &systemTime, const Report::Journal &journal = {},
+          const Stopwatch &stopwatch = &steadyTime );
    ~Agent();
    Agent( const Agent & ) = delete;
    Agent &operator=( const Agent & ) = delete;
@@ -60,9 +61,10 @@ class Agent final : private KernelWatcher, private PublisherWatcher {
    bool isReady() const noexcept { return programming_.isRunning(); }
    /// What is wanted and what the hardware holds at this moment.
    void printTable();
-   /// Reports what has changed since the last time. To be called after changes that did not come
-   /// from the kernel.
-   void reportChanges();
+   /// The end of an event: the hardware does what it was asked, and what has changed is reported.
+   /// To be called after changes that did not come from the kernel, and when the hardware has
+   /// something to do (Programming::onWait).
+   void work();
    void onTrouble( const std::string &what ) override; // of the kernel and of the hardware
 
    const Configuration &configuration() const noexcept { return configuration_; }
@@ -77,10 +79,10 @@ class Agent final : private KernelWatcher, private PublisherWatcher {
 
  private:
    void startProgramming();
-   void judge();
-   Quor::U32 report( const std::vector<PairChange> &changes );
+   std::vector<PairChange> gatherChanges();
+   void reportChange( const PairChange &change );
+   void reportTaken();
    void reportPool();
-   bool isRefused( const PairChange &change ) const;
    TableOfPairs table() const;
 
    void onLink( const Link &link ) override;
@@ -107,6 +109,8 @@ class Agent final : private KernelWatcher, private PublisherWatcher {
    bool kernelIsKnown_ = false; // its state, as a whole
    bool isFull_ = false;        // as last reported
    bool isWaitedFor_ = false;
+   std::vector<std::function<void()>> news_; // of the event under way, to be reported in order
+   std::map<Quor::U32, PairChange> refused_; // by the hardware, by index
    Programming programming_;
    Publisher publisher_;
 };

@@ -16,6 +16,14 @@ inline Time systemTime() {
    return std::chrono::time_point_cast<std::chrono::seconds>( std::chrono::system_clock::now() );
 }
 
+/// Never jumps: for waiting.
+using Instant = std::chrono::steady_clock::time_point;
+using Stopwatch = std::function<Instant()>;
+
+inline Instant steadyTime() {
+   return std::chrono::steady_clock::now();
+}
+
 /// "2026-11-21T11:02:24Z" (RFC 3339)
 std::string timeText( Time time );
 

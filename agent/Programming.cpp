@@ -7,10 +7,25 @@ namespace OrloAgent {
 
 using Quor::U32;
 
-Programming::Programming( const Configuration &configuration, Trouble trouble, Clock clock )
+namespace {
+
+std::vector<OrloHelper::RoutedInterface>
+routed( const std::vector<InterfaceConfiguration> &interfaces ) {
+   std::vector<OrloHelper::RoutedInterface> all;
+   for( const InterfaceConfiguration &one : interfaces ) {
+      all.push_back( { valueToStrep( one.name ), one.vlan, one.secondaryVlans } );
+   }
+   return all;
+}
+
+} // namespace
+
+Programming::Programming( const Configuration &configuration, Trouble trouble, Clock clock,
+                          Stopwatch stopwatch )
       : trouble_( std::move( trouble ) ), clock_( std::move( clock ) ),
-        hardware_( configuration.hardware ), plugin_( configuration.plugin ),
-        helperModule_( configuration.hardware.module ),
+        stopwatch_( std::move( stopwatch ) ), hardware_( configuration.hardware ),
+        plugin_( configuration.plugin ), helperModule_( configuration.hardware.module ),
+        interfaces_( routed( configuration.interfaces ) ),
         table_( plugin_->virtualRouterMacTableFactory() ),
         vlanSets_( Quor::make<IntfVlanIdSet::Table>() ),
         hardwareStatus_( Quor::make<Routing::Fhrp::Hardware::Status>() ),
@@ -23,10 +38,11 @@ Programming::~Programming() {
 }
 
 void Programming::makeHelper( U32 indexes ) {
-   helper_ = helperModule_.make( { indexes, hardware_.settings, trouble_ } );
+   helper_ = helperModule_.make( { indexes, hardware_.settings, trouble_, interfaces_, false } );
    // Asked of the framework's base: the agent is not linked against the helper's own class.
-   view_ = dynamic_cast<const OrloHelper::HardwareView *>(
-         static_cast<const Quor::PtrInterface *>( helper_.get() ) );
+   Quor::PtrInterface *const base = helper_.get();
+   view_ = dynamic_cast<const OrloHelper::HardwareView *>( base );
+   work_ = dynamic_cast<OrloHelper::HardwareWork *>( base );
    hardwareStatus_->virtualRouterCountIs( indexes );
 }
 
@@ -80,6 +96,28 @@ void Programming::stop() {
    }
    stopProgrammer();
    libSm_ = nullptr;
+   onWait( -1, OrloHelper::HardwareWork::kNever );
+}
+
+void Programming::work() {
+   if( work_ ) {
+      const Instant next = work_->work( stopwatch_() );
+      onWait( work_->fd(), next );
+   }
+}
+
+void Programming::repair() {
+   if( work_ ) {
+      work_->repair();
+      work();
+   }
+}
+
+void Programming::interfacesAre( const std::vector<InterfaceConfiguration> &interfaces ) {
+   interfaces_ = routed( interfaces );
+   if( work_ ) {
+      work_->interfacesAre( interfaces_ );
+   }
 }
 
 std::set<Pair> Programming::wanted() const {
@@ -146,7 +184,9 @@ void Programming::change( U32 indexes, const std::function<void()> &change ) {
 
 void Programming::makeHelperAnew( U32 indexes, U32 before,
                                   const std::function<void()> &goOnAsBefore ) {
+   onWait( -1, OrloHelper::HardwareWork::kNever );
    view_ = nullptr;
+   work_ = nullptr;
    helper_ = nullptr; // the hardware belongs to one at a time
    try {
       makeHelper( indexes );
@@ -169,6 +209,7 @@ void Programming::removeFrom( U32 firstIndex ) {
       helper_->deleteVirtualRouterMac( pair.mac(), pair.vlanId().number(), index );
       changes_.push_back( { PairChange::What::removed, pair, index } );
    }
+   work(); // by this helper: it goes
 }
 
 void Programming::vlanSetsAre( const VlanSets &wanted ) {

@@ -2,6 +2,8 @@
 #ifndef ORLOAGENT_PROGRAMMING_H
 #define ORLOAGENT_PROGRAMMING_H
 
+#include "OrloVrrpHelper/HardwareView.h"
+#include "OrloVrrpHelper/HardwareWork.h"
 #include "agent/Assignments.h"
 #include "agent/Configuration.h"
 #include "agent/Library.h"
@@ -36,7 +38,8 @@ class Programming {
 
    /// Loads, and opens the hardware. Throws LibraryError. `trouble` takes what the administrator
    /// has to know, for as long as this object lives.
-   Programming( const Configuration &configuration, Trouble trouble, Clock clock );
+   Programming( const Configuration &configuration, Trouble trouble, Clock clock,
+                Stopwatch stopwatch );
    ~Programming();
    Programming( const Programming & ) = delete;
    Programming &operator=( const Programming & ) = delete;
@@ -57,6 +60,15 @@ class Programming {
    /// unless that cannot be had any more either: then there is no helper, and it is not running.
    void change( Quor::U32 indexes, const std::function<void()> &change );
 
+   /// The helper does what it has been asked: to be called at the end of each event, when `fd` in
+   /// onWait is readable, and at the time that is given there.
+   void work();
+   /// The hardware is read, all of it, and made as it was asked to be. Throws std::runtime_error
+   /// when it cannot be read.
+   void repair();
+
+   /// The SVIs and their VLANs are these now. Inside change() only, or before start().
+   void interfacesAre( const std::vector<InterfaceConfiguration> &interfaces );
    /// Makes the sets of these interfaces say this, in place; makes those that are not there. VLANs
    /// leave all of them before they join one: who leaves takes the keys along that both have.
    void vlanSetsAre( const VlanSets &wanted );
@@ -91,6 +103,9 @@ class Programming {
    /// Called around a new start of the helper or the programmer, after the first start and before
    /// the end: whoever holds them lets go (false), and may look again (true).
    std::function<void( bool )> onRestart = []( bool ) {};
+   /// Called after each work() with what the next one is for: a descriptor to become readable (-1:
+   /// none), a time to come (HardwareWork::kNever: none).
+   std::function<void( int fd, Instant next )> onWait = []( int, Instant ) {};
 
  private:
    void makeHelper( Quor::U32 indexes );
@@ -105,11 +120,14 @@ class Programming {
 
    const Trouble trouble_;
    const Clock clock_;
+   const Stopwatch stopwatch_;
    const HardwareConfiguration hardware_;
    const PluginLibrary plugin_;       // before what was made of it
    const HelperLibrary helperModule_; // needs the plug-in
    Quor::Ptr<OrloHelper::VrrpSmHelper> helper_;
    const OrloHelper::HardwareView *view_ = nullptr; // a part of the helper
+   OrloHelper::HardwareWork *work_ = nullptr;       // so is this
+   std::vector<OrloHelper::RoutedInterface> interfaces_;
    Quor::Ptr<Table> table_;
    Quor::Ptr<IntfVlanIdSet::Table> vlanSets_;
    Quor::Ptr<Routing::Fhrp::Hardware::Status> hardwareStatus_;

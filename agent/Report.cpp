@@ -105,10 +105,13 @@ void Report::changed( const PairChange &change ) {
    }
 }
 
-void Report::refused( const Pair &pair, U32 index ) {
-   const std::string number = std::to_string( index );
-   pairLine( "refused", pair, "index " + number + ": the hardware does not hold it",
-             { { "INDEX", number } } );
+void Report::refused( const PairChange &change, const std::string &reason ) {
+   const std::string number = std::to_string( change.number );
+   pairLine( "refused", change.pair,
+             "index " + number +
+                   ( change.what == PairChange::What::removed ? ": cannot be removed: " : ": " ) +
+                   reason,
+             { { "INDEX", number }, { "REASON", reason } } );
 }
 
 void Report::full( U32 indexes ) {

@@ -53,8 +53,8 @@ class Report {
    void published( const Record &record, const std::string &device );
    void withdrawn( const Record &record, const std::string &device, const std::string &reason );
    void changed( const PairChange &change );
-   /// The hardware does not hold what it was asked to.
-   void refused( const Pair &pair, Quor::U32 index );
+   /// The hardware has not done this change, and is asked again.
+   void refused( const PairChange &change, const std::string &reason );
    /// The last free index has gone. Once, until there is a free one again.
    void full( Quor::U32 indexes );
    /// Nobody waits any more.

@@ -308,7 +308,7 @@ Answer Control::change( const std::string &command, const Arguments &arguments )
    } catch( const PathError &error ) {
       throw ControlError( error.isRefusal() ? Kind::refused : Kind::no, error.what() );
    }
-   agent_.reportChanges();
+   agent_.work();
    return answer;
 }
 

@@ -1,5 +1,7 @@
 #include "agent/hardware/SlotFile.h"
 
+#include "agent/hardware/Failpoint.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -332,13 +334,17 @@ std::vector<std::optional<Pair>> SlotFile::slots() const {
 }
 
 void SlotFile::slotIs( U32 index, const Pair &pair, bool isForeign ) noexcept {
-   store( words_[kWritesWord], writes() + 1 );
-   store( words_[kHeaderWords + index], usedWord( pair, isForeign ) );
+   write( index, usedWord( pair, isForeign ) );
 }
 
 void SlotFile::slotDel( U32 index ) noexcept {
+   write( index, 0 );
+}
+
+void SlotFile::write( U32 index, U64 word ) noexcept {
+   Failpoint::hit( "a slot" );
    store( words_[kWritesWord], writes() + 1 );
-   store( words_[kHeaderWords + index], 0 );
+   store( words_[kHeaderWords + index], word );
 }
 
 } // namespace OrloAgent

@@ -20,21 +20,15 @@
 
 #include "agent/FileDescriptor.h"
 #include "agent/Pair.h"
+#include "agent/hardware/HardwareError.h"
 #include "quor/Types.h"
 
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace OrloAgent {
-
-/// The table cannot be used; what() says why and what to do.
-class HardwareError : public std::runtime_error {
- public:
-   using std::runtime_error::runtime_error;
-};
 
 /// Belongs to one process at a time (flock(2)). Writes go to the page cache: they survive the
 /// process, not a crash of the machine. Somebody who truncates the file under a running agent stops
@@ -90,6 +84,7 @@ class SlotFile {
    void allocate( Quor::U32 count );
    void map( Quor::U32 count );
    void unmap() noexcept;
+   void write( Quor::U32 index, Quor::U64 word ) noexcept;
    [[noreturn]] void fail( const std::string &doing, int error,
                            const std::string &advice = {} ) const;
 

@@ -11,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -51,6 +52,7 @@ class Process {
       }
       serve( configuration.control );
       agent_.onReady = [this] { Service::ready( status() ); };
+      agent_.programming().onWait = [this]( int fd, Instant next ) { waitForHardware( fd, next ); };
    }
 
    int run() {
@@ -93,6 +95,27 @@ class Process {
       } catch( const std::exception &error ) {
          complain( "cannot serve metrics on " + address + ": " + error.what() );
       }
+   }
+
+   void waitForHardware( int fd, Instant next ) {
+      if( fd != hardwareFd_ ) {
+         hardwareReadable_ = {};
+         hardwareReadable_ = fd < 0 ? EventLoop::Subscription()
+                                    : loop_.onReadable( fd, [this] { agent_.work(); } );
+         hardwareFd_ = fd;
+      }
+      if( next == hardwareNext_ ) {
+         return;
+      }
+      hardwareNext_ = next;
+      const auto delay = std::chrono::duration_cast<std::chrono::microseconds>(
+            std::max( next - steadyTime(), Instant::duration::zero() ) );
+      hardwareTimer_ = next == OrloHelper::HardwareWork::kNever
+                             ? EventLoop::Subscription()
+                             : loop_.after( delay, [this] {
+                                  hardwareNext_ = OrloHelper::HardwareWork::kNever;
+                                  agent_.work();
+                               } );
    }
 
    std::string status() const {
@@ -155,6 +178,10 @@ class Process {
    Control control_;
    std::optional<ControlServer> server_;
    std::optional<MetricsServer> metrics_;
+   int hardwareFd_ = -1;
+   Instant hardwareNext_ = OrloHelper::HardwareWork::kNever;
+   EventLoop::Subscription hardwareReadable_;
+   EventLoop::Subscription hardwareTimer_;
 };
 
 } // namespace

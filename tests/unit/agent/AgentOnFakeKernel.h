@@ -3,7 +3,7 @@
 #define TESTS_UNIT_AGENT_AGENTONFAKEKERNEL_H
 
 #include "agent/Agent.h"
-#include "agent/hardware/MemoryHelper.h"
+#include "agent/hardware/memory/MemoryHelper.h"
 #include "tests/unit/agent/FakeKernel.h"
 #include "tests/unit/agent/TemporaryFolder.h"
 

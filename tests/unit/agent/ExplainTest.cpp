@@ -388,6 +388,7 @@ TEST_F( ExplainTest, HardwareThatCannotBeReadIsTakenAtItsWord ) {
 TEST_F( ExplainTest, ARecordThatWasMadeByHandIsProgrammedWithoutADevice ) {
    startAndRead();
    agent_->programming().status()->vrrpVirtualMacIs( { IntfId( "br10" ), vrrpMac( 77 ) }, true );
+   agent_->work();
    EXPECT_EQ( verdict( 11, 77 ), "programmed" );
    EXPECT_EQ( change( 11, 77 ), "" );
 }
@@ -396,6 +397,7 @@ TEST_F( ExplainTest, APairThatWasTakenAwayByHand ) {
    masters( { { kDevice51, 51 } } );
    startAndRead();
    agent_->programming().table()->virtualRouterMacDel( { VlanId( 11 ), vrrpMac( 51 ) } );
+   agent_->work();
    const Json told = explained( 11, 51 );
    EXPECT_EQ( told["verdict"], "unknown" );
    EXPECT_EQ( told["change"], "restart the agent, which makes all pairs anew: somebody has taken "

@@ -1,6 +1,6 @@
 // The helper of the memory hardware: what the programmer asks for is in the table, what the table
 // holds is handed back at the next start.
-#include "agent/hardware/MemoryHelper.h"
+#include "agent/hardware/memory/MemoryHelper.h"
 #include "tests/unit/agent/FakeKernel.h"
 #include "tests/unit/agent/TemporaryFolder.h"
 
@@ -39,14 +39,21 @@ class MemoryHelperTest : public testing::Test {
  protected:
    Quor::Ptr<MemoryHelper> start( Quor::U32 indexes = 5 ) {
       return Quor::make<MemoryHelper>(
-            folder_.path( "slots" ), indexes,
-            [this]( const std::string &what ) { journal_.add( what ); } );
+            folder_.path( "slots" ),
+            OrloHelper::HelperSettings{
+                  .indexes = indexes,
+                  .trouble = [this]( const std::string &what ) { journal_.add( what ); } } );
    }
    static void add( MemoryHelper &helper, const Pair &one, Quor::U32 index ) {
       helper.addVirtualRouterMac( one.mac(), one.vlanId().number(), index );
+      helper.work( {} );
    }
    static void del( MemoryHelper &helper, const Pair &one, Quor::U32 index ) {
       helper.deleteVirtualRouterMac( one.mac(), one.vlanId().number(), index );
+      helper.work( {} );
+   }
+   static bool holds( const MemoryHelper &helper, const Pair &one, Quor::U32 index ) {
+      return helper.slot( index ) == one;
    }
    /// What was left in the table by somebody else.
    void leave( const std::vector<std::pair<Quor::U32, Pair>> &contents, Quor::U32 count = 5 ) {
@@ -67,11 +74,11 @@ TEST_F( MemoryHelperTest, AsksForAdoption ) {
 TEST_F( MemoryHelperTest, AddsAndDeletesInTheTable ) {
    const auto helper = start();
    add( *helper, pair( 10, 51 ), 3 );
-   EXPECT_TRUE( helper->holds( pair( 10, 51 ), 3 ) );
-   EXPECT_FALSE( helper->holds( pair( 10, 51 ), 2 ) );
-   EXPECT_FALSE( helper->holds( pair( 11, 51 ), 3 ) );
+   EXPECT_TRUE( holds( *helper, pair( 10, 51 ), 3 ) );
+   EXPECT_FALSE( holds( *helper, pair( 10, 51 ), 2 ) );
+   EXPECT_FALSE( holds( *helper, pair( 11, 51 ), 3 ) );
    del( *helper, pair( 10, 51 ), 3 );
-   EXPECT_FALSE( helper->holds( pair( 10, 51 ), 3 ) );
+   EXPECT_FALSE( holds( *helper, pair( 10, 51 ), 3 ) );
    EXPECT_EQ( journal_.written(), Lines{} );
    EXPECT_EQ( helper->slots().writes(), 2u );
 }
@@ -96,14 +103,14 @@ TEST_F( MemoryHelperTest, RefusesWhatCannotBeAndSaysSo ) {
    const std::string program = "trouble: cannot program VLAN 10  00:00:5e:00:01:34  index ";
    const std::string remove52 = "trouble: cannot remove VLAN 10  00:00:5e:00:01:34  index ";
    const std::string remove51 = "trouble: cannot remove VLAN 10  00:00:5e:00:01:33  index ";
-   EXPECT_EQ( journal_.written(), ( Lines{ program + "5: the table has no such slot",
-                                           program + "4294967295: the table has no such slot",
-                                           program + "3: the slot holds another pair",
-                                           remove52 + "3: the slot does not hold it",
-                                           remove51 + "4: the slot does not hold it",
-                                           remove51 + "5: the slot does not hold it" } ) );
+   EXPECT_EQ( journal_.written(), ( Lines{ program + "5: the hardware has no such index",
+                                           program + "4294967295: the hardware has no such index",
+                                           program + "3: the index is another pair's",
+                                           remove52 + "3: the index is not this pair's",
+                                           remove51 + "4: the index is not this pair's",
+                                           remove51 + "5: the index is not this pair's" } ) );
    EXPECT_EQ( helper->refusals(), 6u );
-   EXPECT_TRUE( helper->holds( pair( 10, 51 ), 3 ) );
+   EXPECT_TRUE( holds( *helper, pair( 10, 51 ), 3 ) );
    EXPECT_EQ( helper->slots().writes(), 1u );
 }
 

@@ -120,7 +120,7 @@ TEST_F( Reload, WhatSomebodyPutOnAnInterfaceByHandGoesWithIt ) {
    startWithMasters();
    agent_->programming().status()->vrrpVirtualMacIs( { Pelmo::IntfId( "br10" ), vrrpMac( 77 ) },
                                                      true );
-   agent_->reportChanges();
+   agent_->work();
    said();
    next_.interfaces.erase( next_.interfaces.begin() );
    reload();

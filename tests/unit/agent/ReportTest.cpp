@@ -31,7 +31,8 @@ TEST_F( ReportTest, ALineForEveryChange ) {
    report_.changed( { What::removed, pair( 4094, 51 ), 2 } );
    report_.changed( { What::waiting, pair( 12, 52 ), 1 } );
    report_.changed( { What::left, pair( 12, 52 ), 0 } );
-   report_.refused( pair( 12, 52 ), 3 );
+   report_.refused( { PairChange::What::programmed, pair( 12, 52 ), 3 }, "no room" );
+   report_.refused( { PairChange::What::removed, pair( 12, 52 ), 3 }, "no answer" );
    report_.full( 1 );
    report_.full( 5 );
    report_.relieved();
@@ -47,7 +48,8 @@ TEST_F( ReportTest, ALineForEveryChange ) {
               "removed     VLAN 4094  00:00:5e:00:01:33  index 2\n"
               "waiting     VLAN 12  00:00:5e:00:01:34  place 1\n"
               "left        VLAN 12  00:00:5e:00:01:34  no longer waits\n"
-              "refused     VLAN 12  00:00:5e:00:01:34  index 3: the hardware does not hold it\n"
+              "refused     VLAN 12  00:00:5e:00:01:34  index 3: no room\n"
+              "refused     VLAN 12  00:00:5e:00:01:34  index 3: cannot be removed: no answer\n"
               "full        1 of 1 indexes in use: what comes now waits\n"
               "full        5 of 5 indexes in use: what comes now waits\n"
               "relieved    nobody waits any more\n"

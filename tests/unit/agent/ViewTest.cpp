@@ -504,8 +504,8 @@ TEST_F( ViewTest, MetricsOfPairsOfWhichSomeWait ) {
    masters( { { kDevice52, 52 } } );
    kernel_.quiet();
    later( 32 );
-   slots().slotDel( 0 );
-   becomeBackup( kDevice51 ); // its delete of slot 0 is refused
+   slots().slotIs( 0, { Bridging::VlanId( 99 ), vrrpMac( 99 ) } );
+   becomeBackup( kDevice51 ); // who is next in the line cannot have slot 0
    kernel_.quiet();
    masters( { { kDevice51, 51 } } );
    kernel_.quiet();
@@ -527,7 +527,7 @@ orlo_waiting 3
 orlo_waiting_oldest_seconds 5
 # HELP orlo_audit_mismatches Slots in which the hardware holds something else than was assigned.
 # TYPE orlo_audit_mismatches gauge
-orlo_audit_mismatches 0
+orlo_audit_mismatches 1
 # HELP orlo_program_failures_total What the hardware has refused.
 # TYPE orlo_program_failures_total counter
 orlo_program_failures_total 1

@@ -1,0 +1,41 @@
+#include "agent/hardware/memory/MemoryHelper.h"
+
+namespace OrloAgent {
+
+using Quor::U32;
+
+MemoryHelper::MemoryHelper( const std::string &path, const OrloHelper::HelperSettings &settings )
+      : RetryingHelper( "memory", settings ), slots_( path, settings.indexes, settings.trouble ) {
+   syncCurrentStateOnInitIs( true );
+}
+
+std::vector<MemoryHelper::Entry> MemoryHelper::readAll() const {
+   std::vector<Entry> entries;
+   for( U32 index = 0; index < slots_.count(); ++index ) {
+      if( const std::optional<Pair> pair = slots_.slot( index ) ) {
+         entries.push_back( { *pair, index } );
+      }
+   }
+   return entries;
+}
+
+void MemoryHelper::add( std::span<Write> writes ) {
+   for( Write &write : writes ) {
+      const std::optional<Pair> there = slots_.slot( write.index );
+      if( !there ) {
+         slots_.slotIs( write.index, write.pair );
+      } else if( *there != write.pair ) {
+         write.refusal = "somebody else has put another pair into the slot";
+      }
+   }
+}
+
+void MemoryHelper::remove( std::span<Write> writes ) {
+   for( const Write &write : writes ) {
+      if( slots_.slot( write.index ) == write.pair ) {
+         slots_.slotDel( write.index );
+      }
+   }
+}
+
+} // namespace OrloAgent
