@@ -28,7 +28,11 @@ using Quor::U16;
 using Quor::U32;
 using Quor::U64;
 
-constexpr char kMemoryModule[] = "orlo-helper-memory.so";
+/// What comes with the agent, by the kind of hardware.
+constexpr char kMemory[] = "memory";
+constexpr char kBridge[] = "bridge";
+constexpr char kModule[] = "module";
+constexpr char kKinds[] = "\"memory\", \"bridge\" or \"module\"";
 constexpr std::size_t kMostBytes = 4 << 20;
 constexpr std::size_t kLongestPath = 4095; // PATH_MAX without its zero byte, linux/limits.h
 
@@ -146,6 +150,20 @@ class Place {
    std::string pointer_;
 };
 
+const std::string &interfaceName( const Place &place ) {
+   const char *const allowed = "an interface name: 1 to 15 printable ASCII characters other than "
+                               "blank, '/' and ':', neither \".\" nor \"..\"";
+   const std::string &name = place.text( allowed );
+   const bool printable = std::all_of( name.begin(), name.end(), []( char c ) {
+      return c > ' ' && c < '\x7f' && c != '/' && c != ':';
+   } );
+   if( name.empty() || name.size() > Pelmo::IntfId::kMaxLength || !printable || name == "." ||
+       name == ".." ) {
+      place.refuse( std::string( "must be " ) + allowed );
+   }
+   return name;
+}
+
 /// Who has which VLAN and which name so far.
 class Taken {
  public:
@@ -161,17 +179,7 @@ class Taken {
    }
 
    Pelmo::IntfId name( const Place &place ) {
-      const char *const allowed =
-            "an interface name: 1 to 15 printable ASCII characters other than "
-            "blank, '/' and ':', neither \".\" nor \"..\"";
-      const std::string &name = place.text( allowed );
-      const bool printable = std::all_of( name.begin(), name.end(), []( char c ) {
-         return c > ' ' && c < '\x7f' && c != '/' && c != ':';
-      } );
-      if( name.empty() || name.size() > Pelmo::IntfId::kMaxLength || !printable || name == "." ||
-          name == ".." ) {
-         place.refuse( std::string( "must be " ) + allowed );
-      }
+      const std::string &name = interfaceName( place );
       const Pelmo::IntfId intf( name );
       const auto [other, isNew] = names_.emplace( intf, place.pointer() );
       if( !isNew ) {
@@ -233,32 +241,42 @@ void readModule( const Place &place, HardwareConfiguration &hardware ) {
    }
 }
 
-HardwareConfiguration readHardware( const Place &place ) {
-   const std::optional<Place> maybe = place.find( "kind" );
-   const bool isModule = maybe && maybe->is( "module" );
-   if( isModule ) {
+void needHardwareMembers( const Place &place, const std::string &kind ) {
+   if( kind == kModule ) {
       place.needObject( { "kind", "indexes", "module", "settings" } );
+   } else if( kind == kBridge ) {
+      place.needObject( { "kind", "indexes", "bridge", "path" } );
    } else {
       place.needObject( { "kind", "indexes", "path" } );
    }
-   HardwareConfiguration hardware;
+}
 
-   const char *const kinds = "\"memory\" or \"module\"";
-   const Place kind = place.need( "kind", kinds );
-   hardware.kind = kind.text( kinds );
-   if( hardware.kind != "memory" && !isModule ) {
-      kind.refuse( std::string( "must be " ) + kinds );
+HardwareConfiguration readHardware( const Place &place ) {
+   HardwareConfiguration hardware;
+   if( const std::optional<Place> maybe = place.find( "kind" ) ) {
+      for( const char *kind : { kMemory, kBridge, kModule } ) {
+         hardware.kind = maybe->is( kind ) ? kind : hardware.kind;
+      }
+   }
+   needHardwareMembers( place, hardware.kind );
+   const Place kind = place.need( "kind", kKinds );
+   if( kind.text( kKinds ) != hardware.kind ) {
+      kind.refuse( std::string( "must be " ) + kKinds );
    }
 
    const std::string indexes = "a number of indexes, 0 to " + std::to_string( kMostIndexes );
    hardware.indexes =
          static_cast<U32>( place.need( "indexes", indexes ).number( 0, kMostIndexes, indexes ) );
-   if( isModule ) {
+   if( hardware.kind == kModule ) {
       readModule( place, hardware );
-   } else {
-      hardware.module = kMemoryModule;
-      hardware.settings.emplace( "path", readPath( place.need( "path", kPaths ) ) );
+      return hardware;
    }
+   hardware.module = "orlo-helper-" + hardware.kind + ".so";
+   if( hardware.kind == kBridge ) {
+      hardware.settings.emplace( "bridge",
+                                 interfaceName( place.need( "bridge", "an interface name" ) ) );
+   }
+   hardware.settings.emplace( "path", readPath( place.need( "path", kPaths ) ) );
    return hardware;
 }
 
