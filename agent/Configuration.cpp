@@ -28,11 +28,9 @@ using Quor::U16;
 using Quor::U32;
 using Quor::U64;
 
-/// What comes with the agent, by the kind of hardware.
-constexpr char kMemory[] = "memory";
-constexpr char kBridge[] = "bridge";
-constexpr char kModule[] = "module";
-constexpr char kKinds[] = "\"memory\", \"bridge\" or \"module\"";
+constexpr char kKinds[] = "\"memory\", \"bridge\", \"ebpf\" or \"module\"";
+constexpr char kDefaultPins[] = "/sys/fs/bpf/orlo";
+constexpr std::size_t kMostPorts = 4096;
 constexpr std::size_t kMostBytes = 4 << 20;
 constexpr std::size_t kLongestPath = 4095; // PATH_MAX without its zero byte, linux/limits.h
 
@@ -125,6 +123,7 @@ class Place {
    }
 
    bool is( std::string_view text ) const { return value_ == text; }
+   bool isObject() const { return value_.is_object(); }
 
    std::vector<std::pair<std::string, Place>> members( const std::string &allowed ) const {
       if( !value_.is_object() ) {
@@ -150,20 +149,6 @@ class Place {
    std::string pointer_;
 };
 
-const std::string &interfaceName( const Place &place ) {
-   const char *const allowed = "an interface name: 1 to 15 printable ASCII characters other than "
-                               "blank, '/' and ':', neither \".\" nor \"..\"";
-   const std::string &name = place.text( allowed );
-   const bool printable = std::all_of( name.begin(), name.end(), []( char c ) {
-      return c > ' ' && c < '\x7f' && c != '/' && c != ':';
-   } );
-   if( name.empty() || name.size() > Pelmo::IntfId::kMaxLength || !printable || name == "." ||
-       name == ".." ) {
-      place.refuse( std::string( "must be " ) + allowed );
-   }
-   return name;
-}
-
 /// Who has which VLAN and which name so far.
 class Taken {
  public:
@@ -179,7 +164,17 @@ class Taken {
    }
 
    Pelmo::IntfId name( const Place &place ) {
-      const std::string &name = interfaceName( place );
+      const char *const allowed =
+            "an interface name: 1 to 15 printable ASCII characters other than "
+            "blank, '/' and ':', neither \".\" nor \"..\"";
+      const std::string &name = place.text( allowed );
+      const bool printable = std::all_of( name.begin(), name.end(), []( char c ) {
+         return c > ' ' && c < '\x7f' && c != '/' && c != ':';
+      } );
+      if( name.empty() || name.size() > Pelmo::IntfId::kMaxLength || !printable || name == "." ||
+          name == ".." ) {
+         place.refuse( std::string( "must be " ) + allowed );
+      }
       const Pelmo::IntfId intf( name );
       const auto [other, isNew] = names_.emplace( intf, place.pointer() );
       if( !isNew ) {
@@ -241,42 +236,74 @@ void readModule( const Place &place, HardwareConfiguration &hardware ) {
    }
 }
 
-void needHardwareMembers( const Place &place, const std::string &kind ) {
-   if( kind == kModule ) {
-      place.needObject( { "kind", "indexes", "module", "settings" } );
-   } else if( kind == kBridge ) {
-      place.needObject( { "kind", "indexes", "bridge", "path" } );
-   } else {
-      place.needObject( { "kind", "indexes", "path" } );
+/// "swp1", or { "name": "swp2", "vlan": 10 }; as the helper's settings have it.
+std::string readPort( const Place &place, Taken &taken ) {
+   if( !place.isObject() ) {
+      return valueToStrep( taken.name( place ) );
    }
+   place.needObject( { "name", "vlan" } );
+   const std::string name = valueToStrep( taken.name( place.need( "name", "an interface name" ) ) );
+   const char *const vlans = "a VLAN number, 1 to 4094";
+   const U64 vlan = place.need( "vlan", vlans ).number( kFirstVlan, kLastVlan, vlans );
+   return name + ":" + std::to_string( vlan );
 }
 
-HardwareConfiguration readHardware( const Place &place ) {
-   HardwareConfiguration hardware;
-   if( const std::optional<Place> maybe = place.find( "kind" ) ) {
-      for( const char *kind : { kMemory, kBridge, kModule } ) {
-         hardware.kind = maybe->is( kind ) ? kind : hardware.kind;
-      }
+void readEbpf( const Place &place, HardwareConfiguration &hardware ) {
+   const std::string allowed = "an array of at most " + std::to_string( kMostPorts ) +
+                               " ports: interface names, or objects with \"name\" and \"vlan\"";
+   const Place list = place.need( "ports", allowed );
+   const std::vector<Place> items = list.items( allowed );
+   if( items.size() > kMostPorts ) {
+      list.refuse( "must be " + allowed );
    }
-   needHardwareMembers( place, hardware.kind );
-   const Place kind = place.need( "kind", kKinds );
-   if( kind.text( kKinds ) != hardware.kind ) {
-      kind.refuse( std::string( "must be " ) + kKinds );
+   std::string ports;
+   Taken taken;
+   for( const Place &port : items ) {
+      ports += ( ports.empty() ? "" : " " ) + readPort( port, taken );
    }
+   const std::optional<Place> pins = place.find( "pins" );
+   hardware.settings = { { "ports", ports }, { "pins", pins ? readPath( *pins ) : kDefaultPins } };
+}
 
+void readTable( const Place &place, HardwareConfiguration &hardware ) {
+   hardware.settings.emplace( "path", readPath( place.need( "path", kPaths ) ) );
+}
+
+void readBridge( const Place &place, HardwareConfiguration &hardware ) {
+   const Pelmo::IntfId bridge = Taken().name( place.need( "bridge", "an interface name" ) );
+   hardware.settings.emplace( "bridge", valueToStrep( bridge ) );
+   readTable( place, hardware );
+}
+
+/// What there is beside of "kind" and "indexes", by kind.
+struct Kind {
+   const char *name;
+   Names members;
+   void ( *read )( const Place &place, HardwareConfiguration &hardware );
+};
+
+HardwareConfiguration readHardware( const Place &place ) {
+   const Kind known[] = { { "memory", { "kind", "indexes", "path" }, readTable },
+                          { "bridge", { "kind", "indexes", "bridge", "path" }, readBridge },
+                          { "ebpf", { "kind", "indexes", "ports", "pins" }, readEbpf },
+                          { "module", { "kind", "indexes", "module", "settings" }, readModule } };
+   const std::optional<Place> maybe = place.find( "kind" );
+   const auto *const named =
+         std::find_if( std::begin( known ), std::end( known ),
+                       [&]( const Kind &kind ) { return maybe && maybe->is( kind.name ); } );
+   const Kind &kind = named == std::end( known ) ? known[0] : *named;
+   place.needObject( kind.members );
+   const Place said = place.need( "kind", kKinds );
+   if( said.text( kKinds ) != kind.name ) {
+      said.refuse( std::string( "must be " ) + kKinds );
+   }
+   HardwareConfiguration hardware;
+   hardware.kind = kind.name;
    const std::string indexes = "a number of indexes, 0 to " + std::to_string( kMostIndexes );
    hardware.indexes =
          static_cast<U32>( place.need( "indexes", indexes ).number( 0, kMostIndexes, indexes ) );
-   if( hardware.kind == kModule ) {
-      readModule( place, hardware );
-      return hardware;
-   }
-   hardware.module = "orlo-helper-" + hardware.kind + ".so";
-   if( hardware.kind == kBridge ) {
-      hardware.settings.emplace( "bridge",
-                                 interfaceName( place.need( "bridge", "an interface name" ) ) );
-   }
-   hardware.settings.emplace( "path", readPath( place.need( "path", kPaths ) ) );
+   hardware.module = "orlo-helper-" + hardware.kind + ".so"; // what comes with the agent
+   kind.read( place, hardware );
    return hardware;
 }
 
