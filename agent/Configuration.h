@@ -50,7 +50,7 @@ struct InterfaceConfiguration {
 
 /// The hardware is whatever a helper module makes of it (OrloVrrpHelper/HelperModule.h).
 struct HardwareConfiguration {
-   std::string kind = "memory";                 ///< or "ebpf", or "module" for somebody else's
+   std::string kind = "memory";                 ///< "bridge", "ebpf", or "module": anybody's
    Quor::U32 indexes = 0;                       ///< slots of the hardware table, 0 to kMostIndexes
    std::string module;                          ///< the module's library
    std::map<std::string, std::string> settings; ///< what it is given
