@@ -1,6 +1,11 @@
 """The hardware as somebody else sees it, without the agent: what a test compares with what the agent says."""
 
+import json
+import os
 import struct
+import subprocess
+
+from lab import need
 
 
 class MemoryHardware:
@@ -37,3 +42,58 @@ class MemoryHardware:
                 file.truncate(0)
         except FileNotFoundError:
             pass
+
+
+class Broken:
+    """The same hardware with a helper that has a fault at the start: see broken_helper/BrokenHelper.cpp."""
+
+    kind = 'module'
+
+    def __init__(self, hardware, fault, build):
+        self._hardware, self._fault, self._build = hardware, fault, build
+        self.entries = hardware.entries
+
+    def settings(self):
+        return {'module': os.path.join(self._build, 'tests/system/broken_helper/libbroken_helper.so'),
+                'settings': {'of': os.path.join(self._build, f'orlo-helper-{self._hardware.kind}.so'),
+                             'fault': self._fault, **self._hardware.module_settings()}}
+
+
+class EbpfHardware:
+    """The tables of the program at the switch ports, pinned in a bpffs of the test's own."""
+
+    kind = 'ebpf'
+
+    def __init__(self, switch, ports):
+        self._ports = list(ports)
+        self._mount = switch.path('bpf')
+        os.mkdir(self._mount)
+        subprocess.run([need('mount', 'mount'), '-t', 'bpf', 'bpf', self._mount], check=True)
+
+    @property
+    def pins(self):
+        return os.path.join(self._mount, 'orlo')
+
+    def settings(self):
+        return {'ports': self._ports, 'pins': self.pins}
+
+    def module_settings(self):
+        """The same as the module's own settings."""
+        return {'ports': ' '.join(self._ports), 'pins': self.pins}
+
+    def entries(self):
+        """The index of each pair."""
+        held = {}
+        for row in self._rows('router_macs'):
+            key, value = (bytes(int(octet, 16) for octet in row[part]) for part in ('key', 'value'))
+            held[struct.unpack_from('=H', key)[0], key[2:].hex(':')] = struct.unpack_from('=I', value)[0]
+        return held
+
+    def _rows(self, table):
+        dump = subprocess.run([need('bpftool', 'bpftool'), '-j', 'map', 'dump', 'pinned',
+                               os.path.join(self.pins, table)], capture_output=True, text=True, check=False)
+        return json.loads(dump.stdout) if dump.returncode == 0 else []
+
+    def close(self):
+        """To be called when no agent runs any more."""
+        subprocess.run([need('umount', 'mount'), self._mount], check=True)
