@@ -77,8 +77,8 @@ void RetryingHelper::addVirtualRouterMac( const Pelmo::EthAddr &macAddr, U32 vla
       misused( "program", pair, index, "the index is another pair's" );
       return;
    }
-   if( const auto at = refused_.find( index ); at != refused_.end() && at->second.isRemoval ) {
-      places_[index].isWhole = false; // a part of it may have gone
+   if( places_[index].held == pair && refused_.contains( index ) ) {
+      places_[index].isWhole = false; // its removal was refused: a part of it may have gone
    }
    places_[index].wanted = pair;
    queue( index );

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <iterator>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -35,6 +36,7 @@ constexpr std::size_t kHeaderWords = 8;
 using Header = std::array<U64, kHeaderWords>;
 
 constexpr U64 kUsed = 0xA;
+constexpr U64 kForeign = 0xF;
 constexpr int kMostAside = 9;
 
 constexpr U64 lengthFor( U32 count ) {
@@ -46,12 +48,22 @@ U64 countWord( U32 count ) {
    return ( U64{ check } << 32 ) | count;
 }
 
-U64 usedWord( const Pair &pair ) {
-   return ( kUsed << 60 ) | ( U64{ pair.vlanId().number() & 0xfffu } << 48 ) | pair.mac().number();
+U64 usedWord( const Pair &pair, bool isForeign ) {
+   return ( ( isForeign ? kForeign : kUsed ) << 60 ) |
+          ( U64{ pair.vlanId().number() & 0xfffu } << 48 ) | pair.mac().number();
 }
 
 bool isSlotWord( U64 word ) {
-   return word == 0 || word >> 60 == kUsed;
+   return word == 0 || word >> 60 == kUsed || word >> 60 == kForeign;
+}
+
+std::optional<Pair> pairIn( U64 word ) {
+   if( word == 0 ) {
+      return std::nullopt;
+   }
+   return Pair( Bridging::VlanId( static_cast<U16>( ( word >> 48 ) & 0xfff ) ),
+                Pelmo::EthAddr( static_cast<U16>( word >> 32 ), static_cast<U16>( word >> 16 ),
+                                static_cast<U16>( word ) ) );
 }
 
 U64 load( const U64 &word ) noexcept {
@@ -84,9 +96,44 @@ std::size_t readAll( int fd, void *into, std::size_t bytes ) {
    return done;
 }
 
+/// What is wrong with the file; empty when it is a table, or nothing yet. Its slots come into
+/// `words`.
+std::string readTable( int fd, std::vector<U64> &words ) {
+   Header header{};
+   words.clear();
+   const U64 length = lengthOf( fd );
+   const std::size_t read = readAll( fd, header.data(), sizeof( header ) );
+   if( std::all_of( header.begin(), header.end(), []( U64 word ) { return word == 0; } ) ) {
+      return {}; // nothing yet: empty, or its maker was interrupted before the magic number
+   }
+   if( read < sizeof( header ) || header[kMagicWord] != kMagic ) {
+      return "it is no slot table";
+   }
+   if( header[kVersionWord] != kVersion ) {
+      return "it is of another version";
+   }
+   const U32 count = static_cast<U32>( header[kCountWord] );
+   if( header[kCountWord] != countWord( count ) || count > kMostSlots ||
+       std::any_of( header.begin() + kWritesWord + 1, header.end(),
+                    []( U64 word ) { return word != 0; } ) ) {
+      return "its header is corrupt";
+   }
+   if( length < lengthFor( count ) ) {
+      return "it is shorter than its " + std::to_string( count ) + " slots";
+   }
+   words.resize( kHeaderWords + count );
+   if( readAll( fd, words.data(), words.size() * sizeof( U64 ) ) < words.size() * sizeof( U64 ) ) {
+      return "it cannot be read";
+   }
+   words.erase( words.begin(), words.begin() + kHeaderWords );
+   const auto bad = std::find_if_not( words.begin(), words.end(), isSlotWord );
+   return bad == words.end() ? std::string()
+                             : "slot " + std::to_string( bad - words.begin() ) + " is corrupt";
+}
+
 } // namespace
 
-SlotFile::SlotFile( const std::string &path, U32 count, const Notice &notice )
+SlotFile::SlotFile( const std::string &path, U32 count, const Notice &notice, Size size )
       : path_( path ), count_( count ) {
    openLocked();
    const std::string wrong = flaw();
@@ -95,7 +142,7 @@ SlotFile::SlotFile( const std::string &path, U32 count, const Notice &notice )
    }
    U64 magic = 0;
    if( readAll( file_.get(), &magic, sizeof( magic ) ) == sizeof( magic ) && magic == kMagic ) {
-      resize( notice );
+      resize( notice, size );
    } else {
       make();
    }
@@ -147,37 +194,26 @@ void SlotFile::openLocked() {
 }
 
 std::string SlotFile::flaw() const {
-   Header header{};
-   const U64 length = lengthOf( file_.get() );
-   const std::size_t read = readAll( file_.get(), header.data(), sizeof( header ) );
-   if( std::all_of( header.begin(), header.end(), []( U64 word ) { return word == 0; } ) ) {
-      return {}; // nothing yet: empty, or its maker was interrupted before the magic number
+   std::vector<U64> words;
+   return readTable( file_.get(), words );
+}
+
+std::vector<std::optional<Pair>> SlotFile::read( const std::string &path ) {
+   const auto fail = [&path]( const std::string &why ) {
+      throw HardwareError( "cannot read the slot table " + path + ": " + why );
+   };
+   const FileDescriptor file( ::open( path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK ) );
+   std::vector<U64> words;
+   if( file.get() < 0 ) {
+      if( errno != ENOENT ) {
+         fail( std::strerror( errno ) );
+      }
+   } else if( const std::string flaw = readTable( file.get(), words ); !flaw.empty() ) {
+      fail( flaw );
    }
-   if( read < sizeof( header ) || header[kMagicWord] != kMagic ) {
-      return "it is no slot table";
-   }
-   if( header[kVersionWord] != kVersion ) {
-      return "it is of another version";
-   }
-   const U32 count = static_cast<U32>( header[kCountWord] );
-   if( header[kCountWord] != countWord( count ) || count > kMostSlots ||
-       std::any_of( header.begin() + kWritesWord + 1, header.end(),
-                    []( U64 word ) { return word != 0; } ) ) {
-      return "its header is corrupt";
-   }
-   if( length < lengthFor( count ) ) {
-      return "it is shorter than its " + std::to_string( count ) + " slots";
-   }
-   std::vector<U64> words( kHeaderWords + count );
-   if( readAll( file_.get(), words.data(), words.size() * sizeof( U64 ) ) <
-       words.size() * sizeof( U64 ) ) {
-      return "it cannot be read";
-   }
-   const auto bad = std::find_if_not( words.begin() + kHeaderWords, words.end(), isSlotWord );
-   return bad == words.end()
-                ? std::string()
-                : "slot " + std::to_string( bad - words.begin() - std::ptrdiff_t{ kHeaderWords } ) +
-                        " is corrupt";
+   std::vector<std::optional<Pair>> pairs;
+   std::transform( words.begin(), words.end(), std::back_inserter( pairs ), pairIn );
+   return pairs;
 }
 
 void SlotFile::setAside( const std::string &flaw, const Notice &notice ) {
@@ -215,10 +251,13 @@ void SlotFile::make() {
    store( words_[kMagicWord], kMagic ); // from here on it is a table
 }
 
-void SlotFile::resize( const Notice &notice ) {
+void SlotFile::resize( const Notice &notice, Size size ) {
    Header header{};
    readAll( file_.get(), header.data(), sizeof( header ) );
    const U32 before = static_cast<U32>( header[kCountWord] );
+   if( size == Size::atLeast ) {
+      count_ = std::max( before, count_ );
+   }
    // What is left behind the slots by somebody who was interrupted right here.
    if( ftruncate( file_.get(), static_cast<off_t>( lengthFor( before ) ) ) < 0 ) {
       fail( "resize", errno );
@@ -279,17 +318,23 @@ U64 SlotFile::writes() const noexcept {
 }
 
 std::optional<Pair> SlotFile::slot( U32 index ) const noexcept {
-   const U64 word = load( words_[kHeaderWords + index] );
-   if( word == 0 ) {
-      return std::nullopt;
-   }
-   return Pair( Bridging::VlanId( static_cast<U16>( ( word >> 48 ) & 0xfff ) ),
-                Pelmo::EthAddr( static_cast<U16>( word >> 32 ), static_cast<U16>( word >> 16 ),
-                                static_cast<U16>( word ) ) );
+   return pairIn( load( words_[kHeaderWords + index] ) );
 }
 
-void SlotFile::slotIs( U32 index, const Pair &pair ) noexcept {
-   write( index, usedWord( pair ) );
+bool SlotFile::isForeign( U32 index ) const noexcept {
+   return load( words_[kHeaderWords + index] ) >> 60 == kForeign;
+}
+
+std::vector<std::optional<Pair>> SlotFile::slots() const {
+   std::vector<std::optional<Pair>> pairs;
+   for( U32 index = 0; index < count_; ++index ) {
+      pairs.push_back( slot( index ) );
+   }
+   return pairs;
+}
+
+void SlotFile::slotIs( U32 index, const Pair &pair, bool isForeign ) noexcept {
+   write( index, usedWord( pair, isForeign ) );
 }
 
 void SlotFile::slotDel( U32 index ) noexcept {

@@ -11,6 +11,7 @@ import subprocess
 import time
 
 from daemons import mac
+from hardware import MemoryHardware
 from lab import LabError, Timeout
 
 REPOSITORY = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -132,11 +133,12 @@ class Pool:
 class Agent:
     """An agent on a switch. Each expect() accounts for every change since the one before."""
 
-    def __init__(self, switch, indexes=8, interfaces=(SVI10,), on_line=None, control=None, prefix=()):
+    def __init__(self, switch, indexes=8, interfaces=(SVI10,), on_line=None, control=None, prefix=(), hardware=None):
         if not os.access(PROGRAM, os.X_OK):
             raise LabError(f'there is no {PROGRAM}: build it first, or set ORLO_AGENT')
         self._switch = switch
         self._prefix = prefix  # of the command: what starts it
+        self._hardware = hardware or MemoryHardware(switch)
         self.slots = switch.path('slots')
         self.socket = switch.path('control')
         self._control = {'path': self.socket, **(control or {})}
@@ -147,12 +149,13 @@ class Agent:
         """Writes the configuration; a running agent takes it when it reloads."""
         self.indexes = indexes
         self.configuration = self._switch.write('agent.json', json.dumps(
-            {'hardware': {'kind': 'memory', 'indexes': indexes, 'path': self.slots}, 'control': self._control,
-             'interfaces': list(interfaces), **more}, indent=2) + '\n')
+            {'hardware': {'kind': self._hardware.kind, 'indexes': indexes, **self._hardware.settings()},
+             'control': self._control, 'interfaces': list(interfaces), **more}, indent=2) + '\n')
+        self.command = (*self._prefix, PROGRAM, self.configuration)
 
     def start(self, on_line=None):
         """Starts it, also once more after its end, and waits until it is ready."""
-        self.process = self._switch.start(*self._prefix, PROGRAM, self.configuration, on_line=on_line)
+        self.process = self._switch.start(*self.command, on_line=on_line)
         self.ended = False
         self._seen = 0
         self._pool, self._judged = Pool(self.indexes), 0

@@ -16,8 +16,9 @@ def mac(vrid, ipv6=False):
 class Instance:
     """One virtual router of a keepalived, on a virtual MAC, with adverts ten times a second."""
 
-    def __init__(self, vrid, priority=100, interface='br10', address=None, more=()):
+    def __init__(self, vrid, priority=100, interface='br10', address=None, more=(), preempt=True):
         self.vrid = vrid
+        self.preempt = preempt
         self.priority = priority
         self.interface = interface
         self.address = address or f'10.0.10.{vrid}/24'
@@ -36,6 +37,7 @@ class Instance:
             f'  virtual_router_id {self.vrid}',
             f'  priority {self.priority}',
             '  advert_int 0.1',
+            *([] if self.preempt else ['  nopreempt']),
             '  virtual_ipaddress {',
             *(f'    {address}' for address in (self.address, *self.more)),
             '  }',

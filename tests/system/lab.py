@@ -103,14 +103,14 @@ def need(program, package):
 class Process:
     """A program that was started: its lines are collected as they come, with the time of each."""
 
-    def __init__(self, name, command, on_line=None, ignore=None):
+    def __init__(self, name, command, on_line=None, ignore=None, stdin=subprocess.DEVNULL):
         self.name = name
         self._on_line = on_line
         self._ignore = ignore
         self._lines = []
         self._arrived = threading.Condition()
         # A session of its own: the Ctrl-C of a terminal is for the lab, which ends its processes in order.
-        self._popen = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        self._popen = subprocess.Popen(command, stdin=stdin, stdout=subprocess.PIPE,
                                        stderr=subprocess.STDOUT, text=True, errors='replace', start_new_session=True)
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
@@ -164,6 +164,11 @@ class Process:
         lines = self.lines(begin)[-last:]
         return '\n'.join([f'--- {self.name} has printed:', *(f'    {line}' for line in lines or ['nothing'])])
 
+    def write(self, text):
+        """Gives it input, when it was started with a pipe for that."""
+        self._popen.stdin.write(text)
+        self._popen.stdin.flush()
+
     def send(self, number):
         if self.running():
             os.kill(self.pid, number)
@@ -186,6 +191,8 @@ class Process:
         if self.running():
             self._popen.kill()
         self._popen.wait()
+        if self._popen.stdin is not None:
+            self._popen.stdin.close()
         self._reader.join(1.0)
 
 
@@ -207,8 +214,7 @@ class Namespace:
             reason = self._keeper.stderr.read().strip()
             self._keeper.wait()
             raise LabError(f'no network namespace could be made: {reason}')
-        self.sysctl(QUIET_IPV6)
-        self.ip('link set lo up')
+        self.sysctl(QUIET_IPV6, f'{need("ip", "iproute2")} link set lo up\n')
 
     @property
     def pid(self):
@@ -253,9 +259,10 @@ class Namespace:
         found = [link for link in json.loads(done.stdout or '[]') if link]
         return found[0] if done.returncode == 0 and found else None
 
-    def sysctl(self, settings):
+    def sysctl(self, settings, then=''):
+        """Makes settings below /proc/sys, and runs more lines of a shell script."""
         script = ''.join(f'echo {value} > /proc/sys/{name}\n' for name, value in settings.items())
-        self.run('/bin/sh', '-e', text=script)
+        self.run('/bin/sh', '-e', text=script + then)
 
     def close(self):
         if self._keeper is None:
@@ -330,10 +337,13 @@ class Lab:
         self.directory = tempfile.mkdtemp(prefix='orlo-lab-')
         os.chmod(self.directory, 0o755)
 
+    def namespace(self, name, kind=Namespace):
+        made = kind(self, name)
+        self.namespaces.append(made)
+        return made
+
     def switch(self, name):
-        switch = Switch(self, name)
-        self.namespaces.append(switch)
-        return switch
+        return self.namespace(name, Switch)
 
     def pair(self, svi='br10', left='10.0.10.1/24', right='10.0.10.2/24'):
         """Two switches with an SVI each, joined by a link."""

@@ -1,0 +1,139 @@
+"""The hardware as somebody else sees it, without the agent: what a test compares with what the agent says."""
+
+import json
+import os
+import struct
+import subprocess
+
+from lab import need
+
+
+def slots_of(path):
+    """The index of each pair in a slot file: 64 bytes of header, then a word for each slot, 4 bits 0xA, 12 VLAN, 48
+    MAC; 0 is free."""
+    try:
+        with open(path, 'rb') as file:
+            content = file.read()
+    except FileNotFoundError:
+        return {}
+    held = {}
+    for index, (word,) in enumerate(struct.iter_unpack('=Q', content[64:])):
+        if word:
+            pair = ((word >> 48) & 0xfff, (word & 0xffffffffffff).to_bytes(6, 'big').hex(':'))
+            assert pair not in held, f'{pair} stands in slots {held[pair]} and {index}'
+            held[pair] = index
+    return held
+
+
+class MemoryHardware:
+    """A slot table in a file."""
+
+    kind = 'memory'
+
+    def __init__(self, switch):
+        self._path = switch.path('slots')
+
+    def settings(self):
+        """For the agent's configuration, beside kind and indexes."""
+        return {'path': self._path}
+
+    def entries(self):
+        """The index of each pair."""
+        return slots_of(self._path)
+
+    def empty(self):
+        """As it is before an agent has ever run."""
+        try:
+            with open(self._path, 'r+b') as file:
+                file.truncate(0)
+        except FileNotFoundError:
+            pass
+
+
+class Broken:
+    """The same hardware with a helper that has a fault at the start: see broken_helper/BrokenHelper.cpp."""
+
+    kind = 'module'
+
+    def __init__(self, hardware, fault, build):
+        self._hardware, self._fault, self._build = hardware, fault, build
+        self.entries = hardware.entries
+
+    def settings(self):
+        return {'module': os.path.join(self._build, 'tests/system/broken_helper/libbroken_helper.so'),
+                'settings': {'of': os.path.join(self._build, f'orlo-helper-{self._hardware.kind}.so'),
+                             'fault': self._fault, **self._hardware.module_settings()}}
+
+
+class EbpfHardware:
+    """The tables of the program at the switch ports, pinned in a bpffs of the test's own."""
+
+    kind = 'ebpf'
+
+    def __init__(self, switch, ports):
+        self._ports = list(ports)
+        self._mount = switch.path('bpf')
+        os.mkdir(self._mount)
+        subprocess.run([need('mount', 'mount'), '-t', 'bpf', 'bpf', self._mount], check=True)
+
+    @property
+    def pins(self):
+        return os.path.join(self._mount, 'orlo')
+
+    def settings(self):
+        return {'ports': self._ports, 'pins': self.pins}
+
+    def module_settings(self):
+        """The same as the module's own settings."""
+        return {'ports': ' '.join(self._ports), 'pins': self.pins}
+
+    def entries(self):
+        """The index of each pair."""
+        held = {}
+        for row in self._rows('router_macs'):
+            key, value = (bytes(int(octet, 16) for octet in row[part]) for part in ('key', 'value'))
+            held[struct.unpack_from('=H', key)[0], key[2:].hex(':')] = struct.unpack_from('=I', value)[0]
+        return held
+
+    def _rows(self, table):
+        dump = subprocess.run([need('bpftool', 'bpftool'), '-j', 'map', 'dump', 'pinned',
+                               os.path.join(self.pins, table)], capture_output=True, text=True, check=False)
+        return json.loads(dump.stdout) if dump.returncode == 0 else []
+
+    def close(self):
+        """What still holds it open keeps it for as long."""
+        subprocess.run([need('umount', 'mount'), '--lazy', self._mount], check=True)
+
+
+class BridgeHardware:
+    """The forwarding database of a bridge with VLANs; the indexes are in a slot file beside it."""
+
+    kind = 'bridge'
+
+    def __init__(self, switch, bridge, primary):
+        self._switch, self._bridge, self._primary = switch, bridge, primary
+        self._path = switch.path('slots')
+
+    def settings(self):
+        return {'bridge': self._bridge, 'path': self._path}
+
+    module_settings = settings
+
+    def entries(self):
+        """The index of each pair that has an entry and, on a secondary VLAN, the rule that belongs to it."""
+        slots, rules = slots_of(self._path), self._rules()
+        rows = self._json('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
+        local = {(row['vlan'], row['mac']) for row in rows if row['ifname'] == self._bridge and 'vlan' in row}
+        return {pair: slots.get(pair) for pair in local
+                if pair[1].startswith('00:00:5e:00:') and (pair[0] == self._primary or pair in rules)}
+
+    def _rules(self):
+        shown = self._json('tc', '-j', 'filter', 'show', 'dev', self._bridge, 'ingress')
+        keys = [row['options']['keys'] for row in shown if 'keys' in row.get('options', {})]
+        return {(key['vlan_id'], key['dst_mac']) for key in keys if {'vlan_id', 'dst_mac'} <= set(key)}
+
+    def _json(self, program, *arguments):
+        return json.loads(self._switch.run(need(program, 'iproute2'), *arguments) or '[]')
+
+    def close(self):
+        pass
