@@ -39,7 +39,7 @@ struct Subject {
    std::mt19937::result_type seed = 1; ///< of what is random
    /// How long hardware may take to answer, or a helper to hear: waited for only when the helper
    /// has a descriptor.
-   std::chrono::milliseconds patience{ 3000 };
+   std::chrono::milliseconds patience{ 1000 };
 };
 
 } // namespace OrloConformance

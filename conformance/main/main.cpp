@@ -92,7 +92,8 @@ OrloHelper::HelperSettings settingsOf( const OrloAgent::Configuration &configura
 void clear( const Suite &suite, bool isAllowed ) {
    const std::optional<std::size_t> held = suite.held();
    if( !isAllowed && held != 0u ) {
-      throw UsageError( ( held ? "the hardware holds " + std::to_string( *held ) + " entries"
+      throw UsageError( ( held ? "the hardware holds " + std::to_string( *held ) +
+                                       ( *held == 1 ? " entry" : " entries" )
                                : std::string( "what the hardware holds cannot be read" ) ) +
                         ", and this run removes everything: say --empty if it may" );
    }

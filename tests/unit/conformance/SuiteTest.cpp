@@ -1,6 +1,7 @@
 // The rules: good helpers keep all of them, and each has a wrong helper that it rejects.
 #include "conformance/Suite.h"
-#include "agent/hardware/memory/MemoryHelper.h"
+#include "OrloVrrpHelper/HelperModule.h"
+#include "agent/FileDescriptor.h"
 #include "tests/unit/agent/TemporaryFolder.h"
 #include "tests/unit/conformance/WrongHelpers.h"
 
@@ -169,16 +170,17 @@ void overwrite( const std::string &path, U32 index, Quor::U64 word ) {
 TEST( SuiteTest, TheMemoryHardwareKeepsEveryRuleThatCanBePlayed ) {
    const OrloAgent::TemporaryFolder folder;
    const std::string path = folder.path( "slots" );
-   const Subject subject{
+   Subject subject{
          .plugin = orloVrrpPlugin,
          .make =
-               [&]( const HelperSettings &settings ) {
-                  return Quor::make<OrloAgent::MemoryHelper>( path, settings );
+               []( const HelperSettings &settings ) {
+                  return Quor::Ptr<OrloHelper::VrrpSmHelper>::adopt( orloHelperNew( settings ) );
                },
          .settings = kSettings,
          .faults = { .lose = [&]( const Pair &, U32 index ) { overwrite( path, index, 0 ); },
                      .plant = [&]( const Pair &pair,
                                    U32 index ) { overwrite( path, index, word( pair ) ); } } };
+   subject.settings.settings = { { "path", path } };
    const Outcome outcome = outcomeOf( Suite( subject ) );
    EXPECT_EQ( outcome.broken, std::vector<std::string>{} ) << outcome.details;
    EXPECT_EQ( outcome.notTried.size(), 8u ) << outcome.details;
