@@ -2,6 +2,7 @@
 
 import json
 import os
+import shutil
 import struct
 import subprocess
 
@@ -65,6 +66,20 @@ class Broken:
                              'fault': self._fault, **self._hardware.module_settings()}}
 
 
+class OneByOne:
+    """The same hardware, written to one entry at a time: an end of the process can fall between any two."""
+
+    kind = 'module'
+
+    def __init__(self, hardware, build):
+        self._hardware, self._build = hardware, build
+        self.entries, self.empty = hardware.entries, hardware.empty
+
+    def settings(self):
+        return {'module': os.path.join(self._build, f'orlo-helper-{self._hardware.kind}.so'),
+                'settings': {**self._hardware.module_settings(), 'batch': '1'}}
+
+
 class EbpfHardware:
     """The tables of the program at the switch ports, pinned in a bpffs of the test's own."""
 
@@ -94,6 +109,10 @@ class EbpfHardware:
             key, value = (bytes(int(octet, 16) for octet in row[part]) for part in ('key', 'value'))
             held[struct.unpack_from('=H', key)[0], key[2:].hex(':')] = struct.unpack_from('=I', value)[0]
         return held
+
+    def empty(self):
+        """As it is before an agent has ever run, but for the filters of the ports."""
+        shutil.rmtree(self.pins, ignore_errors=True)
 
     def _rows(self, table):
         dump = subprocess.run([need('bpftool', 'bpftool'), '-j', 'map', 'dump', 'pinned',
@@ -126,6 +145,14 @@ class BridgeHardware:
         local = {(row['vlan'], row['mac']) for row in rows if row['ifname'] == self._bridge and 'vlan' in row}
         return {pair: slots.get(pair) for pair in local
                 if pair[1].startswith('00:00:5e:00:') and (pair[0] == self._primary or pair in rules)}
+
+    def empty(self):
+        """As it is before an agent has ever run."""
+        lines = [f'fdb del {mac} dev {self._bridge} vlan {vlan} self' for vlan, mac in self.entries()]
+        self._switch.run(need('bridge', 'iproute2'), '-force', '-batch', '-', text='\n'.join(lines) + '\n')
+        subprocess.run(self._switch.command(need('tc', 'iproute2'), 'qdisc', 'del', 'dev', self._bridge, 'clsact'),
+                       stderr=subprocess.DEVNULL, check=False)
+        MemoryHardware(self._switch).empty()
 
     def _rules(self):
         shown = self._json('tc', '-j', 'filter', 'show', 'dev', self._bridge, 'ingress')
