@@ -84,12 +84,60 @@ std::size_t readAll( int fd, void *into, std::size_t bytes ) {
    return done;
 }
 
+/// What is wrong with the file; empty when it is a table, or nothing yet. `words` are the whole of
+/// a good table.
+std::string flawOf( int fd, std::vector<U64> &words ) {
+   words.clear();
+   Header header{};
+   const U64 length = lengthOf( fd );
+   const std::size_t read = readAll( fd, header.data(), sizeof( header ) );
+   if( std::all_of( header.begin(), header.end(), []( U64 word ) { return word == 0; } ) ) {
+      return {}; // nothing yet: empty, or its maker was interrupted before the magic number
+   }
+   if( read < sizeof( header ) || header[kMagicWord] != kMagic ) {
+      return "it is no slot table";
+   }
+   if( header[kVersionWord] != kVersion ) {
+      return "it is of another version";
+   }
+   const U32 count = static_cast<U32>( header[kCountWord] );
+   if( header[kCountWord] != countWord( count ) || count > kMostSlots ||
+       std::any_of( header.begin() + kWritesWord + 1, header.end(),
+                    []( U64 word ) { return word != 0; } ) ) {
+      return "its header is corrupt";
+   }
+   if( length < lengthFor( count ) ) {
+      return "it is shorter than its " + std::to_string( count ) + " slots";
+   }
+   words.resize( kHeaderWords + count );
+   if( readAll( fd, words.data(), words.size() * sizeof( U64 ) ) < words.size() * sizeof( U64 ) ) {
+      return "it cannot be read";
+   }
+   const auto bad = std::find_if_not( words.begin() + kHeaderWords, words.end(), isSlotWord );
+   return bad == words.end()
+                ? std::string()
+                : "slot " + std::to_string( bad - words.begin() - std::ptrdiff_t{ kHeaderWords } ) +
+                        " is corrupt";
+}
+
+std::string flawOf( int fd ) {
+   std::vector<U64> words;
+   return flawOf( fd, words );
+}
+
+/// Of a word that is not free.
+Pair pairIn( U64 word ) {
+   return { Bridging::VlanId( static_cast<U16>( ( word >> 48 ) & 0xfff ) ),
+            Pelmo::EthAddr( static_cast<U16>( word >> 32 ), static_cast<U16>( word >> 16 ),
+                            static_cast<U16>( word ) ) };
+}
+
 } // namespace
 
 SlotFile::SlotFile( const std::string &path, U32 count, const Notice &notice )
       : path_( path ), count_( count ) {
    openLocked();
-   const std::string wrong = flaw();
+   const std::string wrong = flawOf( file_.get() );
    if( !wrong.empty() ) {
       setAside( wrong, notice );
    }
@@ -99,6 +147,33 @@ SlotFile::SlotFile( const std::string &path, U32 count, const Notice &notice )
    } else {
       make();
    }
+}
+
+std::vector<std::optional<Pair>> SlotFile::contentsOf( const std::string &path ) {
+   const auto fail = [&]( const std::string &why ) {
+      throw HardwareError( "cannot read the slot table " + path + ": " + why );
+   };
+   const FileDescriptor file( ::open( path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK ) );
+   if( file.get() < 0 ) {
+      if( errno == ENOENT ) {
+         return {};
+      }
+      fail( std::strerror( errno ) );
+   }
+   struct stat opened {};
+   if( fstat( file.get(), &opened ) < 0 || !S_ISREG( opened.st_mode ) ) {
+      fail( "it is not a regular file" );
+   }
+   std::vector<U64> words;
+   const std::string flaw = flawOf( file.get(), words );
+   if( !flaw.empty() ) {
+      fail( flaw );
+   }
+   std::vector<std::optional<Pair>> contents;
+   for( std::size_t i = kHeaderWords; i < words.size(); ++i ) {
+      contents.push_back( words[i] == 0 ? std::nullopt : std::optional( pairIn( words[i] ) ) );
+   }
+   return contents;
 }
 
 SlotFile::~SlotFile() {
@@ -146,40 +221,6 @@ void SlotFile::openLocked() {
    }
 }
 
-std::string SlotFile::flaw() const {
-   Header header{};
-   const U64 length = lengthOf( file_.get() );
-   const std::size_t read = readAll( file_.get(), header.data(), sizeof( header ) );
-   if( std::all_of( header.begin(), header.end(), []( U64 word ) { return word == 0; } ) ) {
-      return {}; // nothing yet: empty, or its maker was interrupted before the magic number
-   }
-   if( read < sizeof( header ) || header[kMagicWord] != kMagic ) {
-      return "it is no slot table";
-   }
-   if( header[kVersionWord] != kVersion ) {
-      return "it is of another version";
-   }
-   const U32 count = static_cast<U32>( header[kCountWord] );
-   if( header[kCountWord] != countWord( count ) || count > kMostSlots ||
-       std::any_of( header.begin() + kWritesWord + 1, header.end(),
-                    []( U64 word ) { return word != 0; } ) ) {
-      return "its header is corrupt";
-   }
-   if( length < lengthFor( count ) ) {
-      return "it is shorter than its " + std::to_string( count ) + " slots";
-   }
-   std::vector<U64> words( kHeaderWords + count );
-   if( readAll( file_.get(), words.data(), words.size() * sizeof( U64 ) ) <
-       words.size() * sizeof( U64 ) ) {
-      return "it cannot be read";
-   }
-   const auto bad = std::find_if_not( words.begin() + kHeaderWords, words.end(), isSlotWord );
-   return bad == words.end()
-                ? std::string()
-                : "slot " + std::to_string( bad - words.begin() - std::ptrdiff_t{ kHeaderWords } ) +
-                        " is corrupt";
-}
-
 void SlotFile::setAside( const std::string &flaw, const Notice &notice ) {
    std::string name;
    struct stat there {};
@@ -196,7 +237,7 @@ void SlotFile::setAside( const std::string &flaw, const Notice &notice ) {
            ", an empty one with " + std::to_string( count_ ) + " slots takes its place" );
    openLocked();
    // Between the two steps another agent may have made and left a table of its own.
-   const std::string again = this->flaw();
+   const std::string again = flawOf( file_.get() );
    if( !again.empty() ) {
       throw HardwareError( "the slot table " + path_ +
                            " is being replaced by somebody else; try again" );
@@ -280,12 +321,7 @@ U64 SlotFile::writes() const noexcept {
 
 std::optional<Pair> SlotFile::slot( U32 index ) const noexcept {
    const U64 word = load( words_[kHeaderWords + index] );
-   if( word == 0 ) {
-      return std::nullopt;
-   }
-   return Pair( Bridging::VlanId( static_cast<U16>( ( word >> 48 ) & 0xfff ) ),
-                Pelmo::EthAddr( static_cast<U16>( word >> 32 ), static_cast<U16>( word >> 16 ),
-                                static_cast<U16>( word ) ) );
+   return word == 0 ? std::nullopt : std::optional( pairIn( word ) );
 }
 
 void SlotFile::slotIs( U32 index, const Pair &pair ) noexcept {

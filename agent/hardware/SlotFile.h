@@ -25,6 +25,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace OrloAgent {
 
@@ -46,6 +47,11 @@ class SlotFile {
    SlotFile( const SlotFile & ) = delete;
    SlotFile &operator=( const SlotFile & ) = delete;
 
+   /// What the table at `path` holds, by slot: a copy, without the lock, which another process may
+   /// have; changes nothing. Nothing when there is no table yet. Throws HardwareError when it
+   /// cannot be read, or is no such table.
+   static std::vector<std::optional<Pair>> contentsOf( const std::string &path );
+
    Quor::U32 count() const noexcept { return count_; }
    /// How often a slot has been written or freed since the file was made; all processes together.
    Quor::U64 writes() const noexcept;
@@ -60,8 +66,6 @@ class SlotFile {
 
  private:
    void openLocked();
-   /// What is wrong with the file; empty when it is a table, or nothing yet.
-   std::string flaw() const;
    void setAside( const std::string &flaw, const Notice &notice );
    void make();
    void resize( const Notice &notice );
