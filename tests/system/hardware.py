@@ -2,11 +2,12 @@
 
 import json
 import os
+import shlex
 import shutil
 import struct
 import subprocess
 
-from lab import need
+from lab import PYTHON, need
 
 
 def slots_of(path):
@@ -41,6 +42,18 @@ class MemoryHardware:
     def entries(self):
         """The index of each pair."""
         return slots_of(self._path)
+
+    def faults(self):
+        """What somebody else can do to it: options of orlo-conformance, each with its command of the shell. So it is
+        for the others below."""
+        return {'--lose': self._written('0'),
+                '--plant': self._written('0xa << 60 | int(os.environ["VLAN"]) << 48'
+                                         ' | int(os.environ["MAC"].replace(":", ""), 16)')}
+
+    def _written(self, word):
+        code = ('import os, sys; os.pwrite(os.open(sys.argv[1], os.O_WRONLY), '
+                f'({word}).to_bytes(8, sys.byteorder), 64 + 8 * int(os.environ["INDEX"]))')
+        return shlex.join([PYTHON, '-c', code, self._path])
 
     def empty(self):
         """As it is before an agent has ever run."""
@@ -102,6 +115,16 @@ class EbpfHardware:
         """The same as the module's own settings."""
         return {'ports': ' '.join(self._ports), 'pins': self.pins}
 
+    def faults(self, svi):
+        """Without its SVI nothing is taken."""
+        key = 'key $((VLAN % 256)) $((VLAN / 256)) $(echo 0x$MAC | sed "s/:/ 0x/g")'
+        table = f'pinned {shlex.quote(os.path.join(self.pins, "router_macs"))} {key}'
+        bpftool, ip = need('bpftool', 'bpftool'), need('ip', 'iproute2')
+        return {'--refuse': f'{ip} link del {svi}',
+                '--accept': f'{ip} link add {svi} type bridge',
+                '--lose': f'{bpftool} map delete {table}',
+                '--plant': f'{bpftool} map update {table} value $INDEX 0 0 0 1 0 0 0'}
+
     def entries(self):
         """The index of each pair."""
         held = {}
@@ -137,6 +160,15 @@ class BridgeHardware:
         return {'bridge': self._bridge, 'path': self._path}
 
     module_settings = settings
+
+    def faults(self, vlans):
+        """Of a VLAN that the bridge does not have it takes nothing."""
+        bridge = need('bridge', 'iproute2')
+
+        def vlan(verb):
+            return ' && '.join(f'{bridge} vlan {verb} dev {self._bridge} vid {number} self' for number in vlans)
+        return {'--refuse': vlan('del'), '--accept': vlan('add'),
+                '--lose': f'{bridge} fdb del $MAC dev {self._bridge} vlan $VLAN self'}
 
     def entries(self):
         """The index of each pair that has an entry and, on a secondary VLAN, the rule that belongs to it."""
