@@ -44,6 +44,69 @@ class MemoryHardware:
             pass
 
 
+class BridgeHardware:
+    """The FDB of a VLAN-aware bridge, and the rules at its ingress. Which entries are ours stands in a slot table."""
+
+    preference = 0x5652
+
+    def __init__(self, switch, bridge='br0', batch=None):
+        self._switch, self._bridge, self._batch = switch, bridge, batch
+        self._table = MemoryHardware(switch)
+
+    @property
+    def kind(self):
+        return 'bridge' if self._batch is None else 'module'
+
+    def settings(self):
+        """With a batch, which an administrator does not choose, it is a module like anybody's."""
+        if self._batch is None:
+            return self.module_settings()
+        return {'module': 'orlo-helper-bridge.so',
+                'settings': {'batch': str(self._batch), **self.module_settings()}}
+
+    def module_settings(self):
+        return {'bridge': self._bridge, **self._table.settings()}
+
+    def local(self):
+        """The pairs that the bridge takes itself, whoever has said so."""
+        return {(row['vlan'], row['mac'])
+                for row in self._rows('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
+                if row.get('master') == row['ifname'] == self._bridge and row['state'] == 'permanent' and 'vlan' in row}
+
+    def entries(self):
+        """The index of each pair that is ours and there."""
+        local = self.local()
+        return {pair: index for pair, index in self._table.entries().items() if pair in local}
+
+    def rules(self):
+        """What our rules turn into what: the primary VLAN of each pair, by the index that the rule is for."""
+        found = {}
+        for row in self._rows('tc', '-j', 'filter', 'show', 'dev', self._bridge, 'ingress'):
+            if row['pref'] == self.preference and 'handle' in row.get('options', {}):
+                options = row['options']
+                action, = options['actions']
+                pair = options['keys']['vlan_id'], options['keys']['dst_mac']
+                found[options['handle'] - 1] = (pair, action['id'])
+        return found
+
+    def _rows(self, program, *arguments):
+        done = subprocess.run(self._switch.command(need(program, 'iproute2'), *arguments), capture_output=True,
+                              text=True, timeout=30, check=False)
+        return json.loads(done.stdout or '[]') if done.returncode == 0 else []
+
+    def empty(self):
+        """As it is before an agent has ever run; to be called when none runs."""
+        run = self._switch.run
+        if self.rules():
+            run(need('tc', 'iproute2'), 'filter', 'del', 'dev', self._bridge, 'ingress', 'pref', self.preference)
+        for vlan, address in self.entries():
+            run(need('bridge', 'iproute2'), 'fdb', 'del', address, 'dev', self._bridge, 'vlan', vlan, 'self')
+        self._table.empty()
+
+    def close(self):
+        """Nothing of it outlives the switch."""
+
+
 class Broken:
     """The same hardware with a helper that has a fault at the start: see broken_helper/BrokenHelper.cpp."""
 

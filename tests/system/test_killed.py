@@ -3,7 +3,7 @@ and nothing that the hardware held and is still wanted changes its index."""
 
 import signal
 
-from agent import Agent
+from agent import SVI10, Agent
 from case import SystemTest
 from daemons import mac
 from hardware import MemoryHardware
@@ -36,21 +36,26 @@ class Doomed(Agent):
 
 class KilledTest(SystemTest):
 
+    interface = SVI10
+
     def setUp(self):
         super().setUp()
-        self.hardware = MemoryHardware(self.left)
+        self.hardware = self.make_hardware()
+
+    def make_hardware(self):
+        return MemoryHardware(self.left)
 
     def doomed(self, at_write):
         """Runs the whole scenario with an agent that is killed before its at_write-th write. Six pairs for five indexes;
         then a virtual router goes and the waiting pair takes over an index; then another router comes. Returns the
         routers that are there in the end, and whether the agent has come through."""
-        agent = Doomed(self.left, at_write, indexes=INDEXES, hardware=self.hardware)
+        agent = Doomed(self.left, at_write, indexes=INDEXES, interfaces=[self.interface], hardware=self.hardware)
         if not agent.wait({'ready': 1, 'programmed': 5, 'waiting': 1}):
             return agent, (51, 52), False
         self.left.ip('link del vr.51')
         if not agent.wait({'removed': 3, 'programmed': 6}):
             return agent, (52,), False
-        self.left.router(53)
+        self.left.router(53, self.interface['name'])
         if not agent.wait({'programmed': 8, 'waiting': 2}):
             return agent, (52, 53), False
         return agent, (52, 53), True
@@ -59,7 +64,7 @@ class KilledTest(SystemTest):
         for vrid in (51, 52, 53):
             if (self.left.show(f'vr.{vrid}') is not None) != (vrid in vrids):
                 if vrid in vrids:
-                    self.left.router(vrid)
+                    self.left.router(vrid, self.interface['name'])
                 else:
                     self.left.ip(f'link del vr.{vrid}')
 
@@ -83,7 +88,7 @@ class KilledTest(SystemTest):
         found = self.hardware.entries()
         wanted = {(vlan, mac(vrid)) for vrid in routers for vlan in VLANS}
 
-        agent = self.agent(indexes=INDEXES, hardware=self.hardware)
+        agent = self.agent(indexes=INDEXES, interfaces=[self.interface], hardware=self.hardware)
 
         agent.judge()
         self.assertEqual(agent.held, self.hardware.entries())
