@@ -8,8 +8,25 @@ import subprocess
 from lab import need
 
 
+def slots_of(path):
+    """The index of each pair in a slot file: 64 bytes of header, then a word for each slot, 4 bits 0xA, 12 VLAN, 48
+    MAC; 0 is free."""
+    try:
+        with open(path, 'rb') as file:
+            content = file.read()
+    except FileNotFoundError:
+        return {}
+    held = {}
+    for index, (word,) in enumerate(struct.iter_unpack('=Q', content[64:])):
+        if word:
+            pair = ((word >> 48) & 0xfff, (word & 0xffffffffffff).to_bytes(6, 'big').hex(':'))
+            assert pair not in held, f'{pair} stands in slots {held[pair]} and {index}'
+            held[pair] = index
+    return held
+
+
 class MemoryHardware:
-    """A slot table in a file: 64 bytes of header, then a word for each slot, 4 bits 0xA, 12 VLAN, 48 MAC; 0 is free."""
+    """A slot table in a file."""
 
     kind = 'memory'
 
@@ -22,18 +39,7 @@ class MemoryHardware:
 
     def entries(self):
         """The index of each pair."""
-        try:
-            with open(self._path, 'rb') as file:
-                content = file.read()
-        except FileNotFoundError:
-            return {}
-        held = {}
-        for index, (word,) in enumerate(struct.iter_unpack('=Q', content[64:])):
-            if word:
-                pair = ((word >> 48) & 0xfff, (word & 0xffffffffffff).to_bytes(6, 'big').hex(':'))
-                assert pair not in held, f'{pair} stands in slots {held[pair]} and {index}'
-                held[pair] = index
-        return held
+        return slots_of(self._path)
 
     def empty(self):
         """As it is before an agent has ever run."""
@@ -160,3 +166,37 @@ class EbpfHardware:
     def close(self):
         """What still holds it open keeps it for as long."""
         subprocess.run([need('umount', 'mount'), '--lazy', self._mount], check=True)
+
+
+class BridgeHardware:
+    """The forwarding database of a bridge with VLANs; the indexes are in a slot file beside it."""
+
+    kind = 'bridge'
+
+    def __init__(self, switch, bridge, primary):
+        self._switch, self._bridge, self._primary = switch, bridge, primary
+        self._path = switch.path('slots')
+
+    def settings(self):
+        return {'bridge': self._bridge, 'path': self._path}
+
+    module_settings = settings
+
+    def entries(self):
+        """The index of each pair that has an entry and, on a secondary VLAN, the rule that belongs to it."""
+        slots, rules = slots_of(self._path), self._rules()
+        rows = self._json('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
+        local = {(row['vlan'], row['mac']) for row in rows if row['ifname'] == self._bridge and 'vlan' in row}
+        return {pair: slots.get(pair) for pair in local
+                if pair[1].startswith('00:00:5e:00:') and (pair[0] == self._primary or pair in rules)}
+
+    def _rules(self):
+        shown = self._json('tc', '-j', 'filter', 'show', 'dev', self._bridge, 'ingress')
+        keys = [row['options']['keys'] for row in shown if 'keys' in row.get('options', {})]
+        return {(key['vlan_id'], key['dst_mac']) for key in keys if {'vlan_id', 'dst_mac'} <= set(key)}
+
+    def _json(self, program, *arguments):
+        return json.loads(self._switch.run(need(program, 'iproute2'), *arguments) or '[]')
+
+    def close(self):
+        pass

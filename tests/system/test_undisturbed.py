@@ -1,5 +1,5 @@
 """The agent is killed again and again while it writes to the hardware, and no frame is lost: three hosts send all the
-time to a virtual router that stays, while forty others come and go and have it all rewritten around that one."""
+time to a virtual router that stays, while many others come and go and have it all rewritten around that one."""
 
 import os
 import random
@@ -10,30 +10,31 @@ import unittest
 
 from agent import PROGRAM, Agent
 from daemons import mac
-from hardware import Broken, EbpfHardware
+from hardware import BridgeHardware, Broken, EbpfHardware
 from lab import wait_until
 from orloctl import Orloctl
-from routed_lab import TaggedLab
+from routed_lab import PRIMARY, FilteringLab, TaggedLab
 
-KILLS = int(os.environ.get('ORLO_KILLS', 10))
 RATE = 1000
-INDEXES = 50
 VLANS = (10, 11, 12)
 STAYS = 51
-COME_AND_GO = (range(60, 80), range(80, 100))  # of one of these there are 60 pairs: 13 of 63 wait
 LONGEST_BURST = 0.2
 
 
 class Killer:
     """A switch that routes for three hosts by its hardware, and an agent that is killed."""
 
-    def __init__(self, test, lab, hardware, **options):
-        self.test, self.lab, self.hardware, self.options = test, lab, hardware, options
+    def __init__(self, test, lab, hardware, routers):
+        """routers: how many come when as many go. A fifth of their pairs waits."""
+        self.test, self.lab, self.hardware = test, lab, hardware
+        self.come_and_go = (range(60, 60 + routers), range(100, 100 + routers))
+        self.pairs = len(VLANS) * (1 + routers)
+        self.indexes = self.pairs * 4 // 5
         lab.router(STAYS)
-        self.agent = Agent(lab.switch, indexes=INDEXES, interfaces=[lab.interface], hardware=hardware, **options)
+        self.agent = Agent(lab.switch, indexes=self.indexes, interfaces=[lab.interface], hardware=hardware)
         self.ctl = Orloctl(self.agent.socket)
         self.agent.take(4)
-        for group in COME_AND_GO:
+        for group in self.come_and_go:
             for vrid in group:
                 lab.switch.router(vrid, lab.svi, up=False)
         self.present = 1
@@ -50,10 +51,10 @@ class Killer:
         return {pair: index for pair, index in entries.items() if pair[1] == mac(STAYS)}
 
     def burst(self):
-        """Twenty virtual routers go and twenty others come. The agent hears of it when all of it has happened."""
+        """Virtual routers go and others come. The agent hears of it when all of it has happened."""
         self.agent.process.send(signal.SIGSTOP)
-        gone, self.present = COME_AND_GO[self.present], 1 - self.present
-        there = COME_AND_GO[self.present]
+        gone, self.present = self.come_and_go[self.present], 1 - self.present
+        there = self.come_and_go[self.present]
         self.lab.switch.ip(*(f'link set vr.{vrid} down' for vrid in gone), *(f'link set vr.{vrid} up' for vrid in there))
         self.lab.only_by_entry(*there)
         self.agent.process.send(signal.SIGCONT)
@@ -62,8 +63,9 @@ class Killer:
         """Until the hardware is full, and all the others wait."""
         def settled():
             pairs = self.ctl.json('show')['pairs']
-            return (pairs['wanted'], pairs['programmed'], pairs['waiting']) == (63, INDEXES, 63 - INDEXES)
-        wait_until(settled, f'{INDEXES} pairs are programmed', 10.0, self.agent.process.report, every=0.002)
+            return (pairs['wanted'], pairs['programmed'], pairs['waiting']) == (self.pairs, self.indexes,
+                                                                                self.pairs - self.indexes)
+        wait_until(settled, f'{self.indexes} pairs are programmed', 10.0, self.agent.process.report, every=0.002)
 
     def kill(self):
         """One kill, at a random instant of what a burst takes; then a new start."""
@@ -78,7 +80,7 @@ class Killer:
         now = self.hardware.entries()
         written = set(left.items()) ^ set(now.items())
         self.test.assertEqual(self.stays, self.of_the_one_that_stays(now))
-        self.test.assertEqual(INDEXES, len(set(now.values())))
+        self.test.assertEqual(self.indexes, len(set(now.values())))
         self.test.assertEqual(len(written), self.writes(), 'something that is right has been written again')
         self.test.assertEqual((0, ''), self.ctl.run('audit')[::2])
         self.outstanding += bool(written)
@@ -101,6 +103,8 @@ class UndisturbedTest(unittest.TestCase):
     """On the machine's own kernel: the hosts tag their frames, the hardware is the program at the ports."""
 
     lab_type = TaggedLab
+    kills = int(os.environ.get('ORLO_KILLS', 10))
+    routers = 20
 
     def setUp(self):
         self.lab = self.lab_type()
@@ -118,22 +122,22 @@ class UndisturbedTest(unittest.TestCase):
         return [self.lab.flow(vlan, STAYS, rate=RATE) for vlan in VLANS]
 
     def test_no_frame_is_lost_however_often_it_is_killed(self):
-        killer = Killer(self, self.lab, self.hardware)
+        killer = Killer(self, self.lab, self.hardware, self.routers)
         flows = self.flows()
         killer.measure()
-        for _ in range(KILLS):
+        for _ in range(self.kills):
             killer.kill()
         for flow in flows:
             flow.stop()
 
-        print(f'               {KILLS} kills, {killer.outstanding} of them with writes outstanding, '
+        print(f'               {self.kills} kills, {killer.outstanding} of them with writes outstanding, '
               f'{killer.half_done} in the middle of them; frames sent {sum(flow.sent for flow in flows)}, '
               f'lost {sum(len(flow.lost) for flow in flows)}')
         for flow in flows:
             self.assertGreater(flow.answered, RATE, flow)
             self.assertEqual((flow.sent, []), (flow.answered, flow.lost), flow)
             self.assertGreater(flow.rate, 0.9 * RATE, flow)
-        self.assertGreaterEqual(killer.outstanding, KILLS / 2)
+        self.assertGreaterEqual(killer.outstanding, self.kills / 2)
 
     def test_without_an_index_nothing_is_routed(self):
         self.lab.router(STAYS)
@@ -146,13 +150,13 @@ class UndisturbedTest(unittest.TestCase):
                          [(flow.wait().sent, flow.received_upstream, flow.answered) for flow in flows])
 
     def test_an_agent_that_does_not_adopt_is_found_by_its_writes(self):
-        killer = Killer(self, self.lab, self.broken('adoption'))
+        killer = Killer(self, self.lab, self.broken('adoption'), self.routers)
 
         with self.assertRaisesRegex(AssertionError, 'something that is right has been written again|!= '):
             killer.kill()
 
     def test_an_agent_that_empties_the_hardware_is_found_by_lost_frames(self):
-        killer = Killer(self, self.lab, self.broken('empty'))
+        killer = Killer(self, self.lab, self.broken('empty'), self.routers)
         flows = self.flows()
         for flow in flows:
             flow.wait_answered(100)
@@ -164,3 +168,15 @@ class UndisturbedTest(unittest.TestCase):
             flow.wait_answered(100)
             flow.stop()
         self.assertGreater(sum(len(flow.lost) for flow in flows), 0)
+
+
+class UndisturbedBridgeTest(UndisturbedTest):
+    """In a kernel with VLANs: access ports, the hardware is the bridge."""
+
+    needs_vlan_kernel = True
+    lab_type = FilteringLab
+    kills = int(os.environ.get('ORLO_KILLS', 5))
+    routers = 6
+
+    def make_hardware(self):
+        return BridgeHardware(self.lab.switch, self.lab.bridge, PRIMARY)

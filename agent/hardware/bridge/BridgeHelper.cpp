@@ -54,6 +54,7 @@ BridgeHelper::BridgeHelper( std::string bridge, const std::string &path,
       // With less indexes than before it still has to say what is to be removed.
       slots_.emplace( path, settings.indexes, settings.trouble, SlotFile::Size::atLeast );
    }
+   device_ = kernel_->device();
    syncCurrentStateOnInitIs( true );
 }
 

@@ -3,12 +3,7 @@
 #define ORLOAGENT_HARDWARE_EBPF_DEVICENEWS_H
 
 #include "agent/hardware/ebpf/EbpfKernel.h"
-
-#include <cstddef>
-#include <memory>
-#include <vector>
-
-struct mnl_socket;
+#include "agent/netlink/NetlinkSocket.h"
 
 namespace OrloAgent {
 
@@ -18,22 +13,17 @@ class DeviceNews {
  public:
    /// Throws std::system_error.
    DeviceNews();
-   ~DeviceNews();
 
-   int fd() const;
+   int fd() const noexcept { return socket_.fd(); }
    /// Everything that has come, at most some hundred datagrams of it: the rest keeps fd() readable.
    EbpfKernel::News hear();
 
    /// Adds what the messages of one datagram say. Whatever the bytes are, it stays inside them;
    /// they begin at a 4-byte boundary.
-   static void read( std::span<const std::byte> datagram, EbpfKernel::News &news );
+   static void read( NetlinkSpan datagram, EbpfKernel::News &news );
 
  private:
-   struct CloseSocket {
-      void operator()( mnl_socket *socket ) const noexcept;
-   };
-   std::unique_ptr<mnl_socket, CloseSocket> socket_;
-   std::vector<std::byte> buffer_;
+   NetlinkSocket socket_;
 };
 
 } // namespace OrloAgent

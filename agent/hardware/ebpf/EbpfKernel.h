@@ -70,6 +70,7 @@ class EbpfKernel {
 
    virtual Filter filter( Quor::U32 ifindex ) const = 0;
    /// Puts our filter there, also over an outdated one: no frame passes unfiltered in between.
+   /// EEXIST when something that is not ours stands there.
    virtual int attach( Quor::U32 ifindex ) = 0;
    virtual int detach( Quor::U32 ifindex ) = 0;
 

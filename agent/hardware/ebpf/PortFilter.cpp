@@ -49,12 +49,8 @@ EbpfKernel::Filter stateOf( Quor::U32 programId ) {
 EbpfKernel::Filter PortFilter::state( Quor::U32 programId ) const {
    const bpf_tc_hook hook = hookOf( ifindex_ );
    bpf_tc_opts found = placeOf();
-   const int error = -bpf_tc_query( &hook, &found );
-   if( error == EINVAL ) { // at this preference is a filter of another kind
-      return EbpfKernel::Filter::foreign;
-   }
-   if( error != 0 ) {
-      return EbpfKernel::Filter::none;
+   if( bpf_tc_query( &hook, &found ) != 0 ) {
+      return EbpfKernel::Filter::none; // or one of another kind, which only attach() comes upon
    }
    return found.prog_id == programId ? EbpfKernel::Filter::current : stateOf( found.prog_id );
 }
@@ -70,7 +66,8 @@ int PortFilter::attach( int programFd ) const {
    filter.prog_fd = programFd;
    filter.flags = BPF_TC_F_REPLACE;
    Failpoint::hit( "filter" );
-   return -bpf_tc_attach( &hook, &filter );
+   const int refused = -bpf_tc_attach( &hook, &filter );
+   return refused == EINVAL ? EEXIST : refused; // not of the kind that stands at this preference
 }
 
 int PortFilter::detach() const {

@@ -125,9 +125,7 @@ void SwitchPorts::look( Port &port, Time now ) {
       port.told.clear();
       break;
    case Filter::foreign:
-      tellOnce( port, "port " + port.setting.name + " is not in service: at the place of our " +
-                            "filter it has one that is not ours (tc filter show dev " +
-                            port.setting.name + " ingress)" );
+      isForeign( port );
       break;
    default:
       attach( port, now );
@@ -139,7 +137,12 @@ void SwitchPorts::attach( Port &port, Time now ) {
       port.times = 0;
    }
    port.last = now;
-   if( const int error = kernel_.attach( port.ifindex ) ) {
+   const int error = kernel_.attach( port.ifindex );
+   if( error == EEXIST ) {
+      isForeign( port );
+      return;
+   }
+   if( error != 0 ) {
       failed( port, now, error );
       return;
    }
@@ -154,6 +157,13 @@ void SwitchPorts::failed( Port &port, Time now, int error ) {
    port.isDue = true;
    tellOnce( port, "cannot take port " + port.setting.name +
                          " into service: " + std::strerror( error ) + "; it is tried again" );
+}
+
+/// Until it goes, which the kernel tells.
+void SwitchPorts::isForeign( Port &port ) {
+   tellOnce( port, "port " + port.setting.name + " is not in service: at the place of our filter " +
+                         "it has one that is not ours (tc filter show dev " + port.setting.name +
+                         " ingress)" );
 }
 
 void SwitchPorts::leave( U32 ifindex ) {

@@ -44,6 +44,7 @@ class SwitchPorts {
 
    void look( Port &port, Time now );
    void attach( Port &port, Time now );
+   void isForeign( Port &port );
    void failed( Port &port, Time now, int error );
    void leave( Quor::U32 ifindex );
    bool isPort( Quor::U32 ifindex ) const;

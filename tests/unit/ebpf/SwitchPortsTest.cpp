@@ -163,6 +163,21 @@ TEST_F( SwitchPortsTest, SomebodyElsesFilterIsLeftAlone ) {
    EXPECT_EQ( told(), Lines{} );
 }
 
+TEST_F( SwitchPortsTest, SomebodyElsesFilterOfAnotherKindIsLeftAloneAsWell ) {
+   own_.ports = { { "swp1", 0 } };
+   switch_.attachError = EEXIST; // it is not seen before
+   start();
+   EXPECT_EQ( told(),
+              Lines{ "port swp1 is not in service: at the place of our filter it has one that is "
+                     "not ours (tc filter show dev swp1 ingress)" } );
+   EXPECT_EQ( work( 60'000 ), Lines{} );
+
+   switch_.attachError = 0;
+   switch_.filterIs( "swp1", 0 );
+
+   EXPECT_EQ( work(), Lines{ "attach 3" } );
+}
+
 TEST_F( SwitchPortsTest, APortThatTheKernelRefusesIsTriedAgain ) {
    switch_.attachError = EPERM;
    start();
