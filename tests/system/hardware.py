@@ -148,18 +148,27 @@ class EbpfHardware:
 
 
 class BridgeHardware:
-    """The forwarding database of a bridge with VLANs; the indexes are in a slot file beside it."""
+    """The forwarding database of a bridge with VLANs, and rules at its ingress; the indexes are in a slot file beside
+    it."""
 
-    kind = 'bridge'
+    preference = 0x5652
 
-    def __init__(self, switch, bridge, primary):
-        self._switch, self._bridge, self._primary = switch, bridge, primary
+    def __init__(self, switch, bridge, primary, batch=None):
+        """batch: the most changes in one message to the kernel, instead of what the agent chooses."""
+        self._switch, self._bridge, self._primary, self._batch = switch, bridge, primary, batch
         self._path = switch.path('slots')
 
-    def settings(self):
-        return {'bridge': self._bridge, 'path': self._path}
+    @property
+    def kind(self):
+        return 'bridge' if self._batch is None else 'module'
 
-    module_settings = settings
+    def settings(self):
+        if self._batch is None:
+            return self.module_settings()
+        return {'module': 'orlo-helper-bridge.so', 'settings': {**self.module_settings(), 'batch': str(self._batch)}}
+
+    def module_settings(self):
+        return {'bridge': self._bridge, 'path': self._path}
 
     def faults(self, vlans):
         """Of a VLAN that the bridge does not have it takes nothing."""
@@ -172,12 +181,10 @@ class BridgeHardware:
 
     def entries(self):
         """The index of each pair that has an entry and, on a secondary VLAN, the rule that belongs to it."""
-        slots, rules = slots_of(self._path), self._rules()
-        rows = self._json('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
-        local = {(row['vlan'], row['mac']) for row in rows if row['ifname'] == self._bridge and 'vlan' in row}
-        return {pair: slots.get(pair) for pair in local
-                if pair[1].startswith('00:00:5e:00:') and (pair[0] == self._primary or pair in rules)}
+        slots, ruled = slots_of(self._path), {pair for pair, _ in self.rules().values()}
+        return {pair: slots.get(pair) for pair in self.local() if pair[0] == self._primary or pair in ruled}
 
+<<<<<<< HEAD
     def empty(self):
         """As it is before an agent has ever run."""
         lines = [f'fdb del {mac} dev {self._bridge} vlan {vlan} self' for vlan, mac in self.entries()]
@@ -187,12 +194,40 @@ class BridgeHardware:
         MemoryHardware(self._switch).empty()
 
     def _rules(self):
+=======
+    def local(self):
+        """The pairs of virtual routers that the bridge takes itself, whoever has said so."""
+        rows = self._json('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
+        return {(row['vlan'], row['mac']) for row in rows
+                if row['ifname'] == self._bridge and 'vlan' in row and row['mac'].startswith('00:00:5e:00:')}
+
+    def rules(self):
+        """What our rules turn into what: a pair and its primary VLAN, by index."""
+>>>>>>> bridge
         shown = self._json('tc', '-j', 'filter', 'show', 'dev', self._bridge, 'ingress')
-        keys = [row['options']['keys'] for row in shown if 'keys' in row.get('options', {})]
-        return {(key['vlan_id'], key['dst_mac']) for key in keys if {'vlan_id', 'dst_mac'} <= set(key)}
+        found = {}
+        for row in shown:
+            if row.get('pref') == self.preference and 'keys' in row.get('options', {}):
+                keys, (action,) = row['options']['keys'], row['options']['actions']
+                found[row['options']['handle'] - 1] = ((keys['vlan_id'], keys['dst_mac']), action['id'])
+        return found
 
     def _json(self, program, *arguments):
-        return json.loads(self._switch.run(need(program, 'iproute2'), *arguments) or '[]')
+        """Nothing while there is no bridge."""
+        done = subprocess.run(self._switch.command(need(program, 'iproute2'), *arguments), capture_output=True,
+                              text=True, timeout=30, check=False)
+        return json.loads(done.stdout or '[]') if done.returncode == 0 else []
+
+    def empty(self):
+        """As it is before an agent has ever run; to be called when none runs."""
+        for index in self.rules():
+            self._switch.run(need('tc', 'iproute2'), 'filter', 'del', 'dev', self._bridge, 'ingress', 'protocol',
+                             '802.1Q', 'pref', self.preference, 'handle', index + 1, 'flower')
+        for vlan, address in self.local():
+            self._switch.run(need('bridge', 'iproute2'), 'fdb', 'del', address, 'dev', self._bridge, 'vlan', vlan,
+                             'self')
+        if os.path.exists(self._path):
+            os.truncate(self._path, 0)
 
     def close(self):
         pass
