@@ -151,24 +151,17 @@ class BridgeHardware:
     """The forwarding database of a bridge with VLANs, and rules at its ingress; the indexes are in a slot file beside
     it."""
 
+    kind = 'bridge'
     preference = 0x5652
 
-    def __init__(self, switch, bridge, primary, batch=None):
-        """batch: the most changes in one message to the kernel, instead of what the agent chooses."""
-        self._switch, self._bridge, self._primary, self._batch = switch, bridge, primary, batch
+    def __init__(self, switch, bridge, primary):
+        self._switch, self._bridge, self._primary = switch, bridge, primary
         self._path = switch.path('slots')
 
-    @property
-    def kind(self):
-        return 'bridge' if self._batch is None else 'module'
-
     def settings(self):
-        if self._batch is None:
-            return self.module_settings()
-        return {'module': 'orlo-helper-bridge.so', 'settings': {**self.module_settings(), 'batch': str(self._batch)}}
-
-    def module_settings(self):
         return {'bridge': self._bridge, 'path': self._path}
+
+    module_settings = settings
 
     def faults(self, vlans):
         """Of a VLAN that the bridge does not have it takes nothing."""
@@ -184,17 +177,6 @@ class BridgeHardware:
         slots, ruled = slots_of(self._path), {pair for pair, _ in self.rules().values()}
         return {pair: slots.get(pair) for pair in self.local() if pair[0] == self._primary or pair in ruled}
 
-<<<<<<< HEAD
-    def empty(self):
-        """As it is before an agent has ever run."""
-        lines = [f'fdb del {mac} dev {self._bridge} vlan {vlan} self' for vlan, mac in self.entries()]
-        self._switch.run(need('bridge', 'iproute2'), '-force', '-batch', '-', text='\n'.join(lines) + '\n')
-        subprocess.run(self._switch.command(need('tc', 'iproute2'), 'qdisc', 'del', 'dev', self._bridge, 'clsact'),
-                       stderr=subprocess.DEVNULL, check=False)
-        MemoryHardware(self._switch).empty()
-
-    def _rules(self):
-=======
     def local(self):
         """The pairs of virtual routers that the bridge takes itself, whoever has said so."""
         rows = self._json('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
@@ -203,7 +185,6 @@ class BridgeHardware:
 
     def rules(self):
         """What our rules turn into what: a pair and its primary VLAN, by index."""
->>>>>>> bridge
         shown = self._json('tc', '-j', 'filter', 'show', 'dev', self._bridge, 'ingress')
         found = {}
         for row in shown:
