@@ -2,10 +2,12 @@
 
 import json
 import os
+import shlex
+import shutil
 import struct
 import subprocess
 
-from lab import need
+from lab import PYTHON, need
 
 
 def slots_of(path):
@@ -41,6 +43,18 @@ class MemoryHardware:
         """The index of each pair."""
         return slots_of(self._path)
 
+    def faults(self):
+        """What somebody else can do to it: options of orlo-conformance, each with its command of the shell. So it is
+        for the others below."""
+        return {'--lose': self._written('0'),
+                '--plant': self._written('0xa << 60 | int(os.environ["VLAN"]) << 48'
+                                         ' | int(os.environ["MAC"].replace(":", ""), 16)')}
+
+    def _written(self, word):
+        code = ('import os, sys; os.pwrite(os.open(sys.argv[1], os.O_WRONLY), '
+                f'({word}).to_bytes(8, sys.byteorder), 64 + 8 * int(os.environ["INDEX"]))')
+        return shlex.join([PYTHON, '-c', code, self._path])
+
     def empty(self):
         """As it is before an agent has ever run."""
         try:
@@ -65,6 +79,20 @@ class Broken:
                              'fault': self._fault, **self._hardware.module_settings()}}
 
 
+class OneByOne:
+    """The same hardware, written to one entry at a time: an end of the process can fall between any two."""
+
+    kind = 'module'
+
+    def __init__(self, hardware, build):
+        self._hardware, self._build = hardware, build
+        self.entries, self.empty = hardware.entries, hardware.empty
+
+    def settings(self):
+        return {'module': os.path.join(self._build, f'orlo-helper-{self._hardware.kind}.so'),
+                'settings': {**self._hardware.module_settings(), 'batch': '1'}}
+
+
 class EbpfHardware:
     """The tables of the program at the switch ports, pinned in a bpffs of the test's own."""
 
@@ -87,6 +115,16 @@ class EbpfHardware:
         """The same as the module's own settings."""
         return {'ports': ' '.join(self._ports), 'pins': self.pins}
 
+    def faults(self, svi):
+        """Without its SVI nothing is taken."""
+        key = 'key $((VLAN % 256)) $((VLAN / 256)) $(echo 0x$MAC | sed "s/:/ 0x/g")'
+        table = f'pinned {shlex.quote(os.path.join(self.pins, "router_macs"))} {key}'
+        bpftool, ip = need('bpftool', 'bpftool'), need('ip', 'iproute2')
+        return {'--refuse': f'{ip} link del {svi}',
+                '--accept': f'{ip} link add {svi} type bridge',
+                '--lose': f'{bpftool} map delete {table}',
+                '--plant': f'{bpftool} map update {table} value $INDEX 0 0 0 1 0 0 0'}
+
     def entries(self):
         """The index of each pair."""
         held = {}
@@ -94,6 +132,10 @@ class EbpfHardware:
             key, value = (bytes(int(octet, 16) for octet in row[part]) for part in ('key', 'value'))
             held[struct.unpack_from('=H', key)[0], key[2:].hex(':')] = struct.unpack_from('=I', value)[0]
         return held
+
+    def empty(self):
+        """As it is before an agent has ever run, but for the filters of the ports."""
+        shutil.rmtree(self.pins, ignore_errors=True)
 
     def _rows(self, table):
         dump = subprocess.run([need('bpftool', 'bpftool'), '-j', 'map', 'dump', 'pinned',
@@ -106,34 +148,86 @@ class EbpfHardware:
 
 
 class BridgeHardware:
-    """The forwarding database of a bridge with VLANs; the indexes are in a slot file beside it."""
+    """The forwarding database of a bridge with VLANs, and rules at its ingress; the indexes are in a slot file beside
+    it."""
 
-    kind = 'bridge'
+    preference = 0x5652
 
-    def __init__(self, switch, bridge, primary):
-        self._switch, self._bridge, self._primary = switch, bridge, primary
+    def __init__(self, switch, bridge, primary, batch=None):
+        """batch: the most changes in one message to the kernel, instead of what the agent chooses."""
+        self._switch, self._bridge, self._primary, self._batch = switch, bridge, primary, batch
         self._path = switch.path('slots')
 
+    @property
+    def kind(self):
+        return 'bridge' if self._batch is None else 'module'
+
     def settings(self):
+        if self._batch is None:
+            return self.module_settings()
+        return {'module': 'orlo-helper-bridge.so', 'settings': {**self.module_settings(), 'batch': str(self._batch)}}
+
+    def module_settings(self):
         return {'bridge': self._bridge, 'path': self._path}
 
-    module_settings = settings
+    def faults(self, vlans):
+        """Of a VLAN that the bridge does not have it takes nothing."""
+        bridge = need('bridge', 'iproute2')
+
+        def vlan(verb):
+            return ' && '.join(f'{bridge} vlan {verb} dev {self._bridge} vid {number} self' for number in vlans)
+        return {'--refuse': vlan('del'), '--accept': vlan('add'),
+                '--lose': f'{bridge} fdb del $MAC dev {self._bridge} vlan $VLAN self'}
 
     def entries(self):
         """The index of each pair that has an entry and, on a secondary VLAN, the rule that belongs to it."""
-        slots, rules = slots_of(self._path), self._rules()
-        rows = self._json('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
-        local = {(row['vlan'], row['mac']) for row in rows if row['ifname'] == self._bridge and 'vlan' in row}
-        return {pair: slots.get(pair) for pair in local
-                if pair[1].startswith('00:00:5e:00:') and (pair[0] == self._primary or pair in rules)}
+        slots, ruled = slots_of(self._path), {pair for pair, _ in self.rules().values()}
+        return {pair: slots.get(pair) for pair in self.local() if pair[0] == self._primary or pair in ruled}
+
+<<<<<<< HEAD
+    def empty(self):
+        """As it is before an agent has ever run."""
+        lines = [f'fdb del {mac} dev {self._bridge} vlan {vlan} self' for vlan, mac in self.entries()]
+        self._switch.run(need('bridge', 'iproute2'), '-force', '-batch', '-', text='\n'.join(lines) + '\n')
+        subprocess.run(self._switch.command(need('tc', 'iproute2'), 'qdisc', 'del', 'dev', self._bridge, 'clsact'),
+                       stderr=subprocess.DEVNULL, check=False)
+        MemoryHardware(self._switch).empty()
 
     def _rules(self):
+=======
+    def local(self):
+        """The pairs of virtual routers that the bridge takes itself, whoever has said so."""
+        rows = self._json('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
+        return {(row['vlan'], row['mac']) for row in rows
+                if row['ifname'] == self._bridge and 'vlan' in row and row['mac'].startswith('00:00:5e:00:')}
+
+    def rules(self):
+        """What our rules turn into what: a pair and its primary VLAN, by index."""
+>>>>>>> bridge
         shown = self._json('tc', '-j', 'filter', 'show', 'dev', self._bridge, 'ingress')
-        keys = [row['options']['keys'] for row in shown if 'keys' in row.get('options', {})]
-        return {(key['vlan_id'], key['dst_mac']) for key in keys if {'vlan_id', 'dst_mac'} <= set(key)}
+        found = {}
+        for row in shown:
+            if row.get('pref') == self.preference and 'keys' in row.get('options', {}):
+                keys, (action,) = row['options']['keys'], row['options']['actions']
+                found[row['options']['handle'] - 1] = ((keys['vlan_id'], keys['dst_mac']), action['id'])
+        return found
 
     def _json(self, program, *arguments):
-        return json.loads(self._switch.run(need(program, 'iproute2'), *arguments) or '[]')
+        """Nothing while there is no bridge."""
+        done = subprocess.run(self._switch.command(need(program, 'iproute2'), *arguments), capture_output=True,
+                              text=True, timeout=30, check=False)
+        return json.loads(done.stdout or '[]') if done.returncode == 0 else []
+
+    def empty(self):
+        """As it is before an agent has ever run; to be called when none runs."""
+        for index in self.rules():
+            self._switch.run(need('tc', 'iproute2'), 'filter', 'del', 'dev', self._bridge, 'ingress', 'protocol',
+                             '802.1Q', 'pref', self.preference, 'handle', index + 1, 'flower')
+        for vlan, address in self.local():
+            self._switch.run(need('bridge', 'iproute2'), 'fdb', 'del', address, 'dev', self._bridge, 'vlan', vlan,
+                             'self')
+        if os.path.exists(self._path):
+            os.truncate(self._path, 0)
 
     def close(self):
         pass
