@@ -13,21 +13,6 @@ namespace {
 
 using Quor::U32;
 
-std::set<Pelmo::IntfId> namesOf( const Configuration &configuration ) {
-   std::set<Pelmo::IntfId> names;
-   for( const InterfaceConfiguration &interface : configuration.interfaces ) {
-      names.insert( interface.name );
-   }
-   return names;
-}
-
-std::set<Bridging::VlanId> vlansOf( const InterfaceConfiguration &interface ) {
-   std::set<Bridging::VlanId> vlans( interface.secondaryVlans.begin(),
-                                     interface.secondaryVlans.end() );
-   vlans.insert( interface.vlan );
-   return vlans;
-}
-
 Programming::VlanSets vlanSetsOf( const Configuration &of ) {
    Programming::VlanSets sets;
    for( const InterfaceConfiguration &interface : of.interfaces ) {

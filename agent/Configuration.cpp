@@ -421,4 +421,28 @@ std::string summary( const Configuration &configuration ) {
                    ( configuration.hardware.kind + " indexes" ).c_str() );
 }
 
+std::vector<OrloHelper::RoutedInterface>
+routed( const std::vector<InterfaceConfiguration> &interfaces ) {
+   std::vector<OrloHelper::RoutedInterface> all;
+   for( const InterfaceConfiguration &one : interfaces ) {
+      all.push_back( { valueToStrep( one.name ), one.vlan, one.secondaryVlans } );
+   }
+   return all;
+}
+
+std::set<Pelmo::IntfId> namesOf( const Configuration &configuration ) {
+   std::set<Pelmo::IntfId> names;
+   for( const InterfaceConfiguration &interface : configuration.interfaces ) {
+      names.insert( interface.name );
+   }
+   return names;
+}
+
+std::set<Bridging::VlanId> vlansOf( const InterfaceConfiguration &interface ) {
+   std::set<Bridging::VlanId> vlans( interface.secondaryVlans.begin(),
+                                     interface.secondaryVlans.end() );
+   vlans.insert( interface.vlan );
+   return vlans;
+}
+
 } // namespace OrloAgent

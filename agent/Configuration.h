@@ -22,11 +22,13 @@
 #ifndef ORLOAGENT_CONFIGURATION_H
 #define ORLOAGENT_CONFIGURATION_H
 
+#include "OrloVrrpHelper/HelperSettings.h"
 #include "bridging/VlanId.h"
 #include "pelmo/IntfId.h"
 #include "quor/Types.h"
 
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -76,6 +78,13 @@ struct Configuration {
    ControlConfiguration control;
    std::vector<InterfaceConfiguration> interfaces; ///< in the order of the file
 };
+
+std::set<Pelmo::IntfId> namesOf( const Configuration &configuration );
+/// Its own and the secondary ones.
+std::set<Bridging::VlanId> vlansOf( const InterfaceConfiguration &interface );
+/// The interfaces as helpers are told of them.
+std::vector<OrloHelper::RoutedInterface>
+routed( const std::vector<InterfaceConfiguration> &interfaces );
 
 /// what() is one line for the administrator: file, JSON pointer (RFC 6901), value, what is allowed;
 /// or file, line and column where the text is not JSON at all.

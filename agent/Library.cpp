@@ -106,4 +106,16 @@ HelperLibrary::make( const OrloHelper::HelperSettings &settings ) const {
    return Quor::Ptr<OrloHelper::VrrpSmHelper>::adopt( made );
 }
 
+// Asked of the framework's base: the agent is not linked against the helper's own class.
+
+const OrloHelper::HardwareView *viewOf( const Quor::Ptr<OrloHelper::VrrpSmHelper> &helper ) {
+   Quor::PtrInterface *const base = helper.get();
+   return dynamic_cast<const OrloHelper::HardwareView *>( base );
+}
+
+OrloHelper::HardwareWork *workOf( const Quor::Ptr<OrloHelper::VrrpSmHelper> &helper ) {
+   Quor::PtrInterface *const base = helper.get();
+   return dynamic_cast<OrloHelper::HardwareWork *>( base );
+}
+
 } // namespace OrloAgent

@@ -2,6 +2,8 @@
 #ifndef ORLOAGENT_LIBRARY_H
 #define ORLOAGENT_LIBRARY_H
 
+#include "OrloVrrpHelper/HardwareView.h"
+#include "OrloVrrpHelper/HardwareWork.h"
 #include "OrloVrrpHelper/HelperModule.h"
 #include "types/Plugin.h"
 
@@ -64,6 +66,10 @@ class HelperLibrary {
    const Library library_;
    decltype( &orloHelperNew ) new_;
 };
+
+/// What the helper offers beside; null when it does not. It lives as long as the helper.
+const OrloHelper::HardwareView *viewOf( const Quor::Ptr<OrloHelper::VrrpSmHelper> &helper );
+OrloHelper::HardwareWork *workOf( const Quor::Ptr<OrloHelper::VrrpSmHelper> &helper );
 
 } // namespace OrloAgent
 

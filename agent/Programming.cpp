@@ -1,5 +1,7 @@
 #include "agent/Programming.h"
 
+#include "agent/Text.h"
+
 #include <algorithm>
 #include <vector>
 
@@ -9,13 +11,8 @@ using Quor::U32;
 
 namespace {
 
-std::vector<OrloHelper::RoutedInterface>
-routed( const std::vector<InterfaceConfiguration> &interfaces ) {
-   std::vector<OrloHelper::RoutedInterface> all;
-   for( const InterfaceConfiguration &one : interfaces ) {
-      all.push_back( { valueToStrep( one.name ), one.vlan, one.secondaryVlans } );
-   }
-   return all;
+std::string text( const Pair &pair ) {
+   return "VLAN " + valueToStrep( pair.vlanId() ) + "  " + valueToStrep( pair.mac() );
 }
 
 } // namespace
@@ -39,10 +36,8 @@ Programming::~Programming() {
 
 void Programming::makeHelper( U32 indexes ) {
    helper_ = helperModule_.make( { indexes, hardware_.settings, trouble_, interfaces_, false } );
-   // Asked of the framework's base: the agent is not linked against the helper's own class.
-   Quor::PtrInterface *const base = helper_.get();
-   view_ = dynamic_cast<const OrloHelper::HardwareView *>( base );
-   work_ = dynamic_cast<OrloHelper::HardwareWork *>( base );
+   view_ = viewOf( helper_ );
+   work_ = workOf( helper_ );
    hardwareStatus_->virtualRouterCountIs( indexes );
 }
 
@@ -118,6 +113,25 @@ void Programming::interfacesAre( const std::vector<InterfaceConfiguration> &inte
    if( work_ ) {
       work_->interfacesAre( interfaces_ );
    }
+}
+
+Time Programming::timeOf( Instant instant ) const {
+   return clock_() + std::chrono::round<std::chrono::seconds>( instant - stopwatch_() );
+}
+
+Audit Programming::audit() const {
+   std::vector<Pair> wanted;
+   for( const auto &entry : table_->virtualRouterMacs() ) {
+      wanted.push_back( entry.key() );
+   }
+   Audit::Assigned assigned;
+   for( const auto &entry : vrrpSm_->virtualRouterIndexes() ) {
+      assigned.indexes.emplace( entry.key(), entry.value() );
+   }
+   for( const auto &entry : vrrpSm_->macsNeedingVirtualRouterIndexes() ) {
+      assigned.line.push_back( entry.value() );
+   }
+   return { wanted, assigned, view_->readAll(), indexes() };
 }
 
 std::set<Pair> Programming::wanted() const {
@@ -207,9 +221,23 @@ void Programming::removeFrom( U32 firstIndex ) {
    std::sort( gone.begin(), gone.end() );
    for( const auto &[index, pair] : gone ) {
       helper_->deleteVirtualRouterMac( pair.mac(), pair.vlanId().number(), index );
-      changes_.push_back( { PairChange::What::removed, pair, index } );
    }
    work(); // by this helper: it goes
+   std::size_t kept = 0;
+   std::string first;
+   for( const auto &[index, pair] : gone ) {
+      const auto refusal = view_ ? view_->refusal( index ) : std::nullopt;
+      if( !refusal || refusal->pair != pair ) {
+         changes_.push_back( { PairChange::What::removed, pair, index } );
+      } else if( ++kept == 1 ) {
+         first = text( pair ) + "  index " + std::to_string( index ) + ": " + refusal->reason;
+      }
+   }
+   if( kept != 0 ) {
+      trouble_( "the hardware keeps " + counted( kept, "pair", "pairs" ) +
+                " under indexes that it is not to have any more, the first is " + first +
+                "; what it still shows of them is removed as soon as it lets go" );
+   }
 }
 
 void Programming::vlanSetsAre( const VlanSets &wanted ) {

@@ -5,6 +5,7 @@
 #include "OrloVrrpHelper/HardwareView.h"
 #include "OrloVrrpHelper/HardwareWork.h"
 #include "agent/Assignments.h"
+#include "agent/Audit.h"
 #include "agent/Configuration.h"
 #include "agent/Library.h"
 #include "platform/HardwareStatus.h"
@@ -66,6 +67,13 @@ class Programming {
    /// The hardware is read, all of it, and made as it was asked to be. Throws std::runtime_error
    /// when it cannot be read.
    void repair();
+   /// Does the helper know how to?
+   bool canRepair() const noexcept { return work_ != nullptr; }
+   /// Reads the hardware, all of it, and compares. Only while it is running, and has a view().
+   /// Throws std::runtime_error when the hardware cannot be read.
+   Audit audit() const;
+   /// When that was, or will be, for people.
+   Time timeOf( Instant instant ) const;
 
    /// The SVIs and their VLANs are these now. Inside change() only, or before start().
    void interfacesAre( const std::vector<InterfaceConfiguration> &interfaces );

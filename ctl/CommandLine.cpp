@@ -174,6 +174,14 @@ class Grammar {
             } );
       trace->add_option( "FACILITY", facility_, "Whose" )->required();
       trace->add_option( "LEVELS", levels_, "Which" )->required();
+      CLI::App *const audit =
+            command( app_, "audit", "Compares what is wanted, assigned and in the hardware",
+                     [this]( Json &arguments ) {
+                        if( repair_ ) {
+                           arguments["repair"] = true;
+                        }
+                     } );
+      audit->add_flag( "--repair", repair_, "Puts the hardware right where it differs" );
       command( app_, "reload", "Reads the configuration again" );
       command( app_, "metrics", "The numbers that the agent counts" );
    }
@@ -256,6 +264,7 @@ class Grammar {
    std::vector<std::string> values_;
    std::string facility_;
    std::string levels_;
+   bool repair_ = false;
 };
 
 } // namespace

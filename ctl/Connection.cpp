@@ -66,13 +66,16 @@ Connection::Connection( const std::string &path, double timeout )
        0 ) {
       const int error = errno;
       ::close( socket_ );
-      throw Failure( Failure::unreachable,
-                     "cannot reach the agent at " + path + ": " + std::strerror( error ) +
-                           ( error == EACCES ? "; be root or a member of the socket's group"
-                             : error == EAGAIN
-                                   ? "; it does not answer"
-                                   : "; is orlo-agent running? (--socket or ORLO_SOCKET names "
-                                     "another socket)" ) );
+      const std::string what = "cannot reach the agent at " + path + ": " + std::strerror( error );
+      if( error == EACCES ) {
+         throw Failure( Failure::unreachable,
+                        what + "; be root or a member of the socket's group" );
+      }
+      if( error == EAGAIN ) {
+         throw Failure( Failure::unreachable, what + "; it does not answer" );
+      }
+      throw NoAgent( what + "; is orlo-agent running? (--socket or ORLO_SOCKET names another "
+                            "socket)" );
    }
 }
 

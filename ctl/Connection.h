@@ -12,6 +12,7 @@ namespace OrloCtl {
 /// nobody answers (in time), otherwise what the agent's error says.
 class Connection {
  public:
+   /// Throws NoAgent when there is none.
    Connection( const std::string &path, double timeout );
    ~Connection();
    Connection( const Connection & ) = delete;

@@ -26,6 +26,12 @@ class Failure : public std::runtime_error {
    Status status_;
 };
 
+/// Nobody has the control socket open.
+class NoAgent : public Failure {
+ public:
+   explicit NoAgent( const std::string &message ) : Failure( unreachable, message ) {}
+};
+
 } // namespace OrloCtl
 
 #endif

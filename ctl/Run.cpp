@@ -3,6 +3,7 @@
 #include "agent/control/Protocol.h"
 #include "ctl/Connection.h"
 #include "ctl/Failure.h"
+#include "ctl/render/RenderAudit.h"
 #include "ctl/render/RenderObjects.h"
 #include "ctl/render/RenderShow.h"
 
@@ -32,6 +33,7 @@ Renderer rendererOf( const std::string &command ) {
          { "show slots", renderSlots },
          { "show interfaces", renderInterfaces },
          { "explain", renderExplain },
+         { "audit", renderAudit },
          { "list", renderList },
          { "get", renderValue },
          { "set", renderValue },
@@ -72,13 +74,15 @@ std::string jsonText( const Json &result, int indent ) {
    return shown.dump( indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace ) + "\n";
 }
 
-void once( const CommandLine &line ) {
+/// Gives the exit status.
+int once( const CommandLine &line ) {
    Connection connection( line.socket, line.timeout );
    const Json result = connection.ask( line.command, line.arguments );
    const std::string text = line.json ? jsonText( result, kIndent )
                                       : rendererOf( line.command )( result, lookOf( line.color ) );
    const char *const clear = line.watch && isTerminal() ? "\033[H\033[2J" : "";
    print( clear + text );
+   return line.command == "audit" ? statusOfAudit( result ) : 0;
 }
 
 [[noreturn]] void again( const CommandLine &line ) {
@@ -110,7 +114,7 @@ int run( const CommandLine &line ) {
    } else if( line.watch ) {
       again( line );
    } else {
-      once( line );
+      return once( line );
    }
    return 0;
 }

@@ -37,10 +37,11 @@ _orloctl() {
       if [[ $current == -* ]]; then
          found='--socket --json --color --timeout --help'
          if [[ ${before[0]-} == show ]]; then found+=' --watch'; fi
+         if [[ ${before[0]-} == audit ]]; then found+=' --repair'; fi
          if [[ ${before[*]-} == 'show pairs' ]]; then found+=' --vlan --mac --interface'; fi
       else
          case "${#before[@]} ${before[0]-}" in
-         '0 ') found='show explain list get set remove call watch trace reload metrics' ;;
+         '0 ') found='show explain audit list get set remove call watch trace reload metrics' ;;
          '1 show') found='pairs waiting slots interfaces' ;;
          '1 list' | '1 get' | '1 set' | '1 remove' | '1 call' | '1 watch')
             found=$("${words[0]}" "${socket[@]}" --timeout 2 complete -- "$current" 2>/dev/null)

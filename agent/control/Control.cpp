@@ -1,5 +1,6 @@
 #include "agent/control/Control.h"
 
+#include "agent/control/AuditAnswer.h"
 #include "agent/control/Explain.h"
 #include "agent/control/PathAccess.h"
 #include "agent/control/PathError.h"
@@ -21,10 +22,10 @@ using Quor::Ptr;
 
 namespace {
 
-constexpr std::array<std::string_view, 16> kCommands{
+constexpr std::array<std::string_view, 17> kCommands{
       "show",  "show pairs", "show waiting", "show slots", "show interfaces", "explain", "list",
       "get",   "set",        "remove",       "call",       "complete",        "reload",  "metrics",
-      "watch", "trace" };
+      "watch", "trace",      "audit" };
 
 [[noreturn]] void refuseUnknown( const std::string &command ) {
    throw ControlError( Kind::usage, "no command " + command.substr( 0, 40 ) +
@@ -59,6 +60,13 @@ class Control::Arguments {
          refuse( name, "a text" );
       }
       return at->get<std::string>();
+   }
+   bool flag( const char *name ) const {
+      const auto at = all_.find( name );
+      if( at != all_.end() && !at->is_boolean() ) {
+         refuse( name, "true or false" );
+      }
+      return at != all_.end() && at->get<bool>();
    }
    std::string textOr( const char *name, const char *otherwise ) const {
       return has( name ) ? text( name ) : otherwise;
@@ -196,6 +204,13 @@ Answer Control::answer( const std::string &command, const Json &all, const Peer 
    }
    if( command == "show" || command.starts_with( "show " ) ) {
       return show( command, arguments );
+   }
+   if( command == "audit" ) {
+      const bool isToRepair = arguments.flag( "repair" );
+      if( isToRepair ) {
+         needMayChange( "a repair", peer );
+      }
+      return auditAnswer( agent_, isToRepair );
    }
    Answer answer;
    if( command == "explain" ) {

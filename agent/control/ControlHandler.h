@@ -32,6 +32,18 @@ struct Answer {
    std::function<bool( nlohmann::json &row )> nextRow;
 };
 
+/// The result with its rows in their place.
+inline nlohmann::json whole( const Answer &answer ) {
+   nlohmann::json all = answer.result;
+   if( answer.nextRow ) {
+      all[answer.rowsName] = nlohmann::json::array();
+      for( nlohmann::json row; answer.nextRow( row ); row = nlohmann::json() ) {
+         all[answer.rowsName].push_back( row );
+      }
+   }
+   return all;
+}
+
 /// Something that goes on until it is destroyed.
 class Following {
  public:

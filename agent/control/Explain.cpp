@@ -1,6 +1,7 @@
 #include "agent/control/Explain.h"
 
 #include "agent/Text.h"
+#include "agent/control/Refusals.h"
 
 #include <algorithm>
 
@@ -178,7 +179,7 @@ class Explanation {
                "it waits at place " + std::to_string( place ) + " of " + std::to_string( count ) +
                      sinceText( programming_.assignments()->waitingSince( entry.key() ) ) + ": " +
                      counted( programming_.indexes(), "index is", "indexes are" ) +
-                     " all that there are" );
+                     " all that there are; a restart of the agent makes the line anew" );
          settle( "waiting", toGetASlot( place ) );
          return true;
       }
@@ -210,6 +211,13 @@ class Explanation {
          return;
       }
       const std::string slot = index_ ? "slot " + std::to_string( *index_ ) : "";
+      if( const auto refusal =
+                index_ ? Refusals::at( programming_, *index_ ) : std::optional<Refusals::Refusal>();
+          refusal && refusal->pair == pair_ ) {
+         step( "hardware", false, slot + " does not hold it: " + Refusals::text( *refusal ) );
+         settle( "refused", kTakeAway );
+         return;
+      }
       if( index_ && *index_ < programming_.indexes() && view->slot( *index_ ) == pair_ ) {
          step( "hardware", true, slot + " holds it, as read back" );
          settle( isWanted_ ? "programmed" : "leftover", isWanted_ ? "" : kClean );
@@ -223,19 +231,25 @@ class Explanation {
                                      valueToStrep( other->mac() )
                              : std::string( " is empty" ) ) +
                      ", as read back" );
-         settle( "refused",
-                 "see the agent's log for what the hardware has answered; a restart of the "
-                 "agent programs it again" );
+         settle( "differs", programming_.canRepair() ? "orloctl audit --repair programs it again"
+                                                     : "a restart of the agent programs it again" );
          return;
       }
       for( U32 index = 0; index < programming_.indexes(); ++index ) {
+         const auto refusal = Refusals::at( programming_, index );
+         if( refusal && refusal->pair == pair_ ) {
+            step( "hardware", false,
+                  "slot " + std::to_string( index ) + " keeps it: " + Refusals::text( *refusal ) );
+            leftBehind( kTakeAway );
+            return;
+         }
          if( view->slot( index ) == pair_ ) {
             step( "hardware", false,
                   "slot " + std::to_string( index ) +
                         ( programming_.isRunning()
                                 ? " holds it, and the programmer does not know of that"
                                 : " holds it, as it was left" ) );
-            leftBehind();
+            leftBehind( programming_.canRepair() ? kRepair : kClean );
             return;
          }
       }
@@ -243,11 +257,11 @@ class Explanation {
    }
 
    /// A slot holds it that the programmer has not given to it.
-   void leftBehind() {
+   void leftBehind( const char *change ) {
       if( !programming_.isRunning() ) {
          settle( "starting", kWait );
       } else if( !isWanted_ ) {
-         settle( "leftover", kClean );
+         settle( "leftover", change );
       }
    }
 
@@ -257,6 +271,11 @@ class Explanation {
 
    static constexpr const char *kWait =
          "wait until the agent is ready: it is, as soon as the kernel has told it everything";
+   static constexpr const char *kTakeAway =
+         "take away the reason: the agent asks again by itself, and at once for orloctl audit "
+         "--repair";
+   static constexpr const char *kRepair =
+         "orloctl audit --repair frees every slot that the programmer has not given to anybody";
    static constexpr const char *kClean =
          "restart the agent: when it starts, it frees every slot that nobody wants";
 

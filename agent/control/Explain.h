@@ -14,7 +14,8 @@ namespace OrloAgent {
 ///
 ///    programmed   the hardware routes it
 ///    waiting      there is no slot for it yet
-///    refused      it has a slot, and the hardware does not hold it
+///    refused      it has a slot, and the hardware has said why it does not hold it
+///    differs      it has a slot, and the hardware does not hold it, for whatever reason
 ///    unpublished  there are devices, none of which stands for a master here
 ///    unknown      there is no such device, or no interface of ours serves the VLAN
 ///    leftover     the hardware holds it, and nobody wants it

@@ -1,8 +1,10 @@
 #include "agent/control/View.h"
 
+#include "agent/control/Refusals.h"
+#include "agent/control/Rows.h"
+
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <unordered_map>
 
 namespace OrloAgent {
@@ -11,38 +13,6 @@ namespace {
 
 using Json = nlohmann::json;
 using Quor::U32;
-
-Json timeOrNull( const std::optional<Time> &time ) {
-   return time ? Json( timeText( *time ) ) : Json();
-}
-
-template <class V>
-Json valueOrNull( const std::optional<V> &value ) {
-   return value ? Json( *value ) : Json();
-}
-
-void put( Json &row, const Pair &pair ) {
-   row["vlan"] = pair.vlanId().number();
-   row["mac"] = valueToStrep( pair.mac() );
-}
-
-/// An answer with a row for each element, made when it is asked for.
-template <class Element, class Fill>
-Answer answerOf( const char *name, std::vector<Element> elements, const Fill &fill ) {
-   const auto all = std::make_shared<const std::vector<Element>>( std::move( elements ) );
-   Answer answer;
-   answer.rowsName = name;
-   answer.result["total"] = all->size();
-   answer.nextRow = [all, fill, at = std::size_t{ 0 }]( Json &row ) mutable {
-      if( at == all->size() ) {
-         return false;
-      }
-      row = Json::object();
-      fill( row, ( *all )[at++] );
-      return true;
-   };
-   return answer;
-}
 
 std::vector<U32> vlansOf( const IntfVlanIdSet::SviVlanSet &set ) {
    std::vector<U32> vlans;
@@ -96,7 +66,7 @@ bool View::holds( const Pair &pair, U32 index ) const {
                      view->slot( index ) == std::optional( pair ) );
 }
 
-std::vector<View::Row> View::rows() const {
+std::vector<View::Row> View::rows( const Refusals &refusals ) const {
    const Programming &programming = agent_.programming();
    const OrloHelper::HardwareView *const view = programming.view();
    const auto none = view ? std::optional( false ) : std::nullopt;
@@ -132,6 +102,10 @@ std::vector<View::Row> View::rows() const {
          one.index = one.index.value_or( index ); // left behind, or not adopted yet
       }
    }
+   for( const auto &[index, refusal] : refusals.all() ) { // perhaps it is there in part
+      Row &one = row( refusal.pair );
+      one.index = one.index.value_or( index );
+   }
    std::vector<Row> sorted;
    sorted.reserve( rows.size() );
    for( const auto &[pair, one] : rows ) {
@@ -144,7 +118,8 @@ std::vector<View::Row> View::rows() const {
 
 Answer View::pairs( const PairFilter &filter ) const {
    const Standing standing( agent_.programming() );
-   std::vector<Row> shown = rows();
+   const Refusals refusals( agent_.programming() );
+   std::vector<Row> shown = rows( refusals );
    std::erase_if( shown, [&]( const Row &row ) {
       const auto isOn = [&]( const Pelmo::IntfId &intf ) {
          const auto set = agent_.programming().vlanSets()->sviVlanSet( intf );
@@ -154,13 +129,14 @@ Answer View::pairs( const PairFilter &filter ) const {
              ( filter.mac && *filter.mac != row.pair.mac() ) ||
              ( filter.interface && !isOn( *filter.interface ) );
    } );
-   return answerOf( "pairs", std::move( shown ), [standing]( Json &row, const Row &one ) {
+   return answerOf( "pairs", std::move( shown ), [standing, refusals]( Json &row, const Row &one ) {
       put( row, one.pair );
       row["interfaces"] = standing.of( one.pair );
       row["index"] = valueOrNull( one.index );
       row["place"] = valueOrNull( one.place );
       row["wanted"] = one.isWanted;
       row["programmed"] = valueOrNull( one.isProgrammed );
+      row["refusal"] = Refusals::json( refusals.of( one.pair ) );
       row["since"] = timeOrNull( one.since );
    } );
 }
@@ -224,7 +200,8 @@ Answer View::slots() const {
          slot.other = view->slot( slot.index );
       }
    }
-   Answer answer = answerOf( "slots", std::move( slots ), []( Json &row, const Slot &slot ) {
+   const Refusals refusals( programming );
+   const auto fill = [refusals]( Json &row, const Slot &slot ) {
       row["index"] = slot.index;
       if( slot.pair ) {
          put( row, *slot.pair );
@@ -235,7 +212,11 @@ Answer View::slots() const {
       if( slot.other ) {
          put( row["holds"], *slot.other );
       }
-   } );
+      const auto refusal = refusals.all().find( slot.index );
+      row["refusal"] =
+            Refusals::json( refusal == refusals.all().end() ? nullptr : &refusal->second );
+   };
+   Answer answer = answerOf( "slots", std::move( slots ), fill );
    answer.result = summary()["slots"];
    return answer;
 }
@@ -319,6 +300,14 @@ Json View::summary() const {
                              : 0;
    const U32 available =
          programming.isRunning() ? programming.vrrpSm()->freeVirtualRouterIndexes().count() : 0;
+   const Refusals refusals( programming );
+   Json refusal;
+   if( refusals.count() != 0 ) {
+      const Refusals::Refusal &first = refusals.all().begin()->second;
+      refusal = Refusals::json( &first );
+      put( refusal, first.pair );
+      refusal["index"] = first.index;
+   }
    Json adoption;
    if( programming.isRunning() ) {
       adoption = { { "adopted", programming.lastAdoption().adopted },
@@ -342,6 +331,8 @@ Json View::summary() const {
              { "used", counts.used },
              { "available", available } } },
          { "mismatches", counts.mismatches },
+         { "refused", view ? Json( refusals.count() ) : Json() },
+         { "refusal", refusal },
          { "refusals", view ? Json( view->refusals() ) : Json() },
          { "restarts", programming.restarts() },
          { "lastAdoption", adoption } };
@@ -374,8 +365,14 @@ std::string View::metrics() const {
    metric( "orlo_audit_mismatches", "gauge",
            "Slots in which the hardware holds something else than was assigned.",
            all["mismatches"] );
+   const auto orZero = []( const Json &number ) { return number.is_null() ? Json( 0 ) : number; };
+   metric( "orlo_refused", "gauge", "Pairs that the hardware refuses to take or to give up.",
+           orZero( all["refused"] ) );
    metric( "orlo_program_failures_total", "counter", "What the hardware has refused.",
-           all["refusals"].is_null() ? Json( 0 ) : all["refusals"] );
+           orZero( all["refusals"] ) );
+   metric( "orlo_hardware_writes_total", "counter",
+           "Entries that were added to or removed from the hardware, or were to be.",
+           programming.view() ? Json( programming.view()->writes() ) : Json( 0 ) );
    metric( "orlo_adopted_total", "counter", "Pairs that were adopted from the hardware at a start.",
            all["lastAdoption"].is_null() ? Json( 0 ) : Json( programming.adoptedInAll() ) );
    return text;

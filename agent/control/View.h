@@ -9,6 +9,8 @@
 
 namespace OrloAgent {
 
+class Refusals;
+
 /// Which pairs to show; what is not given does not restrict.
 struct PairFilter {
    std::optional<Bridging::VlanId> vlan;
@@ -46,7 +48,7 @@ class View {
       Quor::U32 mismatches = 0; ///< between what is assigned and what the hardware holds
    };
 
-   std::vector<Row> rows() const;
+   std::vector<Row> rows( const Refusals &refusals ) const;
    Counts counts() const;
    bool holds( const Pair &pair, Quor::U32 index ) const;
 

@@ -204,10 +204,13 @@ std::vector<std::optional<Pair>> SlotFile::read( const std::string &path ) {
    };
    const FileDescriptor file( ::open( path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK ) );
    std::vector<U64> words;
+   struct stat opened {};
    if( file.get() < 0 ) {
       if( errno != ENOENT ) {
          fail( std::strerror( errno ) );
       }
+   } else if( fstat( file.get(), &opened ) < 0 || !S_ISREG( opened.st_mode ) ) {
+      fail( "it is not a regular file" );
    } else if( const std::string flaw = readTable( file.get(), words ); !flaw.empty() ) {
       fail( flaw );
    }

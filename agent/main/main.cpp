@@ -8,6 +8,7 @@
 #include "agent/control/MetricsServer.h"
 #include "agent/control/View.h"
 #include "agent/input/Rtnetlink.h"
+#include "agent/main/Visit.h"
 
 #include <CLI/CLI.hpp>
 
@@ -35,6 +36,8 @@ void complain( const std::string &what ) {
 struct Wanted {
    std::string file;
    bool checkOnly = false;
+   bool audit = false;
+   bool flush = false;
    std::vector<std::string> traces; ///< FACILITY=LEVELS each
 };
 
@@ -194,10 +197,20 @@ int main( int argc, char **argv ) {
                  "orlo-agent" );
    Wanted wanted;
    app.add_option( "CONFIG.json", wanted.file, "The configuration file" )->required();
-   app.add_flag( "--check", wanted.checkOnly, "Only check the configuration, start nothing" );
+   CLI::App *const only = app.add_option_group( "Instead of running" );
+   only->require_option( 0, 1 );
+   only->add_flag( "--check", wanted.checkOnly, "Only check the configuration, start nothing" );
+   only->add_flag(
+         "--audit", wanted.audit,
+         "Compare what is wanted with what the hardware holds; asks the running agent, if "
+         "there is one" );
+   only->add_flag( "--flush", wanted.flush,
+                   "Remove what is programmed from the hardware; no agent may run" );
    app.add_option( "--trace", wanted.traces,
                    "FACILITY=LEVELS, such as OrloVrrp=0-4,8: traces to standard error" );
-   app.footer( "Exit status: 0 clean stop, 1 cannot run, 2 bad configuration or usage." );
+   app.footer( "Exit status: 0 clean stop, 1 cannot run, 2 bad configuration or usage.\n"
+               "--audit: 0 no difference, 1 differences, 3 the running agent does not answer. "
+               "--flush: 1 the hardware keeps something." );
    try {
       app.parse( argc, argv );
    } catch( const CLI::ParseError &error ) {
@@ -216,6 +229,12 @@ int main( int argc, char **argv ) {
       if( wanted.checkOnly ) {
          std::cout << wanted.file << ": good: " << summary( configuration ) << '\n';
          return kClean;
+      }
+      if( wanted.audit ) {
+         return Visit::audit( configuration );
+      }
+      if( wanted.flush ) {
+         return Visit::flush( configuration );
       }
       return Process( configuration, wanted ).run();
    } catch( const ConfigurationError &error ) {

@@ -36,8 +36,25 @@ Table::Cell heldText( const std::optional<bool> &held, bool wanted,
    return { ( *held ? "yes" : "no" ) + other, *held != wanted ? Paint::bad : Paint::plain };
 }
 
+/// Why the hardware does not do what it was asked, if it has said so.
+std::string refusalOf( const Fields &row ) {
+   return row.has( "refusal" ) && !row.isNull( "refusal" )
+                ? ": " + Fields( row.object( "refusal" ) ).text( "reason" )
+                : std::string();
+}
+
 std::string unknownHint( bool isUnknown ) {
    return isUnknown ? "?: the hardware cannot be read\n" : "";
+}
+
+/// Of a row of pairs: `pending` has its index, and the hardware has not said no.
+Table::Cell programmedText( const Fields &row ) {
+   const auto held = row.flagOrNull( "programmed" );
+   const std::string refusal = refusalOf( row );
+   if( held && !*held && refusal.empty() && row.numberOrNull( "index" ) ) {
+      return { "pending", Paint::bad };
+   }
+   return heldText( held, row.flag( "wanted" ), refusal );
 }
 
 std::string note( const Fields &result ) {
@@ -73,7 +90,18 @@ std::string renderShow( const Json &result, const Look &look ) {
                  age( last.text( "at" ), look.now ) + " ago";
    }
    const std::int64_t waiting = pairs.number( "waiting" );
-   const std::int64_t refusals = fields.number( "refusals" );
+   const auto refused = fields.numberOrNull( "refused" );
+   std::string refusals = "?";
+   if( refused ) {
+      refusals = std::to_string( *refused ) + " now, " +
+                 std::to_string( fields.number( "refusals" ) ) + " in all";
+      if( !fields.isNull( "refusal" ) ) {
+         const Fields first( fields.object( "refusal" ) );
+         refusals += "; VLAN " + std::to_string( first.number( "vlan" ) ) + " " +
+                     first.text( "mac" ) + " index " + std::to_string( first.number( "index" ) ) +
+                     ( first.flag( "removal" ) ? " is kept" : "" ) + refusalOf( fields );
+      }
+   }
    return "orlo-agent " + fields.text( "version" ) + ", " +
           painted( isReady ? "ready" : "not ready yet", isReady ? Paint::good : Paint::bad,
                    look.isColored ) +
@@ -84,7 +112,7 @@ std::string renderShow( const Json &result, const Look &look ) {
           entry( "pairs", std::to_string( pairs.number( "wanted" ) ) + " wanted, " +
                                 std::to_string( pairs.number( "programmed" ) ) + " programmed, " +
                                 std::to_string( waiting ) + " waiting" ) +
-          entry( "slots", slotsText( slots ) ) + entry( "refusals", std::to_string( refusals ) ) +
+          entry( "slots", slotsText( slots ) ) + entry( "refusals", refusals ) +
           entry( "restarts", std::to_string( fields.number( "restarts" ) ) ) +
           entry( "adoption", adoption ) + note( fields );
 }
@@ -96,7 +124,7 @@ std::string renderPairs( const Json &result, const Look &look ) {
                   { "INTERFACE", Column::flexible },
                   { "INDEX" },
                   { "WANTED" },
-                  { "PROGRAMMED" },
+                  { "PROGRAMMED", Column::flexible },
                   { "SINCE", Column::right } } );
    std::int64_t shown = 0;
    std::int64_t wanted = 0;
@@ -118,7 +146,7 @@ std::string renderPairs( const Json &result, const Look &look ) {
                    index   ? std::to_string( *index )
                    : place ? "line " + std::to_string( *place )
                            : "-",
-                   yesOrNo( isWanted ), heldText( held, isWanted ), since( row, look ) } );
+                   yesOrNo( isWanted ), programmedText( row ), since( row, look ) } );
    }
    const std::int64_t total = fields.number( "total" );
    if( total == 0 && shown == 0 ) {
@@ -157,7 +185,7 @@ std::string renderSlots( const Json &result, const Look &look ) {
    Table table( { { "INDEX", Column::right },
                   { "VLAN", Column::right },
                   { "MAC" },
-                  { "HARDWARE" },
+                  { "HARDWARE", Column::flexible },
                   { "FREE", Column::right } } );
    bool isUnknown = false;
    for( const Json &one : fields.list( "slots" ) ) {
@@ -168,6 +196,7 @@ std::string renderSlots( const Json &result, const Look &look ) {
          const Fields holds( row.object( "holds" ) );
          other = ": VLAN " + std::to_string( holds.number( "vlan" ) ) + "  " + holds.text( "mac" );
       }
+      other += refusalOf( row );
       if( row.has( "free" ) ) {
          table.add( { index, "-", "-",
                       other.empty() ? Table::Cell( "-" ) : heldText( false, true, other ),

@@ -1,5 +1,7 @@
 """What the system tests have in common."""
 
+import os
+import subprocess
 import unittest
 
 from agent import Agent
@@ -34,6 +36,14 @@ class SystemTest(unittest.TestCase):
         client = Client(agent.socket)
         self.addCleanup(client.close)
         return client
+
+    def as_nobody(self, *command):
+        """Runs a command as a user who is nobody, of the group 65534; returns its status and all that it has said."""
+        for path in (self.lab.directory, self.left.directory):
+            os.chmod(path, 0o755)
+        done = subprocess.run(['setpriv', '--reuid=65534', '--regid=65534', '--clear-groups', *command],
+                              capture_output=True, text=True, timeout=10, stdin=subprocess.DEVNULL, check=False)
+        return done.returncode, done.stdout + done.stderr
 
     def _finish(self, agent):
         if self._outcome.success and not agent.ended:

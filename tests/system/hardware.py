@@ -2,7 +2,9 @@
 
 import json
 import os
+import re
 import shlex
+import shutil
 import struct
 import subprocess
 
@@ -24,6 +26,11 @@ def slots_of(path):
             assert pair not in held, f'{pair} stands in slots {held[pair]} and {index}'
             held[pair] = index
     return held
+
+
+def _bytes(octets):
+    """What bpftool has printed as texts."""
+    return bytes(int(octet, 16) for octet in octets)
 
 
 class MemoryHardware:
@@ -78,16 +85,34 @@ class Broken:
                              'fault': self._fault, **self._hardware.module_settings()}}
 
 
+class OneByOne:
+    """The same hardware, written to one entry at a time: an end of the process can fall between any two."""
+
+    kind = 'module'
+
+    def __init__(self, hardware, build):
+        self._hardware, self._build = hardware, build
+        self.entries, self.empty = hardware.entries, hardware.empty
+
+    def settings(self):
+        return {'module': os.path.join(self._build, f'orlo-helper-{self._hardware.kind}.so'),
+                'settings': {**self._hardware.module_settings(), 'batch': '1'}}
+
+
 class EbpfHardware:
     """The tables of the program at the switch ports, pinned in a bpffs of the test's own."""
 
     kind = 'ebpf'
 
     def __init__(self, switch, ports):
-        self._ports = list(ports)
+        self._switch, self._ports = switch, list(ports)
         self._mount = switch.path('bpf')
         os.mkdir(self._mount)
         subprocess.run([need('mount', 'mount'), '-t', 'bpf', 'bpf', self._mount], check=True)
+
+    def ports_are(self, ports):
+        """For the next configuration."""
+        self._ports = list(ports)
 
     @property
     def pins(self):
@@ -112,16 +137,55 @@ class EbpfHardware:
 
     def entries(self):
         """The index of each pair."""
-        held = {}
-        for row in self._rows('router_macs'):
-            key, value = (bytes(int(octet, 16) for octet in row[part]) for part in ('key', 'value'))
-            held[struct.unpack_from('=H', key)[0], key[2:].hex(':')] = struct.unpack_from('=I', value)[0]
-        return held
+        return {pair: index for pair, (index, _) in self.rows().items()}
 
-    def _rows(self, table):
-        dump = subprocess.run([need('bpftool', 'bpftool'), '-j', 'map', 'dump', 'pinned',
-                               os.path.join(self.pins, table)], capture_output=True, text=True, check=False)
-        return json.loads(dump.stdout) if dump.returncode == 0 else []
+    def rows(self):
+        """Index and SVI of each pair."""
+        return {(struct.unpack_from('=H', key)[0], key[2:].hex(':')): struct.unpack('=II', value)
+                for key, value in ((_bytes(row['key']), _bytes(row['value'])) for row in self.table('router_macs'))}
+
+    def ports(self):
+        """The access VLAN of each port, by interface index."""
+        return {struct.unpack('=I', _bytes(row['key']))[0]: struct.unpack('=I', _bytes(row['value']))[0]
+                for row in self.table('ports')}
+
+    def counts(self):
+        """Frames and bytes of each index, without those that have none."""
+        counts = {}
+        for row in self.table('frame_counts'):
+            each = [struct.unpack('=QQ', _bytes(value['value'])) for value in row['values']]
+            counts[struct.unpack('=I', _bytes(row['key']))[0]] = tuple(map(sum, zip(*each)))
+        return {index: count for index, count in counts.items() if count != (0, 0)}
+
+    def table(self, name):
+        """Its rows as bpftool has them."""
+        return self._bpftool('map', 'dump', 'pinned', os.path.join(self.pins, name)) or []
+
+    def ids(self):
+        """What the kernel knows program and tables by."""
+        return {name: self._bpftool('prog' if name == 'program' else 'map', 'show', 'pinned',
+                                    os.path.join(self.pins, name))['id'] for name in sorted(os.listdir(self.pins))}
+
+    def filters(self):
+        """Preference, handle and program of each filter at each port that is there."""
+        return {port: self._filters(port) for port in self._names() if self._switch.show(port)}
+
+    def _names(self):
+        return [port if isinstance(port, str) else port['name'] for port in self._ports]
+
+    def _filters(self, port):
+        shown = self._switch.run(need('tc', 'iproute2'), 'filter', 'show', 'dev', port, 'ingress')
+        return re.findall(r'pref (\d+) bpf chain 0 handle (\w+) .* id (\d+) ', shown)
+
+    def empty(self):
+        """As it is before an agent has ever run, but for the filters of the ports."""
+        shutil.rmtree(self.pins, ignore_errors=True)
+
+    @staticmethod
+    def _bpftool(*arguments):
+        done = subprocess.run([need('bpftool', 'bpftool'), '-j', *arguments], capture_output=True, text=True,
+                              check=False)
+        return json.loads(done.stdout) if done.returncode == 0 else None
 
     def close(self):
         """What still holds it open keeps it for as long."""
@@ -129,9 +193,11 @@ class EbpfHardware:
 
 
 class BridgeHardware:
-    """The forwarding database of a bridge with VLANs; the indexes are in a slot file beside it."""
+    """The forwarding database of a bridge with VLANs, and rules at its ingress; the indexes are in a slot file beside
+    it."""
 
     kind = 'bridge'
+    preference = 0x5652
 
     def __init__(self, switch, bridge, primary):
         self._switch, self._bridge, self._primary = switch, bridge, primary
@@ -154,19 +220,41 @@ class BridgeHardware:
 
     def entries(self):
         """The index of each pair that has an entry and, on a secondary VLAN, the rule that belongs to it."""
-        slots, rules = slots_of(self._path), self._rules()
-        rows = self._json('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
-        local = {(row['vlan'], row['mac']) for row in rows if row['ifname'] == self._bridge and 'vlan' in row}
-        return {pair: slots.get(pair) for pair in local
-                if pair[1].startswith('00:00:5e:00:') and (pair[0] == self._primary or pair in rules)}
+        slots, ruled = slots_of(self._path), {pair for pair, _ in self.rules().values()}
+        return {pair: slots.get(pair) for pair in self.local() if pair[0] == self._primary or pair in ruled}
 
-    def _rules(self):
+    def local(self):
+        """The pairs of virtual routers that the bridge takes itself, whoever has said so."""
+        rows = self._json('bridge', '-j', 'fdb', 'show', 'br', self._bridge)
+        return {(row['vlan'], row['mac']) for row in rows
+                if row['ifname'] == self._bridge and 'vlan' in row and row['mac'].startswith('00:00:5e:00:')}
+
+    def rules(self):
+        """What our rules turn into what: a pair and its primary VLAN, by index."""
         shown = self._json('tc', '-j', 'filter', 'show', 'dev', self._bridge, 'ingress')
-        keys = [row['options']['keys'] for row in shown if 'keys' in row.get('options', {})]
-        return {(key['vlan_id'], key['dst_mac']) for key in keys if {'vlan_id', 'dst_mac'} <= set(key)}
+        found = {}
+        for row in shown:
+            if row.get('pref') == self.preference and 'keys' in row.get('options', {}):
+                keys, (action,) = row['options']['keys'], row['options']['actions']
+                found[row['options']['handle'] - 1] = ((keys['vlan_id'], keys['dst_mac']), action['id'])
+        return found
 
     def _json(self, program, *arguments):
-        return json.loads(self._switch.run(need(program, 'iproute2'), *arguments) or '[]')
+        """Nothing while there is no bridge."""
+        done = subprocess.run(self._switch.command(need(program, 'iproute2'), *arguments), capture_output=True,
+                              text=True, timeout=30, check=False)
+        return json.loads(done.stdout or '[]') if done.returncode == 0 else []
+
+    def empty(self):
+        """As it is before an agent has ever run; to be called when none runs."""
+        for index in self.rules():
+            self._switch.run(need('tc', 'iproute2'), 'filter', 'del', 'dev', self._bridge, 'ingress', 'protocol',
+                             '802.1Q', 'pref', self.preference, 'handle', index + 1, 'flower')
+        for vlan, address in self.local():
+            self._switch.run(need('bridge', 'iproute2'), 'fdb', 'del', address, 'dev', self._bridge, 'vlan', vlan,
+                             'self')
+        if os.path.exists(self._path):
+            os.truncate(self._path, 0)
 
     def close(self):
         pass

@@ -341,26 +341,19 @@ class ChangingTest(SystemTest):
         ctl.text('remove', vlan)
         agent.expect([Change('removed', 13, mac(51))])
 
-    def as_nobody(self, agent, *words):
-        """Runs orloctl as a user who is nobody, of the group 65534; returns its status and all that it has said."""
-        for path in (self.lab.directory, self.left.directory):
-            os.chmod(path, 0o755)
-        done = subprocess.run(['setpriv', '--reuid=65534', '--regid=65534', '--clear-groups', CTL, '--socket',
-                               agent.socket, *words], capture_output=True, text=True, timeout=10, check=False)
-        return done.returncode, done.stdout + done.stderr
-
     def test_without_a_group_it_is_for_root_alone(self):
         agent = self.agent()
         for words in (['show'], ['reload'], ['set', RECORD.format(mac(51)), 'true']):
             with self.subTest(words):
-                status, said = self.as_nobody(agent, *words)
+                status, said = self.as_nobody(CTL, '--socket', agent.socket, *words)
                 self.assertEqual(3, status, said)
                 self.assertIn('ermission denied', said)
         agent.quiet(0.05)
 
     def test_members_of_the_group_may_change(self):
         agent = self.agent(control={'group': '65534'})
-        self.assertEqual((0, ''), self.as_nobody(agent, 'set', RECORD.format(mac(51)), 'true'))
+        self.assertEqual((0, ''), self.as_nobody(CTL, '--socket', agent.socket, 'set', RECORD.format(mac(51)),
+                                                'true'))
         agent.expect(programmed(51))
 
 

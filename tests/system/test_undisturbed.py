@@ -18,7 +18,6 @@ from routed_lab import PRIMARY, FilteringLab, TaggedLab
 RATE = 1000
 VLANS = (10, 11, 12)
 STAYS = 51
-LONGEST_BURST = 0.2
 
 
 class Killer:
@@ -44,7 +43,7 @@ class Killer:
         test.assertEqual(len(VLANS), len(self.stays))
         self.dice = random.Random(int(os.environ.get('ORLO_SEED', 1)))
         self.outstanding = self.half_done = 0
-        self.took = LONGEST_BURST
+        self.patience = 0.02
 
     @staticmethod
     def of_the_one_that_stays(entries):
@@ -68,10 +67,11 @@ class Killer:
         wait_until(settled, f'{self.indexes} pairs are programmed', 10.0, self.agent.process.report, every=0.002)
 
     def kill(self):
-        """One kill, at a random instant of what a burst takes; then a new start."""
+        """One kill, at a random instant after a burst; then a new start. When the hardware was done already it is sooner
+        the next time."""
         before = self.hardware.entries()
         self.burst()
-        time.sleep(self.dice.uniform(0, self.took))
+        time.sleep(self.dice.uniform(0, self.patience))
         self.agent.kill()
         left = self.hardware.entries()
         self.test.assertEqual(self.stays, self.of_the_one_that_stays(left))
@@ -85,15 +85,13 @@ class Killer:
         self.test.assertEqual((0, ''), self.ctl.run('audit')[::2])
         self.outstanding += bool(written)
         self.half_done += left not in (before, now)
+        self.patience *= 1.1 if written else 0.7
 
-    def measure(self):
-        """How long the writes of a burst take, when nobody is killed."""
-        before = self.hardware.entries()
-        self.burst()
-        began = time.monotonic()
-        wait_until(lambda: self.hardware.entries() != before, 'the hardware changes', 10.0, every=0)
-        self.settle()
-        self.took = min(LONGEST_BURST, time.monotonic() - began)
+    def writes_of_a_restart(self):
+        """Of one without any change."""
+        self.agent.kill()
+        self.agent.start()
+        return self.writes()
 
     def writes(self):
         return int(re.search(r'^orlo_hardware_writes_total (\d+)$', self.ctl.text('metrics'), re.MULTILINE).group(1))
@@ -124,7 +122,7 @@ class UndisturbedTest(unittest.TestCase):
     def test_no_frame_is_lost_however_often_it_is_killed(self):
         killer = Killer(self, self.lab, self.hardware, self.routers)
         flows = self.flows()
-        killer.measure()
+        self.assertEqual(0, killer.writes_of_a_restart())
         for _ in range(self.kills):
             killer.kill()
         for flow in flows:
@@ -152,8 +150,7 @@ class UndisturbedTest(unittest.TestCase):
     def test_an_agent_that_does_not_adopt_is_found_by_its_writes(self):
         killer = Killer(self, self.lab, self.broken('adoption'), self.routers)
 
-        with self.assertRaisesRegex(AssertionError, 'something that is right has been written again|!= '):
-            killer.kill()
+        self.assertGreater(killer.writes_of_a_restart(), 0)
 
     def test_an_agent_that_empties_the_hardware_is_found_by_lost_frames(self):
         killer = Killer(self, self.lab, self.broken('empty'), self.routers)

@@ -325,9 +325,9 @@ std::vector<BridgeHelper::Entry> BridgeHelper::readAll() const {
 
 /// What is in the table and not in the bridge was on its way in or out when a process ended, or
 /// somebody else has removed it meanwhile: it is nobody's.
-void BridgeHelper::forgetStaleSlots() {
+void BridgeHelper::freeSlotsBut( const std::vector<Entry> &entries ) {
    std::set<U32> inUse;
-   for( const Entry &entry : readAll() ) {
+   for( const Entry &entry : entries ) {
       inUse.insert( *entry.index );
    }
    for( U32 index = 0; index < slots_->count(); ++index ) {
@@ -346,7 +346,7 @@ void BridgeHelper::beforeReading() {
          rules_[number - 1] = rule;
       }
    }
-   forgetStaleSlots();
+   freeSlotsBut( readAll() );
    mustRead_ = false;
 }
 
@@ -454,9 +454,10 @@ void BridgeHelper::hear() {
 
 void BridgeHelper::onDevice() {
    const BridgeDevice before = std::exchange( device_, kernel_->device() );
-   if( device_.ifindex != before.ifindex ) {
+   if( device_.ifindex != before.ifindex ) { // all that was ours has gone with it
       rules_.clear();
       indexes_.clear();
+      freeSlotsBut( {} );
       lostAll();
    }
    tryAgainNow();

@@ -68,7 +68,7 @@ class BridgeHelper : public OrloHelper::RetryingHelper {
    bool isOurs( Quor::U32 index, const Pair &pair ) const;
 
    void beforeReading();
-   void forgetStaleSlots();
+   void freeSlotsBut( const std::vector<Entry> &entries );
    void afterReading();
    void removeStrayRules();
    void onDevice();

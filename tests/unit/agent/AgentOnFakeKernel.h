@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <sstream>
 
@@ -34,9 +36,25 @@ class AgentOnFakeKernel : public testing::Test {
                 { Bridging::VlanId( 11 ), Bridging::VlanId( 12 ) } },
               { Pelmo::IntfId( "br20" ), Bridging::VlanId( 20 ), {} } } };
    }
+   /// Hardware that says no while a file is there: see hardwareIs().
+   Configuration stubborn( Quor::U32 indexes ) const {
+      Configuration stubborn = configuration( indexes );
+      stubborn.hardware = {
+            "module", indexes, STUBBORN_HELPER, { { "device", folder_.path( "" ) } } };
+      for( const char *const what : { "full", "keeps", "broken" } ) {
+         stubborn.hardware.settings[what] = folder_.path( what );
+      }
+      return stubborn;
+   }
+   /// The stubborn hardware is "full", "keeps" what it has, is "broken", or is not any more.
+   void hardwareIs( const char *what, bool is = true ) {
+      is ? void( std::ofstream( folder_.path( what ) ) )
+         : void( std::filesystem::remove( folder_.path( what ) ) );
+   }
    void start( const Configuration &configuration ) {
-      agent_ =
-            std::make_unique<Agent>( configuration, kernel_, out_, err_, [this] { return now_; } );
+      agent_ = std::make_unique<Agent>(
+            configuration, kernel_, out_, err_, [this] { return now_; }, Report::Journal(),
+            [this] { return Instant( now_.time_since_epoch() ); } );
       agent_->start();
    }
    void start( Quor::U32 indexes = 8 ) { start( configuration( indexes ) ); }
@@ -60,6 +78,8 @@ class AgentOnFakeKernel : public testing::Test {
    const MemoryHelper &helper() const {
       return dynamic_cast<const MemoryHelper &>( *agent_->programming().helper() );
    }
+
+   void later( int seconds ) { now_ += std::chrono::seconds( seconds ); }
 
    // What VRRP daemons do.
    void deviceIs( IfIndex ifindex, Quor::U8 vrid ) {

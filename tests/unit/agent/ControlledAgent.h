@@ -22,18 +22,6 @@ inline void expectJson( const Json &actual, const std::string &expected,
    }
 }
 
-/// An answer as the client puts it together: the rows in their place.
-inline Json whole( const Answer &answer ) {
-   Json all = answer.result;
-   if( answer.nextRow ) {
-      all[answer.rowsName] = Json::array();
-      for( Json row; answer.nextRow( row ); row = Json() ) {
-         all[answer.rowsName].push_back( row );
-      }
-   }
-   return all;
-}
-
 class ControlledAgent : public AgentOnFakeKernel {
  protected:
    ~ControlledAgent() override {

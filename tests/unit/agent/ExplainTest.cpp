@@ -67,7 +67,7 @@ TEST_F( ExplainTest, TheFirstInTheLineAndTheThird ) {
             { "ok": true, "step": "wanted", "text": "the reflector wants it programmed" },
             {
                "ok": false, "step": "programmer",
-               "text": "it waits at place 1 of 3 since 2001-09-09T01:46:50Z: 3 indexes are all that there are" },
+               "text": "it waits at place 1 of 3 since 2001-09-09T01:46:50Z: 3 indexes are all that there are; a restart of the agent makes the line anew" },
             { "ok": false, "step": "hardware", "text": "no slot holds it, as read back" } ],
          "verdict": "waiting", "vlan": 12 })" );
    expectJson( explained( 11, 52 ), R"(
@@ -85,7 +85,7 @@ TEST_F( ExplainTest, TheFirstInTheLineAndTheThird ) {
             { "ok": true, "step": "wanted", "text": "the reflector wants it programmed" },
             {
                "ok": false, "step": "programmer",
-               "text": "it waits at place 3 of 3 since 2001-09-09T01:46:50Z: 3 indexes are all that there are" },
+               "text": "it waits at place 3 of 3 since 2001-09-09T01:46:50Z: 3 indexes are all that there are; a restart of the agent makes the line anew" },
             { "ok": false, "step": "hardware", "text": "no slot holds it, as read back" } ],
          "verdict": "waiting", "vlan": 11 })" );
 }
@@ -104,7 +104,7 @@ TEST_F( ExplainTest, APairWhoseSlotSomebodyFreed ) {
    slots().slotDel( 2 );
    expectJson( explained( 11, 51 ), R"(
       {
-         "change": "see the agent's log for what the hardware has answered; a restart of the agent programs it again",
+         "change": "orloctl audit --repair programs it again",
          "mac": "00:00:5e:00:01:33",
          "steps": [
             { "ok": true, "step": "interface", "text": "VLAN 11 is in the VLAN set of br10" },
@@ -119,7 +119,7 @@ TEST_F( ExplainTest, APairWhoseSlotSomebodyFreed ) {
                "ok": true, "step": "programmer",
                "text": "has given it index 2 since 2001-09-09T01:46:40Z" },
             { "ok": false, "step": "hardware", "text": "slot 2 is empty, as read back" } ],
-         "verdict": "refused", "vlan": 11 })" );
+         "verdict": "differs", "vlan": 11 })" );
 }
 
 TEST_F( ExplainTest, APairWhoseSlotSomebodyGaveToAnother ) {
@@ -127,14 +127,14 @@ TEST_F( ExplainTest, APairWhoseSlotSomebodyGaveToAnother ) {
    startAndRead();
    slots().slotIs( 2, { VlanId( 99 ), vrrpMac( 99 ) } );
    const Json told = explained( 11, 51 );
-   EXPECT_EQ( told["verdict"], "refused" );
+   EXPECT_EQ( told["verdict"], "differs" );
    EXPECT_EQ( told["steps"].back(),
               Json( { { "step", "hardware" },
                       { "ok", false },
                       { "text", "slot 2 holds VLAN 99  00:00:5e:00:01:63, as read back" } } ) );
 }
 
-TEST_F( ExplainTest, ARestartProgramsWhatWasRefused ) {
+TEST_F( ExplainTest, ARestartProgramsWhatWasTakenAway ) {
    masters( { { kDevice51, 51 } } );
    startAndRead();
    slots().slotIs( 2, { VlanId( 99 ), vrrpMac( 99 ) } );
@@ -304,7 +304,7 @@ TEST_F( ExplainTest, WhatNobodyWantsInASlot ) {
    slots().slotIs( 5, { VlanId( 11 ), vrrpMac( 51 ) } );
    expectJson( explained( 11, 51 ), R"(
       {
-         "change": "restart the agent: when it starts, it frees every slot that nobody wants",
+         "change": "orloctl audit --repair frees every slot that the programmer has not given to anybody",
          "mac": "00:00:5e:00:01:33",
          "steps": [
             { "ok": true, "step": "interface", "text": "VLAN 11 is in the VLAN set of br10" },

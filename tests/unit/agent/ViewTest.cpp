@@ -11,7 +11,6 @@ using Pelmo::IntfId;
 class ViewTest : public ControlledAgent {
  protected:
    View view() const { return View( *agent_ ); }
-   void later( int seconds ) { now_ += std::chrono::seconds( seconds ); }
 };
 
 TEST_F( ViewTest, OfAnAgentThatDoesNotKnowTheKernelYet ) {
@@ -20,7 +19,7 @@ TEST_F( ViewTest, OfAnAgentThatDoesNotKnowTheKernelYet ) {
       {
          "helper": "memory", "interfaces": 2, "kind": "memory", "lastAdoption": null,
          "macs": 0, "mismatches": 0, "pairs": { "programmed": 0, "waiting": 0, "wanted": 0 },
-         "ready": false, "refusals": 0, "restarts": 0,
+         "ready": false, "refusal": null, "refusals": 0, "refused": 0, "restarts": 0,
          "slots": { "available": 0, "total": 2, "used": 0 }, "uptimeSeconds": 0,
          "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
@@ -46,7 +45,7 @@ TEST_F( ViewTest, OfAnAgentBeforeWhichAnotherOneWorked ) {
       {
          "helper": "memory", "interfaces": 2, "kind": "memory", "lastAdoption": null,
          "macs": 0, "mismatches": 0, "pairs": { "programmed": 0, "waiting": 0, "wanted": 0 },
-         "ready": false, "refusals": 0, "restarts": 0,
+         "ready": false, "refusal": null, "refusals": 0, "refused": 0, "restarts": 0,
          "slots": { "available": 0, "total": 4, "used": 3 }, "uptimeSeconds": 0,
          "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
@@ -54,13 +53,13 @@ TEST_F( ViewTest, OfAnAgentBeforeWhichAnotherOneWorked ) {
          "pairs": [
             {
                "index": 0, "interfaces": [], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": null, "vlan": 10, "wanted": false },
+               "programmed": true, "refusal": null, "since": null, "vlan": 10, "wanted": false },
             {
                "index": 2, "interfaces": [], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": null, "vlan": 11, "wanted": false },
+               "programmed": true, "refusal": null, "since": null, "vlan": 11, "wanted": false },
             {
                "index": 1, "interfaces": [], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": null, "vlan": 12, "wanted": false } ],
+               "programmed": true, "refusal": null, "since": null, "vlan": 12, "wanted": false } ],
          "total": 3 })" );
 }
 
@@ -72,7 +71,8 @@ TEST_F( ViewTest, OfNothingAtAll ) {
          "helper": "memory", "interfaces": 2, "kind": "memory",
          "lastAdoption": { "adopted": 0, "at": "2001-09-09T01:46:40Z", "removed": 0 }, "macs": 0,
          "mismatches": 0, "pairs": { "programmed": 0, "waiting": 0, "wanted": 0 }, "ready": true,
-         "refusals": 0, "restarts": 0, "slots": { "available": 2, "total": 2, "used": 0 },
+         "refusal": null, "refusals": 0, "refused": 0, "restarts": 0,
+         "slots": { "available": 2, "total": 2, "used": 0 },
          "uptimeSeconds": 61, "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
       { "pairs": [], "total": 0 })" );
@@ -82,7 +82,8 @@ TEST_F( ViewTest, OfNothingAtAll ) {
          "total": 0, "waiting": [] })" );
    expectJson( whole( view().slots() ), R"(
       {
-         "available": 2, "slots": [ { "free": 1, "index": 0 }, { "free": 2, "index": 1 } ],
+         "available": 2, "slots": [ { "free": 1, "index": 0, "refusal": null },
+         { "free": 2, "index": 1, "refusal": null } ],
          "total": 2, "used": 0 })" );
    expectJson( whole( view().interfaces() ), R"(
       {
@@ -106,29 +107,36 @@ TEST_F( ViewTest, OfPairsOfWhichOneWaits ) {
          "helper": "memory", "interfaces": 2, "kind": "memory",
          "lastAdoption": { "adopted": 0, "at": "2001-09-09T01:46:40Z", "removed": 0 }, "macs": 2,
          "mismatches": 0, "pairs": { "programmed": 5, "waiting": 1, "wanted": 6 }, "ready": true,
-         "refusals": 0, "restarts": 0, "slots": { "available": 0, "total": 5, "used": 5 },
+         "refusal": null, "refusals": 0, "refused": 0, "restarts": 0,
+         "slots": { "available": 0, "total": 5, "used": 5 },
          "uptimeSeconds": 30, "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
       {
          "pairs": [
             {
                "index": 1, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:50Z", "vlan": 10, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:50Z", "vlan": 10, "wanted": true },
             {
                "index": 4, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:34", "place": null,
-               "programmed": true, "since": "2001-09-09T01:47:00Z", "vlan": 10, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:47:00Z", "vlan": 10, "wanted": true },
             {
                "index": 2, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:50Z", "vlan": 11, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:50Z", "vlan": 11, "wanted": true },
             {
                "index": null, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:34", "place": 1,
-               "programmed": false, "since": "2001-09-09T01:47:00Z", "vlan": 11, "wanted": true },
+               "programmed": false, "refusal": null,
+               "since": "2001-09-09T01:47:00Z", "vlan": 11, "wanted": true },
             {
                "index": 0, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:50Z", "vlan": 12, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:50Z", "vlan": 12, "wanted": true },
             {
                "index": 3, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:34", "place": null,
-               "programmed": true, "since": "2001-09-09T01:47:00Z", "vlan": 12, "wanted": true } ],
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:47:00Z", "vlan": 12, "wanted": true } ],
          "total": 6 })" );
    expectJson( whole( view().waiting() ), R"(
       {
@@ -142,11 +150,16 @@ TEST_F( ViewTest, OfPairsOfWhichOneWaits ) {
       {
          "available": 0,
          "slots": [
-            { "hardware": true, "index": 0, "mac": "00:00:5e:00:01:33", "vlan": 12 },
-            { "hardware": true, "index": 1, "mac": "00:00:5e:00:01:33", "vlan": 10 },
-            { "hardware": true, "index": 2, "mac": "00:00:5e:00:01:33", "vlan": 11 },
-            { "hardware": true, "index": 3, "mac": "00:00:5e:00:01:34", "vlan": 12 },
-            { "hardware": true, "index": 4, "mac": "00:00:5e:00:01:34", "vlan": 10 } ],
+            { "hardware": true, "refusal": null, "index": 0,
+            "mac": "00:00:5e:00:01:33", "vlan": 12 },
+            { "hardware": true, "refusal": null,
+            "index": 1, "mac": "00:00:5e:00:01:33", "vlan": 10 },
+            { "hardware": true, "refusal": null, "index": 2,
+            "mac": "00:00:5e:00:01:33", "vlan": 11 },
+            { "hardware": true, "refusal": null, "index": 3,
+            "mac": "00:00:5e:00:01:34", "vlan": 12 },
+            { "hardware": true, "refusal": null, "index": 4,
+            "mac": "00:00:5e:00:01:34", "vlan": 10 } ],
          "total": 5, "used": 5 })" );
    expectJson( whole( view().interfaces() ), R"(
       {
@@ -173,20 +186,24 @@ TEST_F( ViewTest, OfHardwareWithoutSlots ) {
          "helper": "memory", "interfaces": 2, "kind": "memory",
          "lastAdoption": { "adopted": 0, "at": "2001-09-09T01:46:40Z", "removed": 0 }, "macs": 1,
          "mismatches": 0, "pairs": { "programmed": 0, "waiting": 3, "wanted": 3 }, "ready": true,
-         "refusals": 0, "restarts": 0, "slots": { "available": 0, "total": 0, "used": 0 },
+         "refusal": null, "refusals": 0, "refused": 0, "restarts": 0,
+         "slots": { "available": 0, "total": 0, "used": 0 },
          "uptimeSeconds": 0, "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
       {
          "pairs": [
             {
                "index": null, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": 1,
-               "programmed": false, "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
+               "programmed": false, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
             {
                "index": null, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": 3,
-               "programmed": false, "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
+               "programmed": false, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
             {
                "index": null, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": 2,
-               "programmed": false, "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true } ],
+               "programmed": false, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true } ],
          "total": 3 })" );
    expectJson( whole( view().waiting() ), R"(
       {
@@ -215,27 +232,33 @@ TEST_F( ViewTest, OfHardwareThatCannotBeRead ) {
          "helper": "blind", "interfaces": 2, "kind": "module",
          "lastAdoption": { "adopted": 0, "at": "2001-09-09T01:46:40Z", "removed": 0 }, "macs": 1,
          "mismatches": 0, "pairs": { "programmed": 2, "waiting": 1, "wanted": 3 }, "ready": true,
-         "refusals": null, "restarts": 0, "slots": { "available": 0, "total": 2, "used": 2 },
+         "refusal": null, "refusals": null, "refused": null, "restarts": 0,
+         "slots": { "available": 0, "total": 2, "used": 2 },
          "uptimeSeconds": 0, "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
       {
          "pairs": [
             {
                "index": 0, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": null, "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
+               "programmed": null, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
             {
                "index": null, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": 1,
-               "programmed": null, "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
+               "programmed": null, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
             {
                "index": 1, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": null, "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true } ],
+               "programmed": null, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true } ],
          "total": 3 })" );
    expectJson( whole( view().slots() ), R"(
       {
          "available": 0,
          "slots": [
-            { "hardware": null, "index": 0, "mac": "00:00:5e:00:01:33", "vlan": 10 },
-            { "hardware": null, "index": 1, "mac": "00:00:5e:00:01:33", "vlan": 12 } ],
+            { "hardware": null, "refusal": null, "index": 0,
+            "mac": "00:00:5e:00:01:33", "vlan": 10 },
+            { "hardware": null, "refusal": null,
+            "index": 1, "mac": "00:00:5e:00:01:33", "vlan": 12 } ],
          "total": 2, "used": 2 })" );
    EXPECT_NE( view().metrics().find( "orlo_program_failures_total 0\n" ), std::string::npos );
    EXPECT_NE( view().metrics().find( "orlo_slots_used 2\n" ), std::string::npos );
@@ -250,34 +273,41 @@ TEST_F( ViewTest, OfASlotThatSomebodyChangedUnderTheAgent ) {
          "helper": "memory", "interfaces": 2, "kind": "memory",
          "lastAdoption": { "adopted": 0, "at": "2001-09-09T01:46:40Z", "removed": 0 }, "macs": 1,
          "mismatches": 1, "pairs": { "programmed": 2, "waiting": 0, "wanted": 3 }, "ready": true,
-         "refusals": 0, "restarts": 0, "slots": { "available": 1, "total": 4, "used": 3 },
+         "refusal": null, "refusals": 0, "refused": 0, "restarts": 0,
+         "slots": { "available": 1, "total": 4, "used": 3 },
          "uptimeSeconds": 0, "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
       {
          "pairs": [
             {
                "index": 0, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
             {
                "index": 2, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
             {
                "index": 1, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": false, "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true },
+               "programmed": false, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true },
             {
                "index": 1, "interfaces": [], "mac": "00:00:5e:00:01:63", "place": null,
-               "programmed": true, "since": null, "vlan": 99, "wanted": false } ],
+               "programmed": true, "refusal": null, "since": null, "vlan": 99, "wanted": false } ],
          "total": 4 })" );
    expectJson( whole( view().slots() ), R"(
       {
          "available": 1,
          "slots": [
-            { "hardware": true, "index": 0, "mac": "00:00:5e:00:01:33", "vlan": 10 },
+            { "hardware": true, "refusal": null, "index": 0,
+            "mac": "00:00:5e:00:01:33", "vlan": 10 },
             {
-               "hardware": false, "holds": { "mac": "00:00:5e:00:01:63", "vlan": 99 }, "index": 1,
+               "hardware": false, "refusal": null, "holds": {
+               "mac": "00:00:5e:00:01:63", "vlan": 99 }, "index": 1,
                "mac": "00:00:5e:00:01:33", "vlan": 12 },
-            { "hardware": true, "index": 2, "mac": "00:00:5e:00:01:33", "vlan": 11 },
-            { "free": 1, "index": 3 } ],
+            { "hardware": true, "refusal": null, "index": 2,
+            "mac": "00:00:5e:00:01:33", "vlan": 11 },
+            { "free": 1, "index": 3, "refusal": null } ],
          "total": 4, "used": 3 })" );
 }
 
@@ -290,20 +320,24 @@ TEST_F( ViewTest, OfASlotThatSomebodyFreed ) {
          "helper": "memory", "interfaces": 2, "kind": "memory",
          "lastAdoption": { "adopted": 0, "at": "2001-09-09T01:46:40Z", "removed": 0 }, "macs": 1,
          "mismatches": 1, "pairs": { "programmed": 2, "waiting": 0, "wanted": 3 }, "ready": true,
-         "refusals": 0, "restarts": 0, "slots": { "available": 1, "total": 4, "used": 2 },
+         "refusal": null, "refusals": 0, "refused": 0, "restarts": 0,
+         "slots": { "available": 1, "total": 4, "used": 2 },
          "uptimeSeconds": 0, "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
       {
          "pairs": [
             {
                "index": 0, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
             {
                "index": 2, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": false, "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
+               "programmed": false, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
             {
                "index": 1, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true } ],
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true } ],
          "total": 3 })" );
 }
 
@@ -316,32 +350,40 @@ TEST_F( ViewTest, OfWhatNobodyWantsInAFreeSlot ) {
          "helper": "memory", "interfaces": 2, "kind": "memory",
          "lastAdoption": { "adopted": 0, "at": "2001-09-09T01:46:40Z", "removed": 0 }, "macs": 1,
          "mismatches": 1, "pairs": { "programmed": 3, "waiting": 0, "wanted": 3 }, "ready": true,
-         "refusals": 0, "restarts": 0, "slots": { "available": 1, "total": 4, "used": 4 },
+         "refusal": null, "refusals": 0, "refused": 0, "restarts": 0,
+         "slots": { "available": 1, "total": 4, "used": 4 },
          "uptimeSeconds": 0, "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
       {
          "pairs": [
             {
                "index": 0, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 10, "wanted": true },
             {
                "index": 2, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 11, "wanted": true },
             {
                "index": 1, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true },
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 12, "wanted": true },
             {
                "index": 3, "interfaces": [], "mac": "00:00:5e:00:01:63", "place": null,
-               "programmed": true, "since": null, "vlan": 99, "wanted": false } ],
+               "programmed": true, "refusal": null, "since": null, "vlan": 99, "wanted": false } ],
          "total": 4 })" );
    expectJson( whole( view().slots() ), R"(
       {
          "available": 1,
          "slots": [
-            { "hardware": true, "index": 0, "mac": "00:00:5e:00:01:33", "vlan": 10 },
-            { "hardware": true, "index": 1, "mac": "00:00:5e:00:01:33", "vlan": 12 },
-            { "hardware": true, "index": 2, "mac": "00:00:5e:00:01:33", "vlan": 11 },
-            { "free": 1, "holds": { "mac": "00:00:5e:00:01:63", "vlan": 99 }, "index": 3 } ],
+            { "hardware": true, "refusal": null, "index": 0,
+            "mac": "00:00:5e:00:01:33", "vlan": 10 },
+            { "hardware": true, "refusal": null,
+            "index": 1, "mac": "00:00:5e:00:01:33", "vlan": 12 },
+            { "hardware": true, "refusal": null, "index": 2,
+            "mac": "00:00:5e:00:01:33", "vlan": 11 },
+            { "free": 1, "holds": {
+            "mac": "00:00:5e:00:01:63", "vlan": 99 }, "index": 3, "refusal": null } ],
          "total": 4, "used": 4 })" );
 }
 
@@ -358,7 +400,8 @@ TEST_F( ViewTest, OfAVlanThatTwoInterfacesShare ) {
          "pairs": [
             {
                "index": 3, "interfaces": [ "br10", "br20" ], "mac": "00:00:5e:00:01:33",
-               "place": null, "programmed": true, "since": "2001-09-09T01:46:40Z", "vlan": 11,
+               "place": null, "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:40Z", "vlan": 11,
                "wanted": true } ],
          "total": 1 })" );
    expectJson( whole( view().interfaces() ), R"(
@@ -467,20 +510,24 @@ TEST_F( ViewTest, AfterANewStartTheTimesAreTheOnesBefore ) {
          "helper": "memory", "interfaces": 2, "kind": "memory",
          "lastAdoption": { "adopted": 1, "at": "2001-09-09T01:47:00Z", "removed": 0 }, "macs": 1,
          "mismatches": 0, "pairs": { "programmed": 1, "waiting": 2, "wanted": 3 }, "ready": true,
-         "refusals": 0, "restarts": 1, "slots": { "available": 0, "total": 1, "used": 1 },
+         "refusal": null, "refusals": 0, "refused": 0, "restarts": 1,
+         "slots": { "available": 0, "total": 1, "used": 1 },
          "uptimeSeconds": 20, "version": "0.1" })" );
    expectJson( whole( view().pairs( {} ) ), R"(
       {
          "pairs": [
             {
                "index": null, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": 1,
-               "programmed": false, "since": "2001-09-09T01:47:00Z", "vlan": 10, "wanted": true },
+               "programmed": false, "refusal": null,
+               "since": "2001-09-09T01:47:00Z", "vlan": 10, "wanted": true },
             {
                "index": null, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": 2,
-               "programmed": false, "since": "2001-09-09T01:46:50Z", "vlan": 11, "wanted": true },
+               "programmed": false, "refusal": null,
+               "since": "2001-09-09T01:46:50Z", "vlan": 11, "wanted": true },
             {
                "index": 0, "interfaces": [ "br10" ], "mac": "00:00:5e:00:01:33", "place": null,
-               "programmed": true, "since": "2001-09-09T01:46:50Z", "vlan": 12, "wanted": true } ],
+               "programmed": true, "refusal": null,
+               "since": "2001-09-09T01:46:50Z", "vlan": 12, "wanted": true } ],
          "total": 3 })" );
    expectJson( whole( view().waiting() ), R"(
       {
@@ -528,9 +575,15 @@ orlo_waiting_oldest_seconds 5
 # HELP orlo_audit_mismatches Slots in which the hardware holds something else than was assigned.
 # TYPE orlo_audit_mismatches gauge
 orlo_audit_mismatches 1
+# HELP orlo_refused Pairs that the hardware refuses to take or to give up.
+# TYPE orlo_refused gauge
+orlo_refused 1
 # HELP orlo_program_failures_total What the hardware has refused.
 # TYPE orlo_program_failures_total counter
 orlo_program_failures_total 1
+# HELP orlo_hardware_writes_total Entries that were added to or removed from the hardware, or were to be.
+# TYPE orlo_hardware_writes_total counter
+orlo_hardware_writes_total 6
 # HELP orlo_adopted_total Pairs that were adopted from the hardware at a start.
 # TYPE orlo_adopted_total counter
 orlo_adopted_total 3
@@ -557,9 +610,15 @@ orlo_waiting_oldest_seconds 0
 # HELP orlo_audit_mismatches Slots in which the hardware holds something else than was assigned.
 # TYPE orlo_audit_mismatches gauge
 orlo_audit_mismatches 0
+# HELP orlo_refused Pairs that the hardware refuses to take or to give up.
+# TYPE orlo_refused gauge
+orlo_refused 0
 # HELP orlo_program_failures_total What the hardware has refused.
 # TYPE orlo_program_failures_total counter
 orlo_program_failures_total 0
+# HELP orlo_hardware_writes_total Entries that were added to or removed from the hardware, or were to be.
+# TYPE orlo_hardware_writes_total counter
+orlo_hardware_writes_total 0
 # HELP orlo_adopted_total Pairs that were adopted from the hardware at a start.
 # TYPE orlo_adopted_total counter
 orlo_adopted_total 0

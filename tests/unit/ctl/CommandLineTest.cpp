@@ -46,6 +46,8 @@ TEST( CommandLine, EachCommandBecomesARequest ) {
          { { "explain", "10", "00:00:5e:00:01:33" },
            "explain",
            { { "vlan", 10 }, { "mac", "00:00:5e:00:01:33" } } },
+         { { "audit" }, "audit", Json::object() },
+         { { "audit", "--repair" }, "audit", { { "repair", true } } },
          { { "list" }, "list", Json::object() },
          { { "list", "/table" }, "list", { { "path", "/table" } } },
          { { "get", "/a" }, "get", { { "path", "/a" } } },

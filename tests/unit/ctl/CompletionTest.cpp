@@ -24,6 +24,8 @@ TEST_F( CompletionTest, CommandsAndOptionsAreOffered ) {
    EXPECT_EQ( offered( "orloctl re" ), "remove\nreload\n" );
    EXPECT_EQ( offered( "orloctl show " ), "pairs\nwaiting\nslots\ninterfaces\n" );
    EXPECT_EQ( offered( "orloctl --json --color never show w" ), "waiting\n" );
+   EXPECT_EQ( offered( "orloctl a" ), "audit\n" );
+   EXPECT_EQ( offered( "orloctl audit --r" ), "--repair\n" );
    EXPECT_EQ( offered( "orloctl show --w" ), "--watch\n" );
    EXPECT_EQ( offered( "orloctl get --w" ), "\n" );
    EXPECT_EQ( offered( "orloctl show pairs --v" ), "--vlan\n" );

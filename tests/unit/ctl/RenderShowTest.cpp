@@ -37,6 +37,14 @@ Json pair( int vlan, const Json &interfaces, const Json &index, const Json &plac
             { "programmed", programmed } };
 }
 
+Json refusal( bool isRemoval = false ) {
+   return { { "reason", "no room in the table" },
+            { "removal", isRemoval },
+            { "tries", 4 },
+            { "since", kThen },
+            { "next", kThen } };
+}
+
 Json state() {
    return { { "version", "0.1" },
             { "kind", "memory" },
@@ -46,7 +54,9 @@ Json state() {
             { "macs", 3 },
             { "pairs", { { "wanted", 6 }, { "programmed", 5 }, { "waiting", 1 } } },
             { "slots", { { "total", 5 }, { "used", 5 }, { "available", 0 } } },
-            { "refusals", 0 },
+            { "refused", 0 },
+            { "refusal", nullptr },
+            { "refusals", 7 },
             { "restarts", 1 },
             { "lastAdoption", { { "adopted", 4 }, { "removed", 1 }, { "at", kThen } } } };
 }
@@ -59,9 +69,25 @@ TEST( RenderShow, TheStateInShort ) {
               "MACs        3\n"
               "pairs       6 wanted, 5 programmed, 1 waiting\n"
               "slots       5 of 5 slots used, 0 available\n"
-              "refusals    0\n"
+              "refusals    0 now, 7 in all\n"
               "restarts    1\n"
               "adoption    4 adopted, 1 removed, 3m12s ago\n" );
+}
+
+TEST( RenderShow, WhatTheHardwareRefusesNow ) {
+   Json refusing = state();
+   refusing["refused"] = 3;
+   refusing["refusal"] = refusal( true );
+   refusing["refusal"].update( { { "vlan", 12 }, { "mac", "00:00:5e:00:01:33" }, { "index", 4 } } );
+   EXPECT_NE(
+         fitting( renderShow( refusing, kPlain ) )
+               .find( "refusals    3 now, 7 in all; VLAN 12 00:00:5e:00:01:33 index 4 is kept: "
+                      "no room\n"
+                      "            in the table\n" ),
+         std::string::npos )
+         << renderShow( refusing, kPlain );
+   refusing["refused"] = refusing["refusal"] = refusing["refusals"] = nullptr;
+   EXPECT_NE( renderShow( refusing, kPlain ).find( "\nrefusals    ?\n" ), std::string::npos );
 }
 
 TEST( RenderShow, AnAgentThatIsNotReadyAndHasNeverAdopted ) {
@@ -97,6 +123,24 @@ TEST( RenderPairs, WantedAndProgrammedStandSideBySide ) {
               "?: the hardware cannot be read\n" );
    const std::string colored = renderPairs( result, { true, kPlain.now } );
    EXPECT_EQ( std::count( colored.begin(), colored.end(), '\033' ), 6 ); // three that disagree
+}
+
+TEST( RenderPairs, WhatTheHardwareRefusesAndWhatItHasNotAnswered ) {
+   Json refused = pair( 10, { "br10" }, 4, nullptr, true, false );
+   Json kept = pair( 11, Json::array(), 5, nullptr, false, true, nullptr );
+   Json pending = pair( 12, { "br10" }, 6, nullptr, true, false );
+   refused["refusal"] = refusal();
+   kept["refusal"] = refusal( true );
+   pending["refusal"] = nullptr;
+   EXPECT_EQ( fitting( renderPairs( { { "total", 3 }, { "pairs", { refused, kept, pending } } },
+                                    kPlain ) ),
+              "VLAN  MAC                INTERFACE  INDEX  WANTED  PROGRAMMED             SINCE\n"
+              "  10  00:00:5e:00:01:33  br10       4      yes     no: no room in the     3m12s\n"
+              "                                                   table\n"
+              "  11  00:00:5e:00:01:33  -          5      no      yes: no room in the        -\n"
+              "                                                   table\n"
+              "  12  00:00:5e:00:01:33  br10       6      yes     pending                3m12s\n"
+              "3 pairs: 2 wanted, 1 programmed, 0 waiting\n" );
 }
 
 TEST( RenderPairs, ASelectionSaysOfHowMany ) {

@@ -1,6 +1,7 @@
 // A helper module for hardware that cannot be read back. Its settings say whether it fails, and
 // how: "throws" a reason, "throws something" that is no exception, makes "nothing", has
-// no more than "most" indexes.
+// no more than "most" indexes. With "shows" it can be read back, and nothing more.
+#include "OrloVrrpHelper/HardwareView.h"
 #include "OrloVrrpHelper/HelperModule.h"
 
 #include <stdexcept>
@@ -12,6 +13,15 @@ class BlindHelper : public OrloHelper::VrrpSmHelper {
    BlindHelper() : VrrpSmHelper( "blind" ) {}
    void addVirtualRouterMac( const Pelmo::EthAddr &, Quor::U32, Quor::U32 ) override {}
    void deleteVirtualRouterMac( const Pelmo::EthAddr &, Quor::U32, Quor::U32 ) override {}
+};
+
+class ShowingHelper : public BlindHelper, public OrloHelper::HardwareView {
+ public:
+   std::optional<VlanAndMac> slot( Quor::U32 ) const override { return {}; }
+   std::optional<Refusal> refusal( Quor::U32 ) const override { return {}; }
+   Quor::U64 refusals() const override { return 0; }
+   Quor::U64 writes() const override { return 0; }
+   std::vector<Entry> readAll() const override { return {}; }
 };
 
 } // namespace
@@ -29,6 +39,9 @@ OrloHelper::VrrpSmHelper *orloHelperNew( const OrloHelper::HelperSettings &setti
    }
    if( is( "nothing" ) ) {
       return nullptr;
+   }
+   if( is( "shows" ) ) {
+      return Quor::make<ShowingHelper>().release();
    }
    return Quor::make<BlindHelper>().release();
 }
