@@ -18,6 +18,8 @@ constexpr U16 kLastVlan = 4094; // IEEE 802.1Q
 constexpr std::chrono::milliseconds kFirstDelay{ 100 };
 constexpr std::chrono::milliseconds kLongestDelay{ 30'000 };
 constexpr U32 kMostDoublings = 9;
+// Longer than the longest delay: what is lost again as soon as it is back is not a new story.
+constexpr auto kLossesForgotten = 2 * kLongestDelay;
 constexpr std::size_t kMostTold = 16;
 
 std::chrono::milliseconds delayAfter( U32 tries ) {
@@ -74,6 +76,9 @@ void RetryingHelper::addVirtualRouterMac( const Pelmo::EthAddr &macAddr, U32 vla
    if( places_[index].wanted && places_[index].wanted != pair ) {
       misused( "program", pair, index, "the index is another pair's" );
       return;
+   }
+   if( places_[index].held == pair && refused_.contains( index ) ) {
+      places_[index].isWhole = false; // its removal was refused: a part of it may have gone
    }
    places_[index].wanted = pair;
    queue( index );
@@ -137,7 +142,7 @@ void RetryingHelper::hardwareHolds( const std::vector<Entry> &entries ) {
       place.isQueued = false;
    }
    for( const Entry &entry : entries ) {
-      const U32 index = entry.index.value_or( kNoIndex );
+      const U32 index = entry.index ? *entry.index : kNoIndex;
       if( index < indexes_ && !places_[index].held ) {
          places_[index].held = entry.pair;
          places_[index].isWhole = true;
@@ -162,9 +167,12 @@ std::optional<HardwareView::Refusal> RetryingHelper::refusal( U32 index ) const 
 }
 
 void RetryingHelper::lost( U32 index ) {
+   if( !places_[index].isWhole ) {
+      return; // it is known already
+   }
    places_[index].isWhole = false;
    Loss &loss = losses_[index];
-   if( now_ - loss.last > kLongestDelay ) {
+   if( now_ - loss.last > kLossesForgotten ) {
       loss.times = 0;
    }
    loss.last = now_;

@@ -71,7 +71,8 @@ class RetryingHelper : public VrrpSmHelper, public HardwareView, public Hardware
 
    // The hardware. What these throw is taken as a refusal of every write without an answer.
    /// Removes these pairs. What the hardware does not hold is removed already; what it holds
-   /// otherwise (another pair at the index, the pair at another index) is left alone.
+   /// otherwise (another pair at the index, the pair at another index) is left alone. Of a refused
+   /// one a part may have gone: it is added again if it is wanted again.
    virtual void remove( std::span<Write> writes ) = 0;
    /// Adds these pairs: they may be there already, in whole or in part. A refused one may be there
    /// in part: it is removed before anything else happens with its index.
@@ -82,7 +83,7 @@ class RetryingHelper : public VrrpSmHelper, public HardwareView, public Hardware
    virtual void hear() {}
 
    /// The hardware does not hold the index's pair any more, or not as it should: it is written
-   /// again if it is wanted.
+   /// again if it is wanted: at once, and later each time when it is lost within a minute again.
    void lost( Quor::U32 index );
    /// The same for all.
    void lostAll();

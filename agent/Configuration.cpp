@@ -28,7 +28,9 @@ using Quor::U16;
 using Quor::U32;
 using Quor::U64;
 
-constexpr char kMemoryModule[] = "orlo-helper-memory.so";
+constexpr char kKinds[] = "\"memory\", \"bridge\", \"ebpf\" or \"module\"";
+constexpr char kDefaultPins[] = "/sys/fs/bpf/orlo";
+constexpr std::size_t kMostPorts = 4096;
 constexpr std::size_t kMostBytes = 4 << 20;
 constexpr std::size_t kLongestPath = 4095; // PATH_MAX without its zero byte, linux/limits.h
 
@@ -121,6 +123,7 @@ class Place {
    }
 
    bool is( std::string_view text ) const { return value_ == text; }
+   bool isObject() const { return value_.is_object(); }
 
    std::vector<std::pair<std::string, Place>> members( const std::string &allowed ) const {
       if( !value_.is_object() ) {
@@ -233,32 +236,74 @@ void readModule( const Place &place, HardwareConfiguration &hardware ) {
    }
 }
 
+/// "swp1", or { "name": "swp2", "vlan": 10 }; as the helper's settings have it.
+std::string readPort( const Place &place, Taken &taken ) {
+   if( !place.isObject() ) {
+      return valueToStrep( taken.name( place ) );
+   }
+   place.needObject( { "name", "vlan" } );
+   const std::string name = valueToStrep( taken.name( place.need( "name", "an interface name" ) ) );
+   const char *const vlans = "a VLAN number, 1 to 4094";
+   const U64 vlan = place.need( "vlan", vlans ).number( kFirstVlan, kLastVlan, vlans );
+   return name + ":" + std::to_string( vlan );
+}
+
+void readEbpf( const Place &place, HardwareConfiguration &hardware ) {
+   const std::string allowed = "an array of at most " + std::to_string( kMostPorts ) +
+                               " ports: interface names, or objects with \"name\" and \"vlan\"";
+   const Place list = place.need( "ports", allowed );
+   const std::vector<Place> items = list.items( allowed );
+   if( items.size() > kMostPorts ) {
+      list.refuse( "must be " + allowed );
+   }
+   std::string ports;
+   Taken taken;
+   for( const Place &port : items ) {
+      ports += ( ports.empty() ? "" : " " ) + readPort( port, taken );
+   }
+   const std::optional<Place> pins = place.find( "pins" );
+   hardware.settings = { { "ports", ports }, { "pins", pins ? readPath( *pins ) : kDefaultPins } };
+}
+
+void readTable( const Place &place, HardwareConfiguration &hardware ) {
+   hardware.settings.emplace( "path", readPath( place.need( "path", kPaths ) ) );
+}
+
+void readBridge( const Place &place, HardwareConfiguration &hardware ) {
+   const Pelmo::IntfId bridge = Taken().name( place.need( "bridge", "an interface name" ) );
+   hardware.settings.emplace( "bridge", valueToStrep( bridge ) );
+   readTable( place, hardware );
+}
+
+/// What there is beside of "kind" and "indexes", by kind.
+struct Kind {
+   const char *name;
+   Names members;
+   void ( *read )( const Place &place, HardwareConfiguration &hardware );
+};
+
 HardwareConfiguration readHardware( const Place &place ) {
+   const Kind known[] = { { "memory", { "kind", "indexes", "path" }, readTable },
+                          { "bridge", { "kind", "indexes", "bridge", "path" }, readBridge },
+                          { "ebpf", { "kind", "indexes", "ports", "pins" }, readEbpf },
+                          { "module", { "kind", "indexes", "module", "settings" }, readModule } };
    const std::optional<Place> maybe = place.find( "kind" );
-   const bool isModule = maybe && maybe->is( "module" );
-   if( isModule ) {
-      place.needObject( { "kind", "indexes", "module", "settings" } );
-   } else {
-      place.needObject( { "kind", "indexes", "path" } );
+   const auto *const named =
+         std::find_if( std::begin( known ), std::end( known ),
+                       [&]( const Kind &kind ) { return maybe && maybe->is( kind.name ); } );
+   const Kind &kind = named == std::end( known ) ? known[0] : *named;
+   place.needObject( kind.members );
+   const Place said = place.need( "kind", kKinds );
+   if( said.text( kKinds ) != kind.name ) {
+      said.refuse( std::string( "must be " ) + kKinds );
    }
    HardwareConfiguration hardware;
-
-   const char *const kinds = "\"memory\" or \"module\"";
-   const Place kind = place.need( "kind", kinds );
-   hardware.kind = kind.text( kinds );
-   if( hardware.kind != "memory" && !isModule ) {
-      kind.refuse( std::string( "must be " ) + kinds );
-   }
-
+   hardware.kind = kind.name;
    const std::string indexes = "a number of indexes, 0 to " + std::to_string( kMostIndexes );
    hardware.indexes =
          static_cast<U32>( place.need( "indexes", indexes ).number( 0, kMostIndexes, indexes ) );
-   if( isModule ) {
-      readModule( place, hardware );
-   } else {
-      hardware.module = kMemoryModule;
-      hardware.settings.emplace( "path", readPath( place.need( "path", kPaths ) ) );
-   }
+   hardware.module = "orlo-helper-" + hardware.kind + ".so"; // what comes with the agent
+   kind.read( place, hardware );
    return hardware;
 }
 

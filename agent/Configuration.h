@@ -11,6 +11,12 @@
 //       "plugin": "/usr/lib/liborlovrrp.so.1"
 //    }
 //
+// Other hardware:
+//
+//    { "kind": "ebpf", "indexes": 512, "ports": [ "swp1", { "name": "swp2", "vlan": 10 } ],
+//      "pins": "/sys/fs/bpf/orlo" }
+//    { "kind": "module", "indexes": 4, "module": "/usr/lib/chip.so", "settings": { "a": "b" } }
+//
 // orlo-agent.schema.json says the same for editors and tools; what it cannot say is that a VLAN
 // belongs to one interface, and that a name stands once.
 #ifndef ORLOAGENT_CONFIGURATION_H
@@ -46,7 +52,7 @@ struct InterfaceConfiguration {
 
 /// The hardware is whatever a helper module makes of it (OrloVrrpHelper/HelperModule.h).
 struct HardwareConfiguration {
-   std::string kind = "memory";                 ///< "memory", or "module" for somebody else's
+   std::string kind = "memory";                 ///< "bridge", "ebpf", or "module": anybody's
    Quor::U32 indexes = 0;                       ///< slots of the hardware table, 0 to kMostIndexes
    std::string module;                          ///< the module's library
    std::map<std::string, std::string> settings; ///< what it is given

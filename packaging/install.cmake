@@ -5,12 +5,13 @@ set(ORLO_MODULES lib/orlo) # the helper modules that come with the agent
 target_include_directories(quor INTERFACE $<INSTALL_INTERFACE:include/orlo>)
 target_compile_features(quor INTERFACE cxx_std_20)
 set_target_properties(orlovrrp PROPERTIES INSTALL_RPATH $ORIGIN)
-set_target_properties(orlo-helper-memory PROPERTIES INSTALL_RPATH "$ORIGIN/..")
-set_target_properties(orlo-agent PROPERTIES INSTALL_RPATH "$ORIGIN/../lib:$ORIGIN/../${ORLO_MODULES}")
+set_target_properties(orlo-helper-bridge orlo-helper-ebpf orlo-helper-memory PROPERTIES INSTALL_RPATH "$ORIGIN/..")
+set_target_properties(orlo-agent orlo-conformance
+                      PROPERTIES INSTALL_RPATH "$ORIGIN/../lib:$ORIGIN/../${ORLO_MODULES}")
 
 install(TARGETS quor orlovrrp EXPORT orlo LIBRARY DESTINATION lib)
-install(TARGETS orlo-agent orloctl RUNTIME DESTINATION bin)
-install(TARGETS orlo-helper-memory LIBRARY DESTINATION ${ORLO_MODULES})
+install(TARGETS orlo-agent orlo-conformance orloctl RUNTIME DESTINATION bin)
+install(TARGETS orlo-helper-bridge orlo-helper-ebpf orlo-helper-memory LIBRARY DESTINATION ${ORLO_MODULES})
 install(FILES agent/orlo-agent.schema.json DESTINATION share/orlo)
 install(FILES ctl/orloctl.bash DESTINATION share/bash-completion/completions RENAME orloctl)
 # Written while installing, when the prefix is known.

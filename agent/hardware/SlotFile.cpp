@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <iterator>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -35,6 +36,7 @@ constexpr std::size_t kHeaderWords = 8;
 using Header = std::array<U64, kHeaderWords>;
 
 constexpr U64 kUsed = 0xA;
+constexpr U64 kForeign = 0xF;
 constexpr int kMostAside = 9;
 
 constexpr U64 lengthFor( U32 count ) {
@@ -46,12 +48,22 @@ U64 countWord( U32 count ) {
    return ( U64{ check } << 32 ) | count;
 }
 
-U64 usedWord( const Pair &pair ) {
-   return ( kUsed << 60 ) | ( U64{ pair.vlanId().number() & 0xfffu } << 48 ) | pair.mac().number();
+U64 usedWord( const Pair &pair, bool isForeign ) {
+   return ( ( isForeign ? kForeign : kUsed ) << 60 ) |
+          ( U64{ pair.vlanId().number() & 0xfffu } << 48 ) | pair.mac().number();
 }
 
 bool isSlotWord( U64 word ) {
-   return word == 0 || word >> 60 == kUsed;
+   return word == 0 || word >> 60 == kUsed || word >> 60 == kForeign;
+}
+
+std::optional<Pair> pairIn( U64 word ) {
+   if( word == 0 ) {
+      return std::nullopt;
+   }
+   return Pair( Bridging::VlanId( static_cast<U16>( ( word >> 48 ) & 0xfff ) ),
+                Pelmo::EthAddr( static_cast<U16>( word >> 32 ), static_cast<U16>( word >> 16 ),
+                                static_cast<U16>( word ) ) );
 }
 
 U64 load( const U64 &word ) noexcept {
@@ -84,11 +96,11 @@ std::size_t readAll( int fd, void *into, std::size_t bytes ) {
    return done;
 }
 
-/// What is wrong with the file; empty when it is a table, or nothing yet. `words` are the whole of
-/// a good table.
-std::string flawOf( int fd, std::vector<U64> &words ) {
-   words.clear();
+/// What is wrong with the file; empty when it is a table, or nothing yet. Its slots come into
+/// `words`.
+std::string readTable( int fd, std::vector<U64> &words ) {
    Header header{};
+   words.clear();
    const U64 length = lengthOf( fd );
    const std::size_t read = readAll( fd, header.data(), sizeof( header ) );
    if( std::all_of( header.begin(), header.end(), []( U64 word ) { return word == 0; } ) ) {
@@ -113,67 +125,27 @@ std::string flawOf( int fd, std::vector<U64> &words ) {
    if( readAll( fd, words.data(), words.size() * sizeof( U64 ) ) < words.size() * sizeof( U64 ) ) {
       return "it cannot be read";
    }
-   const auto bad = std::find_if_not( words.begin() + kHeaderWords, words.end(), isSlotWord );
-   return bad == words.end()
-                ? std::string()
-                : "slot " + std::to_string( bad - words.begin() - std::ptrdiff_t{ kHeaderWords } ) +
-                        " is corrupt";
-}
-
-std::string flawOf( int fd ) {
-   std::vector<U64> words;
-   return flawOf( fd, words );
-}
-
-/// Of a word that is not free.
-Pair pairIn( U64 word ) {
-   return { Bridging::VlanId( static_cast<U16>( ( word >> 48 ) & 0xfff ) ),
-            Pelmo::EthAddr( static_cast<U16>( word >> 32 ), static_cast<U16>( word >> 16 ),
-                            static_cast<U16>( word ) ) };
+   words.erase( words.begin(), words.begin() + kHeaderWords );
+   const auto bad = std::find_if_not( words.begin(), words.end(), isSlotWord );
+   return bad == words.end() ? std::string()
+                             : "slot " + std::to_string( bad - words.begin() ) + " is corrupt";
 }
 
 } // namespace
 
-SlotFile::SlotFile( const std::string &path, U32 count, const Notice &notice )
+SlotFile::SlotFile( const std::string &path, U32 count, const Notice &notice, Size size )
       : path_( path ), count_( count ) {
    openLocked();
-   const std::string wrong = flawOf( file_.get() );
+   const std::string wrong = flaw();
    if( !wrong.empty() ) {
       setAside( wrong, notice );
    }
    U64 magic = 0;
    if( readAll( file_.get(), &magic, sizeof( magic ) ) == sizeof( magic ) && magic == kMagic ) {
-      resize( notice );
+      resize( notice, size );
    } else {
       make();
    }
-}
-
-std::vector<std::optional<Pair>> SlotFile::contentsOf( const std::string &path ) {
-   const auto fail = [&]( const std::string &why ) {
-      throw HardwareError( "cannot read the slot table " + path + ": " + why );
-   };
-   const FileDescriptor file( ::open( path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK ) );
-   if( file.get() < 0 ) {
-      if( errno == ENOENT ) {
-         return {};
-      }
-      fail( std::strerror( errno ) );
-   }
-   struct stat opened {};
-   if( fstat( file.get(), &opened ) < 0 || !S_ISREG( opened.st_mode ) ) {
-      fail( "it is not a regular file" );
-   }
-   std::vector<U64> words;
-   const std::string flaw = flawOf( file.get(), words );
-   if( !flaw.empty() ) {
-      fail( flaw );
-   }
-   std::vector<std::optional<Pair>> contents;
-   for( std::size_t i = kHeaderWords; i < words.size(); ++i ) {
-      contents.push_back( words[i] == 0 ? std::nullopt : std::optional( pairIn( words[i] ) ) );
-   }
-   return contents;
 }
 
 SlotFile::~SlotFile() {
@@ -221,6 +193,32 @@ void SlotFile::openLocked() {
    }
 }
 
+std::string SlotFile::flaw() const {
+   std::vector<U64> words;
+   return readTable( file_.get(), words );
+}
+
+std::vector<std::optional<Pair>> SlotFile::read( const std::string &path ) {
+   const auto fail = [&path]( const std::string &why ) {
+      throw HardwareError( "cannot read the slot table " + path + ": " + why );
+   };
+   const FileDescriptor file( ::open( path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK ) );
+   std::vector<U64> words;
+   struct stat opened {};
+   if( file.get() < 0 ) {
+      if( errno != ENOENT ) {
+         fail( std::strerror( errno ) );
+      }
+   } else if( fstat( file.get(), &opened ) < 0 || !S_ISREG( opened.st_mode ) ) {
+      fail( "it is not a regular file" );
+   } else if( const std::string flaw = readTable( file.get(), words ); !flaw.empty() ) {
+      fail( flaw );
+   }
+   std::vector<std::optional<Pair>> pairs;
+   std::transform( words.begin(), words.end(), std::back_inserter( pairs ), pairIn );
+   return pairs;
+}
+
 void SlotFile::setAside( const std::string &flaw, const Notice &notice ) {
    std::string name;
    struct stat there {};
@@ -237,7 +235,7 @@ void SlotFile::setAside( const std::string &flaw, const Notice &notice ) {
            ", an empty one with " + std::to_string( count_ ) + " slots takes its place" );
    openLocked();
    // Between the two steps another agent may have made and left a table of its own.
-   const std::string again = flawOf( file_.get() );
+   const std::string again = this->flaw();
    if( !again.empty() ) {
       throw HardwareError( "the slot table " + path_ +
                            " is being replaced by somebody else; try again" );
@@ -256,10 +254,13 @@ void SlotFile::make() {
    store( words_[kMagicWord], kMagic ); // from here on it is a table
 }
 
-void SlotFile::resize( const Notice &notice ) {
+void SlotFile::resize( const Notice &notice, Size size ) {
    Header header{};
    readAll( file_.get(), header.data(), sizeof( header ) );
    const U32 before = static_cast<U32>( header[kCountWord] );
+   if( size == Size::atLeast ) {
+      count_ = std::max( before, count_ );
+   }
    // What is left behind the slots by somebody who was interrupted right here.
    if( ftruncate( file_.get(), static_cast<off_t>( lengthFor( before ) ) ) < 0 ) {
       fail( "resize", errno );
@@ -320,12 +321,23 @@ U64 SlotFile::writes() const noexcept {
 }
 
 std::optional<Pair> SlotFile::slot( U32 index ) const noexcept {
-   const U64 word = load( words_[kHeaderWords + index] );
-   return word == 0 ? std::nullopt : std::optional( pairIn( word ) );
+   return pairIn( load( words_[kHeaderWords + index] ) );
 }
 
-void SlotFile::slotIs( U32 index, const Pair &pair ) noexcept {
-   write( index, usedWord( pair ) );
+bool SlotFile::isForeign( U32 index ) const noexcept {
+   return load( words_[kHeaderWords + index] ) >> 60 == kForeign;
+}
+
+std::vector<std::optional<Pair>> SlotFile::slots() const {
+   std::vector<std::optional<Pair>> pairs;
+   for( U32 index = 0; index < count_; ++index ) {
+      pairs.push_back( slot( index ) );
+   }
+   return pairs;
+}
+
+void SlotFile::slotIs( U32 index, const Pair &pair, bool isForeign ) noexcept {
+   write( index, usedWord( pair, isForeign ) );
 }
 
 void SlotFile::slotDel( U32 index ) noexcept {

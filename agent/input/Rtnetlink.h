@@ -5,12 +5,9 @@
 #include "agent/EventLoop.h"
 #include "agent/input/DumpProtocol.h"
 #include "agent/input/Kernel.h"
+#include "agent/netlink/NetlinkSocket.h"
 
-#include <memory>
 #include <optional>
-#include <vector>
-
-struct mnl_socket;
 
 namespace OrloAgent {
 
@@ -29,11 +26,6 @@ class Rtnetlink : public Kernel {
    std::optional<DumpProtocol::Counters> counters() const;
 
  private:
-   struct CloseSocket {
-      void operator()( mnl_socket *socket ) const noexcept;
-   };
-
-   void growReceiveBuffer();
    void onReadable();
    /// False when there is nothing to read at the moment.
    bool receive();
@@ -41,9 +33,8 @@ class Rtnetlink : public Kernel {
    int send( const DumpProtocol::Request &request );
 
    EventLoop &loop_;
-   std::unique_ptr<mnl_socket, CloseSocket> socket_;
+   std::optional<NetlinkSocket> socket_;
    std::optional<DumpProtocol> protocol_;
-   std::vector<std::byte> buffer_;
    EventLoop::Subscription readable_;
    EventLoop::Subscription retry_;
    bool retryIsSet_ = false;

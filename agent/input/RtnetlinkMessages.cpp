@@ -1,92 +1,22 @@
 #include "agent/input/RtnetlinkMessages.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
-#include <libmnl/libmnl.h>
 #include <linux/if.h>
 #include <linux/if_addr.h>
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
-#include <string_view>
 #include <sys/socket.h>
 
 namespace OrloAgent {
 
 namespace {
 
-using Bytes = std::span<const std::byte>;
+using Bytes = NetlinkSpan;
 using Quor::U16;
 
-/// The attributes that stand one behind the other in `bytes`, up to the first one that does not
-/// fit.
-class Attributes {
- public:
-   explicit Attributes( Bytes bytes ) : bytes_( bytes ) {}
-
-   class Iterator {
-    public:
-      explicit Iterator( Bytes rest ) : rest_( rest ) { check(); }
-      const nlattr *operator*() const {
-         return reinterpret_cast<const nlattr *>( rest_.data() ); // aligned: see DatagramReader
-      }
-      Iterator &operator++() {
-         rest_ = rest_.subspan(
-               std::min<std::size_t>( MNL_ALIGN( mnl_attr_get_len( **this ) ), rest_.size() ) );
-         check();
-         return *this;
-      }
-      bool operator==( std::default_sentinel_t ) const { return rest_.empty(); }
-
-    private:
-      void check() {
-         if( !mnl_attr_ok( reinterpret_cast<const nlattr *>( rest_.data() ),
-                           static_cast<int>( rest_.size() ) ) ) {
-            rest_ = {};
-         }
-      }
-      Bytes rest_;
-   };
-
-   Iterator begin() const { return Iterator( bytes_ ); }
-   std::default_sentinel_t end() const { return {}; }
-
- private:
-   Bytes bytes_;
-};
-
-Bytes payload( const nlattr *attribute ) {
-   return { static_cast<const std::byte *>( mnl_attr_get_payload( attribute ) ),
-            mnl_attr_get_payload_len( attribute ) };
-}
-
-/// The first bytes as a T; nothing when there are too few.
-template <class T>
-std::optional<T> leading( Bytes bytes ) {
-   if( bytes.size() < sizeof( T ) ) {
-      return std::nullopt;
-   }
-   T value;
-   std::memcpy( &value, bytes.data(), sizeof( T ) );
-   return value;
-}
-
-/// A text with or without its zero byte.
-std::string text( Bytes bytes ) {
-   const std::string_view all( reinterpret_cast<const char *>( bytes.data() ), bytes.size() );
-   return std::string( all.substr( 0, all.find( '\0' ) ) );
-}
-
-/// What of a message follows its family header of type T, or nothing where not even that fits.
-template <class T>
-Bytes behind( Bytes message ) {
-   return message.subspan( std::min( MNL_ALIGN( sizeof( T ) ), message.size() ) );
-}
-
 std::string kindOf( const nlattr *linkInfo ) {
-   for( const nlattr *attribute : Attributes( payload( linkInfo ) ) ) {
+   for( const nlattr *attribute : NetlinkAttributes( payload( linkInfo ) ) ) {
       if( mnl_attr_get_type( attribute ) == IFLA_INFO_KIND ) {
          return text( payload( attribute ) );
       }
@@ -112,7 +42,7 @@ KernelNews readLink( U16 type, Bytes message ) {
    link.up = ( header->ifi_flags & IFF_UP ) != 0;
    link.lowerUp = ( header->ifi_flags & IFF_LOWER_UP ) != 0;
    bool lowerIsElsewhere = false;
-   for( const nlattr *attribute : Attributes( behind<ifinfomsg>( message ) ) ) {
+   for( const nlattr *attribute : NetlinkAttributes( behind<ifinfomsg>( message ) ) ) {
       const Bytes value = payload( attribute );
       switch( mnl_attr_get_type( attribute ) ) {
       case IFLA_IFNAME:
@@ -165,7 +95,7 @@ KernelNews readAddress( U16 type, Bytes message ) {
 
    std::optional<Address::Octets> local,
          other; // IFA_ADDRESS is the peer where there is an IFA_LOCAL
-   for( const nlattr *attribute : Attributes( behind<ifaddrmsg>( message ) ) ) {
+   for( const nlattr *attribute : NetlinkAttributes( behind<ifaddrmsg>( message ) ) ) {
       const U16 kind = mnl_attr_get_type( attribute );
       const Bytes value = payload( attribute );
       if( ( kind == IFA_LOCAL || kind == IFA_ADDRESS ) && value.size() == length ) {
@@ -184,11 +114,6 @@ KernelNews readAddress( U16 type, Bytes message ) {
       address.peer = address.local;
    }
    return type == RTM_NEWADDR ? KernelNews( address ) : KernelNews( AddressGone{ address } );
-}
-
-/// The errno in an answer is negative, as everywhere in the kernel.
-int errnoOf( int kernelError ) {
-   return kernelError < 0 && kernelError > -4096 ? -kernelError : kernelError == 0 ? 0 : EPROTO;
 }
 
 KernelNews readMessage( U16 type, Bytes message ) {
@@ -216,17 +141,15 @@ KernelNews readMessage( U16 type, Bytes message ) {
 } // namespace
 
 std::optional<KernelMessage> DatagramReader::next() {
-   if( rest_.empty() ) {
+   const auto message = messages_.next();
+   if( !message ) {
       return std::nullopt;
    }
-   const auto header = leading<nlmsghdr>( rest_ );
-   if( !header || header->nlmsg_len < sizeof( nlmsghdr ) || header->nlmsg_len > rest_.size() ) {
-      rest_ = {};
-      return KernelMessage{ header.value_or( nlmsghdr{} ), Malformed{ "a truncated message" } };
+   if( message->isTruncated ) {
+      return KernelMessage{ message->header, Malformed{ "a truncated message" } };
    }
-   const Bytes message = rest_.subspan( MNL_NLMSG_HDRLEN, header->nlmsg_len - MNL_NLMSG_HDRLEN );
-   rest_ = rest_.subspan( std::min<std::size_t>( MNL_ALIGN( header->nlmsg_len ), rest_.size() ) );
-   return KernelMessage{ *header, readMessage( header->nlmsg_type, message ) };
+   return KernelMessage{ message->header,
+                         readMessage( message->header.nlmsg_type, message->body ) };
 }
 
 } // namespace OrloAgent

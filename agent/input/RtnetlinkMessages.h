@@ -4,6 +4,7 @@
 #define ORLOAGENT_INPUT_RTNETLINKMESSAGES_H
 
 #include "agent/input/Kernel.h"
+#include "agent/netlink/NetlinkMessages.h"
 #include "quor/Types.h"
 
 #include <cstddef>
@@ -62,13 +63,14 @@ struct KernelMessage {
 class DatagramReader {
  public:
    /// `datagram` stays the caller's and begins at a 4-byte boundary.
-   explicit DatagramReader( std::span<const std::byte> datagram ) noexcept : rest_( datagram ) {}
+   explicit DatagramReader( std::span<const std::byte> datagram ) noexcept
+         : messages_( datagram ) {}
 
    /// Nothing at the end. Bytes at the end that are no message come as one Malformed.
    std::optional<KernelMessage> next();
 
  private:
-   std::span<const std::byte> rest_;
+   NetlinkMessages messages_;
 };
 
 } // namespace OrloAgent

@@ -3,34 +3,39 @@
 #define CHIPHELPER_H
 
 #include "Chip.h"
-#include "OrloVrrpHelper/HelperModule.h"
+#include "OrloVrrpHelper/RetryingHelper.h"
 
-class ChipHelper : public OrloHelper::VrrpSmHelper {
+class ChipHelper : public OrloHelper::RetryingHelper {
  public:
-   ChipHelper( Chip chip, std::function<void( const std::string & )> trouble )
-         : VrrpSmHelper( "chip" ), chip_( std::move( chip ) ), trouble_( std::move( trouble ) ) {
+   ChipHelper( Chip chip, const OrloHelper::HelperSettings &settings )
+         : RetryingHelper( "chip", settings ), chip_( std::move( chip ) ) {
       syncCurrentStateOnInitIs( true ); // what the chip still holds is to be adopted
    }
-   void addVirtualRouterMac( const Pelmo::EthAddr &mac, Quor::U32 vlan, Quor::U32 index ) override {
-      if( !chip_.slotIs( index, { Bridging::VlanId( Quor::U16( vlan ) ), mac } ) ) {
-         trouble_( "the chip does not take slot " + std::to_string( index ) );
+   std::vector<Entry> readAll() const override {
+      std::vector<Entry> entries;
+      for( const auto &[index, pair] : chip_.slots() ) {
+         entries.push_back( { pair, index } );
       }
-   }
-   void deleteVirtualRouterMac( const Pelmo::EthAddr &, Quor::U32, Quor::U32 index ) override {
-      if( !chip_.slotDel( index ) ) {
-         trouble_( "the chip does not free slot " + std::to_string( index ) );
-      }
-   }
-   void
-   syncVrrpStateOnInit( const Quor::Ptr<OrloHelper::CurrentVrrpStateForInit> &state ) override {
-      for( const auto &[index, slot] : chip_.slots() ) {
-         state->virtualRouterIndexIs( slot, index );
-      }
+      return entries;
    }
 
  private:
+   void add( std::span<Write> writes ) override {
+      for( Write &write : writes ) {
+         if( !chip_.slotIs( write.index, write.pair ) ) {
+            write.refusal = "the chip does not take it";
+         }
+      }
+   }
+   void remove( std::span<Write> writes ) override {
+      for( Write &write : writes ) {
+         if( !chip_.slotDel( write.index, write.pair ) ) {
+            write.refusal = "the chip keeps it";
+         }
+      }
+   }
+
    Chip chip_;
-   const std::function<void( const std::string & )> trouble_;
 };
 
 #endif

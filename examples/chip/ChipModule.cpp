@@ -1,6 +1,7 @@
 // The module that an agent loads: "hardware": { "kind": "module", "module": "/usr/lib/chip.so",
 // "indexes": 4, "settings": { "device": "/dev/chip0" } }.
 #include "ChipHelper.h"
+#include "OrloVrrpHelper/HelperModule.h"
 #include "quor/Exception.h"
 
 OrloHelper::VrrpSmHelper *orloHelperNew( const OrloHelper::HelperSettings &settings ) {
@@ -8,6 +9,5 @@ OrloHelper::VrrpSmHelper *orloHelperNew( const OrloHelper::HelperSettings &setti
    if( device == settings.settings.end() ) {
       throw Quor::RangeException( "which chip? There is no \"device\" in its settings" );
    }
-   return Quor::make<ChipHelper>( Chip( device->second, settings.indexes ), settings.trouble )
-         .release();
+   return Quor::make<ChipHelper>( Chip( device->second ), settings ).release();
 }

@@ -97,6 +97,35 @@ TEST( Configuration, WhatMayBeLeftOutHasItsDefault ) {
    EXPECT_EQ( configuration.control.metricsPort, 0 );
 }
 
+TEST( Configuration, HardwareCanBeABridge ) {
+   const Configuration configuration = readConfiguration( R"( {
+      "hardware": { "kind": "bridge", "indexes": 512, "bridge": "br0", "path": "/run/orlo/bridge-slots" },
+      "interfaces": [] } )",
+                                                          kFile );
+   const HardwareConfiguration hardware{
+         "bridge",
+         512,
+         "orlo-helper-bridge.so",
+         { { "bridge", "br0" }, { "path", "/run/orlo/bridge-slots" } } };
+   EXPECT_EQ( configuration.hardware, hardware );
+   EXPECT_EQ( summary( configuration ), "0 interfaces, 0 VLANs, 512 bridge indexes" );
+}
+
+TEST( Configuration, HardwareCanBeTheKernelOfTheSwitch ) {
+   const Configuration configuration = readConfiguration( R"( {
+      "hardware": { "kind": "ebpf", "indexes": 4,
+                    "ports": [ "swp1", { "name": "swp2", "vlan": 10 }, "swp3" ] },
+      "interfaces": [] } )",
+                                                          kFile );
+   const HardwareConfiguration hardware{
+         "ebpf",
+         4,
+         "orlo-helper-ebpf.so",
+         { { "ports", "swp1 swp2:10 swp3" }, { "pins", "/sys/fs/bpf/orlo" } } };
+   EXPECT_EQ( configuration.hardware, hardware );
+   EXPECT_EQ( summary( configuration ), "0 interfaces, 0 VLANs, 4 ebpf indexes" );
+}
+
 TEST( Configuration, HardwareCanBeSomebodyElsesModule ) {
    const Configuration configuration = readConfiguration( R"( {
       "plugin": "/opt/orlo/liborlovrrp.so.1",

@@ -28,7 +28,7 @@ class HardwareTest : public AgentOnFakeKernel {
       return hardware( configuration, Use::change ).flush( limit );
    }
    std::vector<std::optional<Pair>> slots() const {
-      return SlotFile::contentsOf( folder_.path( "slots" ) );
+      return SlotFile::read( folder_.path( "slots" ) );
    }
    /// What the kernel shows of these virtual routers, masters on br10.
    static std::vector<Verdict> publishedOnBr10( std::initializer_list<Quor::U8> vrids ) {

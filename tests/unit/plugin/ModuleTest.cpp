@@ -56,7 +56,9 @@ TEST_F( ChipModule, GivesThemBackUnderTheIndexesWhereTheyStood ) {
    table->virtualRouterMacIs( { Bridging::VlanId( 10 ), kMac51 }, true );
    const auto hardware = Quor::make<Routing::Fhrp::Hardware::Status>();
    hardware->virtualRouterCountIs( 4 );
-   const auto programmer = plugin.record().vrrpSmIs( table, hardware, module.helper( settings() ) );
+   const auto helper = module.helper( settings() );
+   const auto programmer = plugin.record().vrrpSmIs( table, hardware, helper );
+   eventEnds( helper );
    EXPECT_EQ( programmer->virtualRouterIndex( { Bridging::VlanId( 10 ), kMac51 } ), 3u );
    EXPECT_EQ( held(), "3 10 00:00:5e:00:01:33\n" ) << "the other one is wanted no more";
 }
@@ -66,8 +68,11 @@ TEST_F( ChipModule, TellsTheAdministratorWhatTheChipRefuses ) {
    Switch sw( plugin.record(), module.helper( settings() ) );
    sw.publish( kMac51 );
    sw.withdraw( kMac51 );
-   EXPECT_EQ( trouble, ( std::vector<String>{ "the chip does not take slot 0",
-                                              "the chip does not free slot 0" } ) );
+   EXPECT_EQ( trouble,
+              ( std::vector<String>{
+                    "cannot program VLAN 10  00:00:5e:00:01:33  index 0: the chip does not take "
+                    "it; it is tried again",
+                    "the hardware has taken everything now that it had refused" } ) );
 }
 
 TEST_F( ChipModule, WithoutADeviceMakesNoHelper ) {

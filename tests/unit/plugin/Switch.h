@@ -2,9 +2,18 @@
 #ifndef TESTS_UNIT_PLUGIN_SWITCH_H
 #define TESTS_UNIT_PLUGIN_SWITCH_H
 
+#include "OrloVrrpHelper/HardwareWork.h"
 #include "tests/unit/plugin/Library.h"
 
 namespace PluginTests {
+
+/// A helper that gathers what an event brings does it now, as in an agent's loop.
+inline void eventEnds( const Ptr<OrloHelper::VrrpSmHelper> &helper ) {
+   Quor::PtrInterface *const base = helper.get();
+   if( auto *const work = dynamic_cast<OrloHelper::HardwareWork *>( base ) ) {
+      work->work( {} );
+   }
+}
 
 /// br10 on VLAN 10, four indexes, and nothing published. What it is made of goes as an agent lets
 /// it go: the programmer first.
@@ -17,8 +26,14 @@ struct Switch {
       programmer = plugin.vrrpSmIs( table, hardware, helper );
    }
 
-   void publish( const Pelmo::EthAddr &mac ) { published->vrrpVirtualMacIs( { br10, mac }, true ); }
-   void withdraw( const Pelmo::EthAddr &mac ) { published->vrrpVirtualMacDel( { br10, mac } ); }
+   void publish( const Pelmo::EthAddr &mac ) {
+      published->vrrpVirtualMacIs( { br10, mac }, true );
+      eventEnds( helper );
+   }
+   void withdraw( const Pelmo::EthAddr &mac ) {
+      published->vrrpVirtualMacDel( { br10, mac } );
+      eventEnds( helper );
+   }
 
    const Pelmo::IntfId br10{ "br10" };
    const Ptr<Routing::Fhrp::VirtualRouterMacStatus> published =

@@ -1,0 +1,179 @@
+"""The agent is killed again and again while it writes to the hardware, and no frame is lost: three hosts send all the
+time to a virtual router that stays, while many others come and go and have it all rewritten around that one."""
+
+import os
+import random
+import re
+import signal
+import time
+import unittest
+
+from agent import PROGRAM, Agent
+from daemons import mac
+from hardware import BridgeHardware, Broken, EbpfHardware
+from lab import wait_until
+from orloctl import Orloctl
+from routed_lab import PRIMARY, FilteringLab, TaggedLab
+
+RATE = 1000
+VLANS = (10, 11, 12)
+STAYS = 51
+
+
+class Killer:
+    """A switch that routes for three hosts by its hardware, and an agent that is killed."""
+
+    def __init__(self, test, lab, hardware, routers):
+        """routers: how many come when as many go. A fifth of their pairs waits."""
+        self.test, self.lab, self.hardware = test, lab, hardware
+        self.come_and_go = (range(60, 60 + routers), range(100, 100 + routers))
+        self.pairs = len(VLANS) * (1 + routers)
+        self.indexes = self.pairs * 4 // 5
+        lab.router(STAYS)
+        self.agent = Agent(lab.switch, indexes=self.indexes, interfaces=[lab.interface], hardware=hardware)
+        self.ctl = Orloctl(self.agent.socket)
+        self.agent.take(4)
+        for group in self.come_and_go:
+            for vrid in group:
+                lab.switch.router(vrid, lab.svi, up=False)
+        self.present = 1
+        self.burst()
+        self.settle()
+        self.stays = self.of_the_one_that_stays(hardware.entries())
+        test.assertEqual(len(VLANS), len(self.stays))
+        self.dice = random.Random(int(os.environ.get('ORLO_SEED', 1)))
+        self.outstanding = self.half_done = 0
+        self.patience = 0.02
+
+    @staticmethod
+    def of_the_one_that_stays(entries):
+        return {pair: index for pair, index in entries.items() if pair[1] == mac(STAYS)}
+
+    def burst(self):
+        """Virtual routers go and others come. The agent hears of it when all of it has happened."""
+        self.agent.process.send(signal.SIGSTOP)
+        gone, self.present = self.come_and_go[self.present], 1 - self.present
+        there = self.come_and_go[self.present]
+        self.lab.switch.ip(*(f'link set vr.{vrid} down' for vrid in gone), *(f'link set vr.{vrid} up' for vrid in there))
+        self.lab.only_by_entry(*there)
+        self.agent.process.send(signal.SIGCONT)
+
+    def settle(self):
+        """Until the hardware is full, and all the others wait."""
+        def settled():
+            pairs = self.ctl.json('show')['pairs']
+            return (pairs['wanted'], pairs['programmed'], pairs['waiting']) == (self.pairs, self.indexes,
+                                                                                self.pairs - self.indexes)
+        wait_until(settled, f'{self.indexes} pairs are programmed', 10.0, self.agent.process.report, every=0.002)
+
+    def kill(self):
+        """One kill, at a random instant after a burst; then a new start. When the hardware was done already it is sooner
+        the next time."""
+        before = self.hardware.entries()
+        self.burst()
+        time.sleep(self.dice.uniform(0, self.patience))
+        self.agent.kill()
+        left = self.hardware.entries()
+        self.test.assertEqual(self.stays, self.of_the_one_that_stays(left))
+        self.agent.start()
+        self.settle()
+        now = self.hardware.entries()
+        written = set(left.items()) ^ set(now.items())
+        self.test.assertEqual(self.stays, self.of_the_one_that_stays(now))
+        self.test.assertEqual(self.indexes, len(set(now.values())))
+        self.test.assertEqual(len(written), self.writes(), 'something that is right has been written again')
+        self.test.assertEqual((0, ''), self.ctl.run('audit')[::2])
+        self.outstanding += bool(written)
+        self.half_done += left not in (before, now)
+        self.patience *= 1.1 if written else 0.7
+
+    def writes_of_a_restart(self):
+        """Of one without any change."""
+        self.agent.kill()
+        self.agent.start()
+        return self.writes()
+
+    def writes(self):
+        return int(re.search(r'^orlo_hardware_writes_total (\d+)$', self.ctl.text('metrics'), re.MULTILINE).group(1))
+
+
+class UndisturbedTest(unittest.TestCase):
+    """On the machine's own kernel: the hosts tag their frames, the hardware is the program at the ports."""
+
+    lab_type = TaggedLab
+    kills = int(os.environ.get('ORLO_KILLS', 10))
+    routers = 20
+
+    def setUp(self):
+        self.lab = self.lab_type()
+        self.addCleanup(self.lab.close)
+        self.hardware = self.make_hardware()
+        self.addCleanup(self.hardware.close)
+
+    def make_hardware(self):
+        return EbpfHardware(self.lab.switch, self.lab.ports.values())
+
+    def broken(self, fault):
+        return Broken(self.hardware, fault, os.path.dirname(os.path.dirname(PROGRAM)))
+
+    def flows(self):
+        return [self.lab.flow(vlan, STAYS, rate=RATE) for vlan in VLANS]
+
+    def test_no_frame_is_lost_however_often_it_is_killed(self):
+        killer = Killer(self, self.lab, self.hardware, self.routers)
+        flows = self.flows()
+        self.assertEqual(0, killer.writes_of_a_restart())
+        for _ in range(self.kills):
+            killer.kill()
+        for flow in flows:
+            flow.stop()
+
+        print(f'               {self.kills} kills, {killer.outstanding} of them with writes outstanding, '
+              f'{killer.half_done} in the middle of them; frames sent {sum(flow.sent for flow in flows)}, '
+              f'lost {sum(len(flow.lost) for flow in flows)}')
+        for flow in flows:
+            self.assertGreater(flow.answered, RATE, flow)
+            self.assertEqual((flow.sent, []), (flow.answered, flow.lost), flow)
+            self.assertGreater(flow.rate, 0.9 * RATE, flow)
+        self.assertGreaterEqual(killer.outstanding, self.kills / 2)
+
+    def test_without_an_index_nothing_is_routed(self):
+        self.lab.router(STAYS)
+        agent = Agent(self.lab.switch, indexes=0, interfaces=[self.lab.interface], hardware=self.hardware)
+        agent.take(4)
+
+        flows = [self.lab.flow(vlan, STAYS, count=100) for vlan in VLANS]
+
+        self.assertEqual([(100, 0, 0)] * 3,
+                         [(flow.wait().sent, flow.received_upstream, flow.answered) for flow in flows])
+
+    def test_an_agent_that_does_not_adopt_is_found_by_its_writes(self):
+        killer = Killer(self, self.lab, self.broken('adoption'), self.routers)
+
+        self.assertGreater(killer.writes_of_a_restart(), 0)
+
+    def test_an_agent_that_empties_the_hardware_is_found_by_lost_frames(self):
+        killer = Killer(self, self.lab, self.broken('empty'), self.routers)
+        flows = self.flows()
+        for flow in flows:
+            flow.wait_answered(100)
+
+        killer.agent.kill()
+        killer.agent.start()
+
+        for flow in flows:
+            flow.wait_answered(100)
+            flow.stop()
+        self.assertGreater(sum(len(flow.lost) for flow in flows), 0)
+
+
+class UndisturbedBridgeTest(UndisturbedTest):
+    """In a kernel with VLANs: access ports, the hardware is the bridge."""
+
+    needs_vlan_kernel = True
+    lab_type = FilteringLab
+    kills = int(os.environ.get('ORLO_KILLS', 5))
+    routers = 6
+
+    def make_hardware(self):
+        return BridgeHardware(self.lab.switch, self.lab.bridge, PRIMARY)
