@@ -1,6 +1,5 @@
 """The bridge hardware: pairs in the FDB of a VLAN-aware bridge, rules for those on secondary VLANs, and frames."""
 
-import os
 import time
 import unittest
 
@@ -9,7 +8,6 @@ from daemons import mac
 from hardware import BridgeHardware
 from lab import Lab, need, wait_until
 from routed_lab import FilteringLab, VLANS
-import test_killed
 
 SVI = {'name': 'br0.10', 'vlan': 10, 'secondaryVlans': [11, 12]}
 OURS = {(vlan, mac(51)) for vlan in (10, 11, 12)}
@@ -201,20 +199,3 @@ class FramesTest(unittest.TestCase):
         self.assertEqual({10: routed, 11: routed, 12: routed, 20: flooded}, self.send())
         some.kill()
         self.assertEqual({10: routed, 11: routed, 12: routed, 20: flooded}, self.send())
-
-
-class BridgeKilledTest(test_killed.KilledTest):
-    """Killed right before each write to the bridge, or to the table beside it. With ORLO_KILLS each message to the
-    kernel has one change."""
-
-    needs_vlan_kernel = True
-    interface = SVI
-
-    def make_hardware(self):
-        make_bridge(self.left)
-        return BridgeHardware(self.left, 'br0', 10, batch=1 if 'ORLO_KILLS' in os.environ else None)
-
-    def converges(self, routers):
-        super().converges(routers)
-        self.assertEqual({index: (pair, 10) for pair, index in self.hardware.entries().items() if pair[0] != 10},
-                         self.hardware.rules())

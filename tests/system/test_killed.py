@@ -5,12 +5,7 @@ import os
 import signal
 import unittest
 
-<<<<<<< HEAD
 from agent import PROGRAM, SVI10, Agent
-=======
-from agent import SVI10, Agent
-from case import SystemTest
->>>>>>> bridge
 from daemons import mac
 from hardware import BridgeHardware, EbpfHardware, MemoryHardware, OneByOne
 from lab import Lab, wait_until
@@ -47,10 +42,7 @@ class KilledTest(unittest.TestCase):
     svi = 'br10'
     step = 1
 
-    interface = SVI10
-
     def setUp(self):
-<<<<<<< HEAD
         lab = Lab()
         self.addCleanup(lab.close)
         self.switch = lab.switch('switch')
@@ -60,38 +52,12 @@ class KilledTest(unittest.TestCase):
     def options(self):
         interface = {**SVI10, 'name': self.svi, 'secondaryVlans': list(self.vlans[1:])}
         return {'indexes': self.indexes, 'interfaces': [interface], 'hardware': self.hardware}
-=======
-        super().setUp()
-        self.hardware = self.make_hardware()
-
-    def make_hardware(self):
-        return MemoryHardware(self.left)
-
-    def doomed(self, at_write):
-        """Runs the whole scenario with an agent that is killed before its at_write-th write. Six pairs for five indexes;
-        then a virtual router goes and the waiting pair takes over an index; then another router comes. Returns the
-        routers that are there in the end, and whether the agent has come through."""
-        agent = Doomed(self.left, at_write, indexes=INDEXES, interfaces=[self.interface], hardware=self.hardware)
-        if not agent.wait({'ready': 1, 'programmed': 5, 'waiting': 1}):
-            return agent, (51, 52), False
-        self.left.ip('link del vr.51')
-        if not agent.wait({'removed': 3, 'programmed': 6}):
-            return agent, (52,), False
-        self.left.router(53, self.interface['name'])
-        if not agent.wait({'programmed': 8, 'waiting': 2}):
-            return agent, (52, 53), False
-        return agent, (52, 53), True
->>>>>>> bridge
 
     def routers_are(self, vrids):
         for vrid in (51, 52, 53):
             if (self.switch.show(f'vr.{vrid}') is not None) != (vrid in vrids):
                 if vrid in vrids:
-<<<<<<< HEAD
                     self.switch.router(vrid, self.svi)
-=======
-                    self.left.router(vrid, self.interface['name'])
->>>>>>> bridge
                 else:
                     self.switch.ip(f'link del vr.{vrid}')
 
@@ -130,11 +96,7 @@ class KilledTest(unittest.TestCase):
         found = self.hardware.entries()
         wanted = {(vlan, mac(vrid)) for vrid in routers for vlan in self.vlans}
 
-<<<<<<< HEAD
         agent = Agent(self.switch, **self.options())
-=======
-        agent = self.agent(indexes=INDEXES, interfaces=[self.interface], hardware=self.hardware)
->>>>>>> bridge
 
         agent.judge()
         held = self.hardware.entries()
