@@ -18,15 +18,15 @@ from routed_lab import PRIMARY, FilteringLab, TaggedLab
 RATE = 1000
 VLANS = (10, 11, 12)
 STAYS = 51
-SLOWNESS = 50  # microseconds that a write takes longer, so that there is a middle to be killed in
-LONGEST = 0.1
+LONGEST = 0.1  # seconds from a burst to the kill
 
 
 class Killer:
     """A switch that routes for three hosts by its hardware, and an agent that is killed."""
 
-    def __init__(self, test, lab, hardware, routers, secondaries):
-        """routers: how many come when as many go. A fifth of their pairs waits."""
+    def __init__(self, test, lab, hardware, routers, secondaries, slowness):
+        """routers: how many come when as many go. A fifth of their pairs waits. slowness: microseconds that a write takes
+        longer, so that there is a middle to be killed in."""
         self.test, self.lab, self.hardware = test, lab, hardware
         self.come_and_go = (range(60, 60 + routers), range(100, 100 + routers))
         interface = {**lab.interface, 'secondaryVlans': list(secondaries)}
@@ -34,7 +34,7 @@ class Killer:
         self.indexes = self.pairs * 4 // 5
         lab.router(STAYS)
         self.agent = Agent(lab.switch, indexes=self.indexes, interfaces=[interface], hardware=hardware,
-                           prefix=['/usr/bin/env', f'ORLO_WRITE_DELAY={SLOWNESS}'])
+                           prefix=['/usr/bin/env', f'ORLO_WRITE_DELAY={slowness}'])
         self.ctl = Orloctl(self.agent.socket)
         self.agent.take(2 + len(secondaries))
         for group in self.come_and_go:
@@ -105,6 +105,7 @@ class UndisturbedTest(unittest.TestCase):
     lab_type = TaggedLab
     kills = int(os.environ.get('ORLO_KILLS', 10))
     routers, secondaries = 20, range(11, 61)
+    slowness = 50
     is_way_back_exact = True
 
     def setUp(self):
@@ -116,6 +117,9 @@ class UndisturbedTest(unittest.TestCase):
     def make_hardware(self):
         return EbpfHardware(self.lab.switch, self.lab.ports.values())
 
+    def killer(self, hardware):
+        return Killer(self, self.lab, hardware, self.routers, self.secondaries, self.slowness)
+
     def broken(self, fault):
         return Broken(self.hardware, fault, os.path.dirname(os.path.dirname(PROGRAM)))
 
@@ -124,7 +128,7 @@ class UndisturbedTest(unittest.TestCase):
 
     def test_no_frame_is_lost_however_often_it_is_killed(self):
         one_by_one = OneByOne(self.hardware, os.path.dirname(os.path.dirname(PROGRAM)))
-        killer = Killer(self, self.lab, one_by_one, self.routers, self.secondaries)
+        killer = self.killer(one_by_one)
         flows = self.flows()
         self.assertEqual(0, killer.writes_of_a_restart())
         for _ in range(self.kills):
@@ -154,12 +158,12 @@ class UndisturbedTest(unittest.TestCase):
                          [(flow.wait().sent, flow.received_upstream, flow.answered) for flow in flows])
 
     def test_an_agent_that_does_not_adopt_is_found_by_its_writes(self):
-        killer = Killer(self, self.lab, self.broken('adoption'), self.routers, self.secondaries)
+        killer = self.killer(self.broken('adoption'))
 
         self.assertGreater(killer.writes_of_a_restart(), 0)
 
     def test_an_agent_that_empties_the_hardware_is_found_by_lost_frames(self):
-        killer = Killer(self, self.lab, self.broken('empty'), self.routers, self.secondaries)
+        killer = self.killer(self.broken('empty'))
         flows = self.flows()
         for flow in flows:
             flow.wait_answered(100)
@@ -180,6 +184,7 @@ class UndisturbedBridgeTest(UndisturbedTest):
     lab_type = FilteringLab
     kills = int(os.environ.get('ORLO_KILLS', 5))
     routers, secondaries = 6, (11, 12)
+    slowness = 1000
     is_way_back_exact = False  # on its one processor, answers may find a full queue: those are shown, and no more
 
     def make_hardware(self):
