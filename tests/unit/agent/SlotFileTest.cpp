@@ -62,7 +62,7 @@ class SlotFileTest : public testing::Test {
       try {
          std::string all;
          Quor::U32 index = 0;
-         for( const std::optional<Pair> &there : SlotFile::contentsOf( path() ) ) {
+         for( const std::optional<Pair> &there : SlotFile::read( path() ) ) {
             all += there ? std::to_string( index ) + ": " + valueToStrep( there->vlanId() ) + " " +
                                  valueToStrep( there->mac() ) + "\n"
                          : "";
