@@ -62,7 +62,7 @@ class SlotFileTest : public testing::Test {
       try {
          std::string all;
          Quor::U32 index = 0;
-         for( const std::optional<Pair> &there : SlotFile::contentsOf( path() ) ) {
+         for( const std::optional<Pair> &there : SlotFile::read( path() ) ) {
             all += there ? std::to_string( index ) + ": " + valueToStrep( there->vlanId() ) + " " +
                                  valueToStrep( there->mac() ) + "\n"
                          : "";
@@ -192,7 +192,7 @@ TEST_F( SlotFileTest, ABrokenFileIsSetAsideAndReplaced ) {
          { good.substr( 0, good.size() - 1 ), "it is shorter than its 5 slots" },
          { with( 64, 1 ), "slot 0 is corrupt" },
          { with( 64 + 8 + 7, 0x10 ), "slot 1 is corrupt" },
-         { with( 64 + 4 * 8 + 7, 0xff ), "slot 4 is corrupt" },
+         { with( 64 + 4 * 8 + 7, 0xef ), "slot 4 is corrupt" },
    };
    for( const Row &row : rows ) {
       write( row.bytes );

@@ -221,6 +221,29 @@ TEST( RenderSlots, WhatTheHardwareHoldsInsteadStandsThere ) {
               "2 of 2 slots used, 1 available\n" );
 }
 
+TEST( RenderSlots, WhatTheHardwareRefusesStandsThere ) {
+   const Json other{ { "vlan", 99 }, { "mac", "00:00:5e:00:01:63" } };
+   const Json result{ { "total", 2 },
+                      { "used", 1 },
+                      { "available", 1 },
+                      { "slots",
+                        { { { "index", 0 },
+                            { "vlan", 12 },
+                            { "mac", "00:00:5e:00:01:33" },
+                            { "hardware", false },
+                            { "refusal", refusal() } },
+                          { { "index", 1 },
+                            { "free", 1 },
+                            { "holds", other },
+                            { "refusal", refusal( true ) } } } } };
+   EXPECT_EQ( fitting( renderSlots( result, kPlain ) ),
+              "INDEX  VLAN  MAC                HARDWARE                                    FREE\n"
+              "    0    12  00:00:5e:00:01:33  no: no room in the table                       -\n"
+              "    1     -  -                  no: VLAN 99  00:00:5e:00:01:63: no room in     1\n"
+              "                                the table\n"
+              "1 of 2 slots used, 1 available\n" );
+}
+
 TEST( RenderInterfaces, EachWithItsDevices ) {
    Json many = Json::array();
    for( int vlan = 100; vlan < 180; vlan += 2 ) {
