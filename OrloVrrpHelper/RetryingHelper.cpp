@@ -232,6 +232,10 @@ void RetryingHelper::queueDue() {
 void RetryingHelper::removeQueued() {
    std::vector<U32> places;
    std::vector<Write> writes;
+   const auto isRemoval = [this]( U32 place ) { return places_[place].needsRemoval(); };
+   const auto count = std::count_if( queue_.begin(), queue_.end(), isRemoval );
+   places.reserve( static_cast<std::size_t>( count ) );
+   writes.reserve( static_cast<std::size_t>( count ) );
    for( const U32 place : queue_ ) {
       if( places_[place].needsRemoval() ) {
          places.push_back( place );
@@ -263,9 +267,15 @@ void RetryingHelper::removed( U32 place ) {
 }
 
 void RetryingHelper::addQueued() {
+   std::vector<U32> queued;
+   queued.swap( queue_ );
    std::vector<U32> places;
    std::vector<Write> writes;
-   for( const U32 place : std::exchange( queue_, {} ) ) {
+   const auto isAdd = [this]( U32 place ) { return places_[place].needsAdd(); };
+   const auto count = std::count_if( queued.begin(), queued.end(), isAdd );
+   places.reserve( static_cast<std::size_t>( count ) );
+   writes.reserve( static_cast<std::size_t>( count ) );
+   for( const U32 place : queued ) {
       places_[place].isQueued = false;
       if( places_[place].needsRemoval() ) {
          continue; // refused just now
@@ -280,6 +290,10 @@ void RetryingHelper::addQueued() {
    call( &RetryingHelper::add, writes );
    for( std::size_t i = 0; i < writes.size(); ++i ) {
       added( places[i], writes[i] );
+   }
+   if( queue_.empty() ) { // its room is used again
+      queued.clear();
+      queue_.swap( queued );
    }
 }
 

@@ -346,19 +346,21 @@ void Bench::expectWrites( Quor::U64 writes, const std::string &after ) const {
 // The hardware's own life
 
 void Bench::refuse() {
-   isRefusing_ = true;
-   faults().refuse();
+   if( !std::exchange( isRefusing_, true ) ) {
+      faults().refuse();
+   }
 }
 
 void Bench::refuseRemovals() {
-   isRefusing_ = true;
-   faults().refuseRemovals();
+   if( !std::exchange( isRefusingRemovals_, true ) ) {
+      faults().refuseRemovals();
+   }
 }
 
 void Bench::accept() {
-   if( isRefusing_ ) {
+   const bool isRefusing = std::exchange( isRefusing_, false );
+   if( std::exchange( isRefusingRemovals_, false ) || isRefusing ) {
       faults().accept();
-      isRefusing_ = false;
    }
 }
 

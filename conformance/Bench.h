@@ -103,7 +103,7 @@ class Bench {
    void expectHeld( const Slots &slots, const std::string &after );
    void expectWrites( Quor::U64 writes, const std::string &after ) const;
 
-   // The hardware's own life
+   // The hardware's own life; what it does already is not played again.
    void refuse();
    void refuseRemovals();
    void accept();
@@ -134,6 +134,7 @@ class Bench {
    Time now_ = std::chrono::steady_clock::now();
    std::size_t lines_ = 0;
    bool isRefusing_ = false;
+   bool isRefusingRemovals_ = false;
    bool isPlanted_ = false;
 };
 

@@ -1,7 +1,8 @@
 #include "agent/netlink/NetlinkSocket.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <libmnl/libmnl.h>
-#include <sys/socket.h>
 #include <system_error>
 
 namespace OrloAgent {
@@ -20,7 +21,8 @@ void NetlinkSocket::Close::operator()( mnl_socket *socket ) const noexcept {
 
 NetlinkSocket::NetlinkSocket( std::initializer_list<rtnetlink_groups> groups )
       : socket_( mnl_socket_open2( NETLINK_ROUTE, SOCK_NONBLOCK | SOCK_CLOEXEC ) ),
-        buffer_( kFirstBuffer ) {
+        room_( kFirstBuffer ), arrivals_( 1 ) {
+   makeRoom();
    if( !socket_ ) {
       throw std::system_error( errno, std::generic_category(), "cannot open a netlink socket" );
    }
@@ -61,37 +63,71 @@ bool NetlinkSocket::flagIs( int option, bool value ) noexcept {
    return mnl_socket_setsockopt( socket_.get(), option, &number, sizeof( number ) ) == 0;
 }
 
-NetlinkSocket::Received NetlinkSocket::receive() {
-   size_ = 0;
-   sockaddr_nl sender{};
-   iovec part{ buffer_.data(), buffer_.size() };
-   msghdr header{};
-   header.msg_name = &sender;
-   header.msg_namelen = sizeof( sender );
-   header.msg_iov = &part;
-   header.msg_iovlen = 1;
-   const ssize_t count = recvmsg( fd(), &header, MSG_DONTWAIT );
-   if( count < 0 ) {
-      if( errno == EAGAIN || errno == EWOULDBLOCK ) {
-         return Received::nothing;
-      }
-      if( errno == ENOBUFS ) {
-         return Received::lost;
-      }
-      if( errno == EINTR ) {
-         return Received::datagram;
-      }
-      throw std::system_error( errno, std::generic_category(),
-                               "cannot read from the netlink socket" );
+void NetlinkSocket::readAheadIs( std::size_t datagrams ) {
+   arrivals_.resize( std::clamp( datagrams, std::size_t{ 1 }, kMostAhead ) );
+   makeRoom();
+}
+
+/// Pages of it that no datagram reaches take no memory.
+void NetlinkSocket::makeRoom() {
+   buffer_ = std::make_unique_for_overwrite<std::byte[]>( arrivals_.size() * room_ );
+   headers_.resize( arrivals_.size() );
+   for( std::size_t i = 0; i < arrivals_.size(); ++i ) {
+      arrivals_[i].bytes = { buffer_.get() + i * room_, room_ };
+      headers_[i] = {};
+      headers_[i].msg_hdr.msg_name = &arrivals_[i].sender;
+      headers_[i].msg_hdr.msg_iov = &arrivals_[i].bytes;
+      headers_[i].msg_hdr.msg_iovlen = 1;
    }
-   if( header.msg_namelen != sizeof( sender ) || sender.nl_pid != 0 ) {
+   isTooSmall_ = false;
+}
+
+/// Takes what there is; gives why there is nothing.
+std::optional<NetlinkSocket::Received> NetlinkSocket::fill() {
+   if( isTooSmall_ ) {
+      room_ = std::min( 2 * room_, kLargestBuffer );
+      makeRoom();
+   }
+   for( mmsghdr &header : headers_ ) {
+      header.msg_hdr.msg_namelen = sizeof( sockaddr_nl );
+   }
+   next_ = 0;
+   count_ = 0;
+   const int count = recvmmsg( fd(), headers_.data(), static_cast<unsigned>( headers_.size() ),
+                               MSG_DONTWAIT, nullptr );
+   if( count >= 0 ) {
+      count_ = static_cast<std::size_t>( count );
+      return std::nullopt;
+   }
+   if( errno == EAGAIN || errno == EWOULDBLOCK ) {
+      return Received::nothing;
+   }
+   if( errno == ENOBUFS ) {
+      return Received::lost;
+   }
+   if( errno == EINTR ) {
+      return Received::datagram;
+   }
+   throw std::system_error( errno, std::generic_category(), "cannot read from the netlink socket" );
+}
+
+NetlinkSocket::Received NetlinkSocket::receive() {
+   datagram_ = {};
+   if( !isAhead() ) {
+      if( const std::optional<Received> why = fill() ) {
+         return *why;
+      }
+   }
+   const std::size_t at = next_++;
+   const msghdr &header = headers_[at].msg_hdr;
+   if( header.msg_namelen != sizeof( sockaddr_nl ) || arrivals_[at].sender.nl_pid != 0 ) {
       return Received::datagram; // not from the kernel
    }
    if( ( header.msg_flags & MSG_TRUNC ) != 0 ) {
-      buffer_.resize( std::min( 2 * buffer_.size(), kLargestBuffer ) );
+      isTooSmall_ = true;
       return Received::lost;
    }
-   size_ = static_cast<std::size_t>( count );
+   datagram_ = { buffer_.get() + at * room_, headers_[at].msg_len };
    return Received::datagram;
 }
 

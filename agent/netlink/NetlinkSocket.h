@@ -7,6 +7,8 @@
 #include <initializer_list>
 #include <linux/rtnetlink.h>
 #include <memory>
+#include <optional>
+#include <sys/socket.h>
 #include <vector>
 
 struct mnl_socket;
@@ -36,10 +38,18 @@ class NetlinkSocket {
    /// Sets a flag of SOL_NETLINK, as far as this kernel has it; gives whether it has.
    bool flagIs( int option, bool value ) noexcept;
 
+   /// From now on receive() takes up to so many datagrams in one system call, 1 to kMostAhead, and
+   /// gives them one by one. What has been read ahead does not make fd() readable: whoever waits
+   /// for that goes on with receive() for as long as isAhead(). Before the first receive().
+   void readAheadIs( std::size_t datagrams );
+   static constexpr std::size_t kMostAhead = 64;
+   /// Is there a datagram for the next receive() that has left the socket already?
+   bool isAhead() const noexcept { return next_ < count_; }
+
    /// One datagram. Throws std::system_error when the socket is broken.
    Received receive();
    /// The last one; valid until the next receive().
-   NetlinkSpan datagram() const noexcept { return { buffer_.data(), size_ }; }
+   NetlinkSpan datagram() const noexcept { return datagram_; }
    /// Gives an errno, 0 when the kernel has taken the bytes.
    int send( NetlinkSpan messages ) noexcept;
 
@@ -48,9 +58,23 @@ class NetlinkSocket {
       void operator()( mnl_socket *socket ) const noexcept;
    };
 
+   struct Arrival { ///< room for a datagram
+      sockaddr_nl sender;
+      iovec bytes;
+   };
+
+   void makeRoom();
+   std::optional<Received> fill();
+
    std::unique_ptr<mnl_socket, Close> socket_;
-   std::vector<std::byte> buffer_;
-   std::size_t size_ = 0;
+   std::size_t room_; ///< for each of the datagrams, in bytes
+   std::unique_ptr<std::byte[]> buffer_;
+   std::vector<Arrival> arrivals_;
+   std::vector<mmsghdr> headers_; ///< of the kernel, one for each arrival
+   std::size_t count_ = 0;        ///< of those that have arrived
+   std::size_t next_ = 0;
+   bool isTooSmall_ = false;
+   NetlinkSpan datagram_;
 };
 
 } // namespace OrloAgent

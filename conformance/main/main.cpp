@@ -149,7 +149,8 @@ int main( int argc, char **argv ) {
                    "Takes the entry of $VLAN, $MAC and $INDEX out, behind the helper's back" );
    app.add_option( "--plant", commands.plant,
                    "Puts one in, for $VLAN, $MAC and $INDEX; VLANs 0 and 4095 as well" );
-   app.add_option( "--rule", wanted.rules, "Tries this rule only; may be given several times" );
+   app.add_option( "--rule", wanted.rules, "Tries this rule only; may be given several times" )
+         ->allow_extra_args( false );
    app.add_flag( "--list", wanted.listOnly, "Lists the rules and what they say" );
    app.add_flag( "--empty", wanted.empty, "What the hardware holds may be removed" );
    app.add_option( "--seed", wanted.seed, "Of what is random, as printed by an earlier run" );

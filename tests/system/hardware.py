@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import shlex
 import shutil
 import struct
@@ -25,6 +26,11 @@ def slots_of(path):
             assert pair not in held, f'{pair} stands in slots {held[pair]} and {index}'
             held[pair] = index
     return held
+
+
+def _bytes(octets):
+    """What bpftool has printed as texts."""
+    return bytes(int(octet, 16) for octet in octets)
 
 
 class MemoryHardware:
@@ -99,10 +105,14 @@ class EbpfHardware:
     kind = 'ebpf'
 
     def __init__(self, switch, ports):
-        self._ports = list(ports)
+        self._switch, self._ports = switch, list(ports)
         self._mount = switch.path('bpf')
         os.mkdir(self._mount)
         subprocess.run([need('mount', 'mount'), '-t', 'bpf', 'bpf', self._mount], check=True)
+
+    def ports_are(self, ports):
+        """For the next configuration."""
+        self._ports = list(ports)
 
     @property
     def pins(self):
@@ -127,20 +137,55 @@ class EbpfHardware:
 
     def entries(self):
         """The index of each pair."""
-        held = {}
-        for row in self._rows('router_macs'):
-            key, value = (bytes(int(octet, 16) for octet in row[part]) for part in ('key', 'value'))
-            held[struct.unpack_from('=H', key)[0], key[2:].hex(':')] = struct.unpack_from('=I', value)[0]
-        return held
+        return {pair: index for pair, (index, _) in self.rows().items()}
+
+    def rows(self):
+        """Index and SVI of each pair."""
+        return {(struct.unpack_from('=H', key)[0], key[2:].hex(':')): struct.unpack('=II', value)
+                for key, value in ((_bytes(row['key']), _bytes(row['value'])) for row in self.table('router_macs'))}
+
+    def ports(self):
+        """The access VLAN of each port, by interface index."""
+        return {struct.unpack('=I', _bytes(row['key']))[0]: struct.unpack('=I', _bytes(row['value']))[0]
+                for row in self.table('ports')}
+
+    def counts(self):
+        """Frames and bytes of each index, without those that have none."""
+        counts = {}
+        for row in self.table('frame_counts'):
+            each = [struct.unpack('=QQ', _bytes(value['value'])) for value in row['values']]
+            counts[struct.unpack('=I', _bytes(row['key']))[0]] = tuple(map(sum, zip(*each)))
+        return {index: count for index, count in counts.items() if count != (0, 0)}
+
+    def table(self, name):
+        """Its rows as bpftool has them."""
+        return self._bpftool('map', 'dump', 'pinned', os.path.join(self.pins, name)) or []
+
+    def ids(self):
+        """What the kernel knows program and tables by."""
+        return {name: self._bpftool('prog' if name == 'program' else 'map', 'show', 'pinned',
+                                    os.path.join(self.pins, name))['id'] for name in sorted(os.listdir(self.pins))}
+
+    def filters(self):
+        """Preference, handle and program of each filter at each port that is there."""
+        return {port: self._filters(port) for port in self._names() if self._switch.show(port)}
+
+    def _names(self):
+        return [port if isinstance(port, str) else port['name'] for port in self._ports]
+
+    def _filters(self, port):
+        shown = self._switch.run(need('tc', 'iproute2'), 'filter', 'show', 'dev', port, 'ingress')
+        return re.findall(r'pref (\d+) bpf chain 0 handle (\w+) .* id (\d+) ', shown)
 
     def empty(self):
         """As it is before an agent has ever run, but for the filters of the ports."""
         shutil.rmtree(self.pins, ignore_errors=True)
 
-    def _rows(self, table):
-        dump = subprocess.run([need('bpftool', 'bpftool'), '-j', 'map', 'dump', 'pinned',
-                               os.path.join(self.pins, table)], capture_output=True, text=True, check=False)
-        return json.loads(dump.stdout) if dump.returncode == 0 else []
+    @staticmethod
+    def _bpftool(*arguments):
+        done = subprocess.run([need('bpftool', 'bpftool'), '-j', *arguments], capture_output=True, text=True,
+                              check=False)
+        return json.loads(done.stdout) if done.returncode == 0 else None
 
     def close(self):
         """What still holds it open keeps it for as long."""
@@ -168,7 +213,8 @@ class BridgeHardware:
         bridge = need('bridge', 'iproute2')
 
         def vlan(verb):
-            return ' && '.join(f'{bridge} vlan {verb} dev {self._bridge} vid {number} self' for number in vlans)
+            lines = ''.join(f'vlan {verb} dev {self._bridge} vid {number} self\\n' for number in vlans)
+            return f"printf '{lines}' | {bridge} -batch -"
         return {'--refuse': vlan('del'), '--accept': vlan('add'),
                 '--lose': f'{bridge} fdb del $MAC dev {self._bridge} vlan $VLAN self'}
 

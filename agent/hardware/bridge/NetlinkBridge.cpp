@@ -41,6 +41,9 @@ NetlinkBridge::NetlinkBridge( std::string name, U32 batch )
       throw std::runtime_error( "this kernel is too old: it has no strict netlink dumps" );
    }
    heard_.joins( RTNLGRP_BRVLAN );
+   // An answer to each of our changes, and two news of it.
+   asked_.readAheadIs( NetlinkSocket::kMostAhead );
+   heard_.readAheadIs( NetlinkSocket::kMostAhead );
 }
 
 /// Sends the requests in batches and hears the answers. Gives an errno when the kernel did not take
@@ -258,7 +261,7 @@ void NetlinkBridge::change( IfIndex bridge, std::span<Change> changes ) {
 
 BridgeKernel::News NetlinkBridge::news() {
    News news;
-   for( int i = 0; i < kDatagramsAtOnce; ++i ) {
+   for( int i = 0; i < kDatagramsAtOnce || heard_.isAhead(); ++i ) {
       const Received received = heard_.receive();
       if( received == Received::nothing ) {
          break;

@@ -13,6 +13,9 @@ namespace {
 using Quor::U16;
 using Quor::U32;
 
+/// Of this part of the table a look-up each costs as much as to read it all.
+constexpr U32 kWorthReading = 4;
+
 /// The same for every pair that is refused for it.
 std::string reasonOf( int error ) {
    switch( error ) {
@@ -151,17 +154,43 @@ void EbpfHelper::hear() {
 }
 
 void EbpfHelper::remove( std::span<Write> writes ) {
+   const std::vector<Found> found = readFor( writes.size() );
    for( std::size_t at = 0; at < writes.size(); at += batch_ ) {
-      removeRows( writes.subspan( at, std::min( batch_, writes.size() - at ) ) );
+      removeRows( writes.subspan( at, std::min( batch_, writes.size() - at ) ), found );
    }
 }
 
-void EbpfHelper::removeRows( std::span<Write> writes ) {
+/// What stands in the table, by index: nothing when that many pairs are sooner looked up one by
+/// one, or it cannot be read.
+std::vector<EbpfHelper::Found> EbpfHelper::readFor( std::size_t count ) const {
+   std::vector<Found> found;
+   if( count < indexes() / kWorthReading ) {
+      return found;
+   }
+   try {
+      const std::vector<EbpfKernel::Entry> entries = kernel_->entries();
+      found.resize( indexes() );
+      for( const EbpfKernel::Entry &entry : entries ) {
+         if( entry.index < found.size() ) {
+            found[entry.index] = entry.pair;
+         }
+      }
+   } catch( const std::exception & ) { // one by one then
+   }
+   return found;
+}
+
+bool EbpfHelper::hasRow( const Write &write ) const {
+   const std::optional<EbpfKernel::Entry> row = kernel_->entry( write.pair );
+   return row && ( write.index == kNoIndex || row->index == write.index );
+}
+
+/// `found` spares look-ups.
+void EbpfHelper::removeRows( std::span<Write> writes, const std::vector<Found> &found ) {
    std::vector<Write *> asked;
    std::vector<VlanAndMac> pairs;
    for( Write &write : writes ) {
-      const std::optional<EbpfKernel::Entry> row = kernel_->entry( write.pair );
-      if( row && ( write.index == kNoIndex || row->index == write.index ) ) {
+      if( ( write.index < found.size() && found[write.index] == write.pair ) || hasRow( write ) ) {
          asked.push_back( &write );
          pairs.push_back( write.pair );
       }
@@ -197,7 +226,7 @@ void EbpfHelper::addRows( std::span<Write> writes ) {
          without.push_back( { write.index, write.pair } );
       }
    }
-   removeRows( without );
+   removeRows( without, {} );
    eachDone(
          std::span<const EbpfKernel::Entry>( rows ),
          [this]( std::span<const EbpfKernel::Entry> some ) { return kernel_->put( some ); },

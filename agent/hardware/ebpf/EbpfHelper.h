@@ -38,6 +38,8 @@ class EbpfHelper final : public OrloHelper::RetryingHelper {
  private:
    static constexpr std::size_t kVlans = 4096; // IEEE 802.1Q
 
+   using Found = std::optional<VlanAndMac>;
+
    struct Svi {
       std::string name;
       Quor::U32 ifindex; // 0: there is none of that name
@@ -48,7 +50,9 @@ class EbpfHelper final : public OrloHelper::RetryingHelper {
    /// The rows of those whose SVI is another one than is written there are written again.
    void sviRows();
    void readSvis();
-   void removeRows( std::span<Write> writes );
+   std::vector<Found> readFor( std::size_t count ) const;
+   bool hasRow( const Write &write ) const;
+   void removeRows( std::span<Write> writes, const std::vector<Found> &found );
    void addRows( std::span<Write> writes );
 
    const std::unique_ptr<EbpfKernel> kernel_;

@@ -58,6 +58,22 @@ class SlotFileTest : public testing::Test {
          return error.what();
       }
    }
+   /// What somebody sees who only looks: "index: pair" each, or why he cannot.
+   std::string seen() const {
+      try {
+         std::string all;
+         Quor::U32 index = 0;
+         for( const std::optional<Pair> &there : SlotFile::contentsOf( path() ) ) {
+            all += there ? std::to_string( index ) + ": " + valueToStrep( there->vlanId() ) + " " +
+                                 valueToStrep( there->mac() ) + "\n"
+                         : "";
+            ++index;
+         }
+         return all;
+      } catch( const HardwareError &error ) {
+         return error.what();
+      }
+   }
    std::string path( const std::string &name = "slots" ) const { return folder_.path( name ); }
    std::string bytes( const std::string &name = "slots" ) const {
       std::ifstream file( path( name ), std::ios::binary );
@@ -223,6 +239,8 @@ TEST_F( SlotFileTest, ABrokenFileIsSetAsideAndReplaced ) {
    };
    for( const Row &row : rows ) {
       write( row.bytes );
+      EXPECT_EQ( seen(), "cannot read the slot table " + path() + ": " + row.flaw );
+      EXPECT_EQ( bytes(), row.bytes ) << "a look changes nothing";
       notices_.clear();
       const auto slots = open( 5 );
       EXPECT_EQ( contentsOf( *slots ), Contents{} ) << row.flaw;
@@ -276,6 +294,23 @@ TEST_F( SlotFileTest, TwoAgentsCannotShareIt ) {
       EXPECT_EQ( slots->slot( 1 ), pair( 10, 51 ) );
    }
    EXPECT_EQ( answer( 5, path() ), "" );
+}
+
+TEST_F( SlotFileTest, WhoOnlyLooksNeedsNoLockAndMakesNothing ) {
+   EXPECT_EQ( seen(), "" );
+   EXPECT_FALSE( exists( "slots" ) );
+   const auto slots = open( 5 );
+   EXPECT_EQ( seen(), "" );
+   slots->slotIs( 0, pair( 10, 51 ) );
+   slots->slotIs( 4, pair( 4094, 255 ) );
+   EXPECT_EQ( seen(), "0: 10 00:00:5e:00:01:33\n4: 4094 00:00:5e:00:01:ff\n" );
+   std::filesystem::remove( path() );
+   write( "" );
+   EXPECT_EQ( seen(), "" ) << "its maker was interrupted";
+   EXPECT_EQ( bytes(), "" );
+   std::filesystem::remove( path() );
+   std::filesystem::create_directory( path() );
+   EXPECT_EQ( seen(), "cannot read the slot table " + path() + ": it is not a regular file" );
 }
 
 TEST_F( SlotFileTest, WhereNoTableCanBe ) {
@@ -405,7 +440,11 @@ TEST_F( SlotFileTest, NoBytesDoHarm ) {
          all[random() % all.size()] = static_cast<char>( random() );
       }
       write( all );
+      const std::string found = seen();
+      EXPECT_EQ( bytes(), all );
       EXPECT_EQ( answer( 20, path() ), "" );
+      EXPECT_EQ( found.starts_with( "cannot read" ), !notices_.empty() ) << round;
+      notices_.clear();
    }
 }
 

@@ -134,12 +134,12 @@ TEST( RenderPairs, WhatTheHardwareRefusesAndWhatItHasNotAnswered ) {
    pending["refusal"] = nullptr;
    EXPECT_EQ( fitting( renderPairs( { { "total", 3 }, { "pairs", { refused, kept, pending } } },
                                     kPlain ) ),
-              "VLAN  MAC                INTERFACE  INDEX  WANTED  PROGRAMMED             SINCE\n"
-              "  10  00:00:5e:00:01:33  br10       4      yes     no: no room in the     3m12s\n"
+              "VLAN  MAC                INTERFACE  INDEX  WANTED  PROGRAMMED              SINCE\n"
+              "  10  00:00:5e:00:01:33  br10       4      yes     no: no room in the      3m12s\n"
               "                                                   table\n"
-              "  11  00:00:5e:00:01:33  -          5      no      yes: no room in the        -\n"
+              "  11  00:00:5e:00:01:33  -          5      no      yes: no room in the         -\n"
               "                                                   table\n"
-              "  12  00:00:5e:00:01:33  br10       6      yes     pending                3m12s\n"
+              "  12  00:00:5e:00:01:33  br10       6      yes     pending                 3m12s\n"
               "3 pairs: 2 wanted, 1 programmed, 0 waiting\n" );
 }
 

@@ -301,7 +301,7 @@ TEST_F( RetryingHelperTest, AnIndexAndAPairWaitForARemoval ) {
    EXPECT_EQ( helper_->slot( 0 ), a );
    EXPECT_EQ( workedTo( 1100ms ), ( Lines{ "remove 0:10/1" } ) );
    helper_->onRemove = yes;
-   EXPECT_EQ( workedTo( 1300ms ), ( Lines{ "remove 0:10/1", "add 1:10/1 0:11/1" } ) );
+   EXPECT_EQ( workedTo( 1300ms ), ( Lines{ "remove 0:10/1", "add 0:11/1 1:10/1" } ) );
    EXPECT_EQ( helper_->refusal( 0 ), std::nullopt );
    EXPECT_EQ( helper_->refusal( 1 ), std::nullopt );
    EXPECT_EQ( work(), HardwareWork::kNever );
