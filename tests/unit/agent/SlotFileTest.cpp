@@ -43,9 +43,10 @@ Contents contentsOf( const SlotFile &slots ) {
 
 class SlotFileTest : public testing::Test {
  protected:
-   std::unique_ptr<SlotFile> open( Quor::U32 count ) {
+   std::unique_ptr<SlotFile> open( Quor::U32 count, SlotFile::Size size = SlotFile::Size::exact ) {
       return std::make_unique<SlotFile>(
-            path(), count, [this]( const std::string &what ) { notices_.push_back( what ); } );
+            path(), count, [this]( const std::string &what ) { notices_.push_back( what ); },
+            size );
    }
    /// What opening answers; empty when it works.
    std::string answer( Quor::U32 count, const std::string &path ) {
@@ -159,6 +160,48 @@ TEST_F( SlotFileTest, AnotherSizeKeepsWhatFits ) {
                "the slot table " + path() + " had 3 slots and has 1000 now",
                "the slot table " + path() + " had 1000 slots and has 0 now; entries dropped: 4",
                "the slot table " + path() + " had 0 slots and has 2 now" } ) );
+}
+
+TEST_F( SlotFileTest, WhoNeedsWhatStandsBehindItsSlotsKeepsIt ) {
+   open( 5 )->slotIs( 4, pair( 10, 51 ) );
+
+   const auto slots = open( 3, SlotFile::Size::atLeast );
+
+   EXPECT_EQ( slots->count(), 5u );
+   EXPECT_EQ( contentsOf( *slots ), ( Contents{ { 4, pair( 10, 51 ) } } ) );
+   EXPECT_TRUE( notices_.empty() );
+}
+
+TEST_F( SlotFileTest, APairMayBeForeign ) {
+   {
+      const auto slots = open( 3 );
+      slots->slotIs( 0, pair( 10, 51 ) );
+      slots->slotIs( 1, pair( 11, 51 ), true );
+   }
+   const auto slots = open( 3 );
+   EXPECT_EQ( contentsOf( *slots ), ( Contents{ { 0, pair( 10, 51 ) }, { 1, pair( 11, 51 ) } } ) );
+   EXPECT_EQ(
+         ( std::vector{ slots->isForeign( 0 ), slots->isForeign( 1 ), slots->isForeign( 2 ) } ),
+         ( std::vector{ false, true, false } ) );
+   slots->slotIs( 1, pair( 11, 51 ) );
+   EXPECT_FALSE( slots->isForeign( 1 ) );
+   EXPECT_TRUE( notices_.empty() );
+}
+
+TEST_F( SlotFileTest, AnybodyCanReadItBesideItsProcess ) {
+   using Slots = std::vector<std::optional<Pair>>;
+   EXPECT_EQ( SlotFile::read( path() ), Slots{} );
+   EXPECT_FALSE( std::filesystem::exists( path() ) );
+
+   const auto slots = open( 3 );
+   slots->slotIs( 1, pair( 10, 51 ) );
+   const Slots expected{ std::nullopt, pair( 10, 51 ), std::nullopt };
+   EXPECT_EQ( SlotFile::read( path() ), expected );
+   EXPECT_EQ( slots->slots(), expected );
+
+   std::ofstream( path( "other" ) ) << "what is this?";
+   EXPECT_THROW( SlotFile::read( path( "other" ) ), HardwareError );
+   EXPECT_THROW( SlotFile::read( path() + "/slots" ), HardwareError );
 }
 
 TEST_F( SlotFileTest, ABrokenFileIsSetAsideAndReplaced ) {
