@@ -54,7 +54,8 @@ std::vector<U8> frame( const U8 ( &to )[ETH_ALEN], std::size_t size = 60, U16 et
 }
 
 Tag tag( U16 vlan, unsigned priority = 0, bool mayBeDropped = false ) {
-   return { ETH_P_8021Q, static_cast<U16>( priority << 13 | mayBeDropped << 12 | vlan ) };
+   return { ETH_P_8021Q,
+            static_cast<U16>( priority << 13 | ( mayBeDropped ? 1u : 0u ) << 12 | vlan ) };
 }
 
 Tag serviceTag( U16 vlan ) {
