@@ -2,7 +2,7 @@
 # make test   sets up, builds, and runs every test
 # The rest: make help
 .DEFAULT_GOAL := help
-.PHONY: help setup build build-sanitize run test install lint format clean
+.PHONY: help setup build build-sanitize run test bench-adds install lint format clean
 
 PREFIX ?= /usr/local
 
@@ -11,6 +11,7 @@ help:
 	@echo "                       pairs appearing in the hardware table"
 	@echo "make run CONFIG=FILE   set up, build, and run the agent on your own configuration"
 	@echo "make test              set up, build, and run every test; ends with one line of totals"
+	@echo "make bench-adds        set up, build, and measure how fast the hardware is programmed (docs/performance.md)"
 	@echo "make install           set up, build, and install below PREFIX (/usr/local), in DESTDIR if that is given"
 	@echo "make lint              format, static analysis, warnings as errors with g++ and clang++"
 	@echo "make format            lay the code out as make lint wants it"
@@ -31,6 +32,10 @@ run: setup
 
 test: build build-sanitize
 	@scripts/test release sanitize
+
+bench-adds: setup
+	@scripts/build release bench_adds wide_registers
+	@scripts/bench-adds
 
 install: build
 	@DESTDIR='$(DESTDIR)' cmake --install build/release --prefix '$(PREFIX)'
