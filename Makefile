@@ -2,7 +2,7 @@
 # make test   sets up, builds, and runs every test
 # The rest: make help
 .DEFAULT_GOAL := help
-.PHONY: help setup build build-sanitize run test bench-adds install lint format clean
+.PHONY: help setup build build-sanitize run test soak bench-adds install lint format clean
 
 PREFIX ?= /usr/local
 
@@ -11,6 +11,7 @@ help:
 	@echo "                       pairs appearing in the hardware table"
 	@echo "make run CONFIG=FILE   set up, build, and run the agent on your own configuration"
 	@echo "make test              set up, build, and run every test; ends with one line of totals"
+	@echo "make soak              the long runs: 100 kills under traffic, 100 fail-overs, a kill before each single write"
 	@echo "make bench-adds        set up, build, and measure how fast the hardware is programmed (docs/performance.md)"
 	@echo "make install           set up, build, and install below PREFIX (/usr/local), in DESTDIR if that is given"
 	@echo "make lint              format, static analysis, warnings as errors with g++ and clang++"
@@ -32,6 +33,9 @@ run: setup
 
 test: build build-sanitize
 	@scripts/test release sanitize
+
+soak: build
+	@ORLO_KILLS=100 ORLO_FAIL_OVERS=100 ORLO_KILL_STEP=1 ORLO_KERNEL_LIMIT=5400 tests/system/run undisturbed killed. failover
 
 bench-adds: setup
 	@scripts/build release bench_adds wide_registers

@@ -46,8 +46,8 @@ std::string text( const VlanAndMac &pair, U32 index ) {
 } // namespace
 
 RetryingHelper::RetryingHelper( Quor::Name name, const HelperSettings &settings )
-      : VrrpSmHelper( name ), indexes_( settings.indexes ), trouble_( settings.trouble ),
-        places_( settings.indexes ) {
+      : VrrpSmHelper( std::move( name ) ), indexes_( settings.indexes ),
+        trouble_( settings.trouble ), places_( settings.indexes ) {
    queue_.reserve( settings.indexes );
 }
 

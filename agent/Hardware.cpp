@@ -19,6 +19,17 @@ void waitFor( const OrloHelper::HardwareWork &work, Instant next ) {
    ::poll( &ready, 1, static_cast<int>( std::max<long>( delay.count(), 0 ) ) );
 }
 
+/// What the module throws is its own, and goes with it.
+std::vector<Audit::Entry> readAll( const OrloHelper::HardwareView &view ) {
+   try {
+      return view.readAll();
+   } catch( const std::exception &error ) {
+      throw std::runtime_error( error.what() );
+   } catch( ... ) {
+      throw std::runtime_error( "the helper cannot read its hardware, and does not say why" );
+   }
+}
+
 } // namespace
 
 Hardware::Hardware( const Configuration &configuration, Use use, const Trouble &trouble )
@@ -49,12 +60,12 @@ Audit Hardware::audit( const std::vector<Verdict> &verdicts ) const {
    for( const auto &entry : table->virtualRouterMacs() ) {
       wanted.push_back( entry.key() );
    }
-   return { wanted, view->readAll(), indexes_ };
+   return { wanted, readAll( *view ), indexes_ };
 }
 
 std::size_t Hardware::held( std::size_t asTold ) const {
    const OrloHelper::HardwareView *const view = viewOf( helper_ );
-   return view ? view->readAll().size() : asTold;
+   return view ? readAll( *view ).size() : asTold;
 }
 
 Hardware::Flushed Hardware::flush( std::chrono::milliseconds limit ) {

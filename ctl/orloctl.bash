@@ -52,7 +52,7 @@ _orloctl() {
       ;;
    esac
    local IFS=$' \t\n'
-   if [[ "${#before[@]}" == 1 && ${before[0]} != show ]]; then IFS=$'\n'; fi # keys may have blanks
+   if [[ "${#before[@]}" == 1 && ${before[0]} != show && $current != -* ]]; then IFS=$'\n'; fi # keys may have blanks
    COMPREPLY=()
    for word in $found; do
       if [[ $word == "$current"* ]]; then COMPREPLY+=("$word"); fi

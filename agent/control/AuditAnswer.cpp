@@ -157,6 +157,8 @@ Answer auditAnswer( Agent &agent, bool isToRepair ) {
       throw;
    } catch( const std::exception &error ) { // the hardware cannot be read
       fail( error.what() );
+   } catch( ... ) {
+      fail( "the helper cannot read its hardware, and does not say why" );
    }
 }
 

@@ -36,7 +36,7 @@ constexpr std::size_t kHeaderWords = 8;
 using Header = std::array<U64, kHeaderWords>;
 
 constexpr U64 kUsed = 0xA;
-constexpr U64 kForeign = 0xF;
+constexpr U64 kForeign = 0xC;
 constexpr int kMostAside = 9;
 
 constexpr U64 lengthFor( U32 count ) {

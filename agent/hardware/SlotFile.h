@@ -8,7 +8,7 @@
 //    16       8      number of slots, low half; its check, high half
 //    24       8      number of slot writes since the file was made
 //    32       32     zero
-//    64       8 n    the slots; 0 is free, used is 0xA, or 0xF for a foreign one (4 bits), the VLAN
+//    64       8 n    the slots; 0 is free, used is 0xA, or 0xC for a foreign one (4 bits), the VLAN
 //                    (12), the MAC (48)
 //
 // A slot is one 64-bit word, written in one store: a process that is killed at any instant leaves

@@ -20,7 +20,10 @@ void run( const std::string &option, const std::string &command ) {
 }
 
 std::function<void()> played( const std::string &option, const std::string &command ) {
-   return command.empty() ? std::function<void()>() : [option, command] { run( option, command ); };
+   if( command.empty() ) {
+      return {};
+   }
+   return [option, command] { run( option, command ); };
 }
 
 std::function<void( const Pair &, Quor::U32 )> playedFor( const std::string &option,
@@ -39,9 +42,13 @@ std::function<void( const Pair &, Quor::U32 )> playedFor( const std::string &opt
 } // namespace
 
 Faults Commands::faults() const {
-   return { played( "--refuse", refuse ), played( "--refuse-removals", refuseRemovals ),
-            played( "--accept", accept ), playedFor( "--lose", lose ),
-            playedFor( "--plant", plant ) };
+   Faults faults;
+   faults.refuse = played( "--refuse", refuse );
+   faults.refuseRemovals = played( "--refuse-removals", refuseRemovals );
+   faults.accept = played( "--accept", accept );
+   faults.lose = playedFor( "--lose", lose );
+   faults.plant = playedFor( "--plant", plant );
+   return faults;
 }
 
 } // namespace OrloConformance

@@ -52,6 +52,7 @@ std::vector<Rule> chosen( const std::vector<std::string> &names ) {
                                     [&]( const Rule &rule ) { return rule.name == name; } );
       if( at == all.end() ) {
          std::vector<std::string_view> known;
+         known.reserve( all.size() );
          for( const Rule &rule : all ) {
             known.emplace_back( rule.name );
          }

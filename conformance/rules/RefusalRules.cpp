@@ -6,7 +6,6 @@
 
 namespace OrloConformance {
 
-using OrloHelper::HardwareWork;
 using Quor::U32;
 using Refusal = Bench::Refusal;
 

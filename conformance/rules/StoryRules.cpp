@@ -11,7 +11,7 @@ using Quor::U32;
 
 namespace {
 
-constexpr U32 kEvents = 300;
+constexpr U32 kEvents = 200;
 constexpr U32 kMostChanges = 5; // in one event
 
 /// The programmer, its table, and the hardware through a long time.

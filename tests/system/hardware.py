@@ -213,7 +213,8 @@ class BridgeHardware:
         bridge = need('bridge', 'iproute2')
 
         def vlan(verb):
-            return ' && '.join(f'{bridge} vlan {verb} dev {self._bridge} vid {number} self' for number in vlans)
+            lines = ''.join(f'vlan {verb} dev {self._bridge} vid {number} self\\n' for number in vlans)
+            return f"printf '{lines}' | {bridge} -batch -"
         return {'--refuse': vlan('del'), '--accept': vlan('add'),
                 '--lose': f'{bridge} fdb del $MAC dev {self._bridge} vlan $VLAN self'}
 

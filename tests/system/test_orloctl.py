@@ -171,7 +171,8 @@ class LookingTest(SystemTest):
             values = dict(line.split() for line in text.splitlines() if not line.startswith('#'))
             self.assertLessEqual(0, int(values.pop('orlo_waiting_oldest_seconds')))
             self.assertEqual({'orlo_slots': '5', 'orlo_slots_used': '5', 'orlo_wanted': '6', 'orlo_waiting': '1',
-                              'orlo_audit_mismatches': '0', 'orlo_program_failures_total': '0',
+                              'orlo_audit_mismatches': '0', 'orlo_refused': '0',
+                              'orlo_program_failures_total': '0', 'orlo_hardware_writes_total': '5',
                               'orlo_adopted_total': '0'}, values)
             self.assertEqual(len(values) + 1, text.count('# TYPE orlo_'))
 

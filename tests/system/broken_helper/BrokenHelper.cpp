@@ -9,6 +9,7 @@
 #include <chrono>
 #include <dlfcn.h>
 #include <stdexcept>
+#include <thread>
 
 using OrloHelper::CurrentVrrpStateForInit;
 using OrloHelper::HardwareWork;
@@ -34,6 +35,8 @@ void empty( VrrpSmHelper &helper ) {
                                      entry.value() );
    }
    dynamic_cast<HardwareWork &>( helper ).work( std::chrono::steady_clock::now() );
+   std::this_thread::sleep_for(
+         std::chrono::milliseconds( 50 ) ); // a chip that is reset takes time
 }
 
 } // namespace

@@ -43,9 +43,10 @@ Contents contentsOf( const SlotFile &slots ) {
 
 class SlotFileTest : public testing::Test {
  protected:
-   std::unique_ptr<SlotFile> open( Quor::U32 count ) {
+   std::unique_ptr<SlotFile> open( Quor::U32 count, SlotFile::Size size = SlotFile::Size::exact ) {
       return std::make_unique<SlotFile>(
-            path(), count, [this]( const std::string &what ) { notices_.push_back( what ); } );
+            path(), count, [this]( const std::string &what ) { notices_.push_back( what ); },
+            size );
    }
    /// What opening answers; empty when it works.
    std::string answer( Quor::U32 count, const std::string &path ) {
@@ -53,6 +54,22 @@ class SlotFileTest : public testing::Test {
          const SlotFile slots( path, count,
                                [this]( const std::string &what ) { notices_.push_back( what ); } );
          return {};
+      } catch( const HardwareError &error ) {
+         return error.what();
+      }
+   }
+   /// What somebody sees who only looks: "index: pair" each, or why he cannot.
+   std::string seen() const {
+      try {
+         std::string all;
+         Quor::U32 index = 0;
+         for( const std::optional<Pair> &there : SlotFile::read( path() ) ) {
+            all += there ? std::to_string( index ) + ": " + valueToStrep( there->vlanId() ) + " " +
+                                 valueToStrep( there->mac() ) + "\n"
+                         : "";
+            ++index;
+         }
+         return all;
       } catch( const HardwareError &error ) {
          return error.what();
       }
@@ -145,6 +162,48 @@ TEST_F( SlotFileTest, AnotherSizeKeepsWhatFits ) {
                "the slot table " + path() + " had 0 slots and has 2 now" } ) );
 }
 
+TEST_F( SlotFileTest, WhoNeedsWhatStandsBehindItsSlotsKeepsIt ) {
+   open( 5 )->slotIs( 4, pair( 10, 51 ) );
+
+   const auto slots = open( 3, SlotFile::Size::atLeast );
+
+   EXPECT_EQ( slots->count(), 5u );
+   EXPECT_EQ( contentsOf( *slots ), ( Contents{ { 4, pair( 10, 51 ) } } ) );
+   EXPECT_TRUE( notices_.empty() );
+}
+
+TEST_F( SlotFileTest, APairMayBeForeign ) {
+   {
+      const auto slots = open( 3 );
+      slots->slotIs( 0, pair( 10, 51 ) );
+      slots->slotIs( 1, pair( 11, 51 ), true );
+   }
+   const auto slots = open( 3 );
+   EXPECT_EQ( contentsOf( *slots ), ( Contents{ { 0, pair( 10, 51 ) }, { 1, pair( 11, 51 ) } } ) );
+   EXPECT_EQ(
+         ( std::vector{ slots->isForeign( 0 ), slots->isForeign( 1 ), slots->isForeign( 2 ) } ),
+         ( std::vector{ false, true, false } ) );
+   slots->slotIs( 1, pair( 11, 51 ) );
+   EXPECT_FALSE( slots->isForeign( 1 ) );
+   EXPECT_TRUE( notices_.empty() );
+}
+
+TEST_F( SlotFileTest, AnybodyCanReadItBesideItsProcess ) {
+   using Slots = std::vector<std::optional<Pair>>;
+   EXPECT_EQ( SlotFile::read( path() ), Slots{} );
+   EXPECT_FALSE( std::filesystem::exists( path() ) );
+
+   const auto slots = open( 3 );
+   slots->slotIs( 1, pair( 10, 51 ) );
+   const Slots expected{ std::nullopt, pair( 10, 51 ), std::nullopt };
+   EXPECT_EQ( SlotFile::read( path() ), expected );
+   EXPECT_EQ( slots->slots(), expected );
+
+   std::ofstream( path( "other" ) ) << "what is this?";
+   EXPECT_THROW( SlotFile::read( path( "other" ) ), HardwareError );
+   EXPECT_THROW( SlotFile::read( path() + "/slots" ), HardwareError );
+}
+
 TEST_F( SlotFileTest, ABrokenFileIsSetAsideAndReplaced ) {
    {
       const auto slots = open( 5 );
@@ -176,10 +235,12 @@ TEST_F( SlotFileTest, ABrokenFileIsSetAsideAndReplaced ) {
          { good.substr( 0, good.size() - 1 ), "it is shorter than its 5 slots" },
          { with( 64, 1 ), "slot 0 is corrupt" },
          { with( 64 + 8 + 7, 0x10 ), "slot 1 is corrupt" },
-         { with( 64 + 4 * 8 + 7, 0xff ), "slot 4 is corrupt" },
+         { with( 64 + 4 * 8 + 7, 0xef ), "slot 4 is corrupt" },
    };
    for( const Row &row : rows ) {
       write( row.bytes );
+      EXPECT_EQ( seen(), "cannot read the slot table " + path() + ": " + row.flaw );
+      EXPECT_EQ( bytes(), row.bytes ) << "a look changes nothing";
       notices_.clear();
       const auto slots = open( 5 );
       EXPECT_EQ( contentsOf( *slots ), Contents{} ) << row.flaw;
@@ -233,6 +294,23 @@ TEST_F( SlotFileTest, TwoAgentsCannotShareIt ) {
       EXPECT_EQ( slots->slot( 1 ), pair( 10, 51 ) );
    }
    EXPECT_EQ( answer( 5, path() ), "" );
+}
+
+TEST_F( SlotFileTest, WhoOnlyLooksNeedsNoLockAndMakesNothing ) {
+   EXPECT_EQ( seen(), "" );
+   EXPECT_FALSE( exists( "slots" ) );
+   const auto slots = open( 5 );
+   EXPECT_EQ( seen(), "" );
+   slots->slotIs( 0, pair( 10, 51 ) );
+   slots->slotIs( 4, pair( 4094, 255 ) );
+   EXPECT_EQ( seen(), "0: 10 00:00:5e:00:01:33\n4: 4094 00:00:5e:00:01:ff\n" );
+   std::filesystem::remove( path() );
+   write( "" );
+   EXPECT_EQ( seen(), "" ) << "its maker was interrupted";
+   EXPECT_EQ( bytes(), "" );
+   std::filesystem::remove( path() );
+   std::filesystem::create_directory( path() );
+   EXPECT_EQ( seen(), "cannot read the slot table " + path() + ": it is not a regular file" );
 }
 
 TEST_F( SlotFileTest, WhereNoTableCanBe ) {
@@ -362,7 +440,11 @@ TEST_F( SlotFileTest, NoBytesDoHarm ) {
          all[random() % all.size()] = static_cast<char>( random() );
       }
       write( all );
+      const std::string found = seen();
+      EXPECT_EQ( bytes(), all );
       EXPECT_EQ( answer( 20, path() ), "" );
+      EXPECT_EQ( found.starts_with( "cannot read" ), !notices_.empty() ) << round;
+      notices_.clear();
    }
 }
 

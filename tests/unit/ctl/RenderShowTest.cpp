@@ -134,12 +134,12 @@ TEST( RenderPairs, WhatTheHardwareRefusesAndWhatItHasNotAnswered ) {
    pending["refusal"] = nullptr;
    EXPECT_EQ( fitting( renderPairs( { { "total", 3 }, { "pairs", { refused, kept, pending } } },
                                     kPlain ) ),
-              "VLAN  MAC                INTERFACE  INDEX  WANTED  PROGRAMMED             SINCE\n"
-              "  10  00:00:5e:00:01:33  br10       4      yes     no: no room in the     3m12s\n"
+              "VLAN  MAC                INTERFACE  INDEX  WANTED  PROGRAMMED              SINCE\n"
+              "  10  00:00:5e:00:01:33  br10       4      yes     no: no room in the      3m12s\n"
               "                                                   table\n"
-              "  11  00:00:5e:00:01:33  -          5      no      yes: no room in the        -\n"
+              "  11  00:00:5e:00:01:33  -          5      no      yes: no room in the         -\n"
               "                                                   table\n"
-              "  12  00:00:5e:00:01:33  br10       6      yes     pending                3m12s\n"
+              "  12  00:00:5e:00:01:33  br10       6      yes     pending                 3m12s\n"
               "3 pairs: 2 wanted, 1 programmed, 0 waiting\n" );
 }
 
@@ -219,6 +219,29 @@ TEST( RenderSlots, WhatTheHardwareHoldsInsteadStandsThere ) {
               "    0    12  00:00:5e:00:01:33  no: VLAN 99  00:00:5e:00:01:63     -\n"
               "    1     -  -                  no: VLAN 99  00:00:5e:00:01:63     1\n"
               "2 of 2 slots used, 1 available\n" );
+}
+
+TEST( RenderSlots, WhatTheHardwareRefusesStandsThere ) {
+   const Json other{ { "vlan", 99 }, { "mac", "00:00:5e:00:01:63" } };
+   const Json result{ { "total", 2 },
+                      { "used", 1 },
+                      { "available", 1 },
+                      { "slots",
+                        { { { "index", 0 },
+                            { "vlan", 12 },
+                            { "mac", "00:00:5e:00:01:33" },
+                            { "hardware", false },
+                            { "refusal", refusal() } },
+                          { { "index", 1 },
+                            { "free", 1 },
+                            { "holds", other },
+                            { "refusal", refusal( true ) } } } } };
+   EXPECT_EQ( fitting( renderSlots( result, kPlain ) ),
+              "INDEX  VLAN  MAC                HARDWARE                                    FREE\n"
+              "    0    12  00:00:5e:00:01:33  no: no room in the table                       -\n"
+              "    1     -  -                  no: VLAN 99  00:00:5e:00:01:63: no room in     1\n"
+              "                                the table\n"
+              "1 of 2 slots used, 1 available\n" );
 }
 
 TEST( RenderInterfaces, EachWithItsDevices ) {
