@@ -31,6 +31,9 @@ class HardwareWork {
    /// Reads the whole hardware and does at the next work() what makes it as it was asked to be, and
    /// nothing else. Throws std::runtime_error when it cannot be read.
    virtual void repair() = 0;
+   /// The hardware holds no pair any more, and nothing else of ours is to be left there either. The
+   /// helper is not asked for anything after that. Throws std::runtime_error when something stays.
+   virtual void leave() {}
 
  protected:
    ~HardwareWork() = default;

@@ -18,6 +18,7 @@ constexpr U16 kLastVlan = 4094; // IEEE 802.1Q
 constexpr std::chrono::milliseconds kFirstDelay{ 100 };
 constexpr std::chrono::milliseconds kLongestDelay{ 30'000 };
 constexpr U32 kMostDoublings = 9;
+constexpr std::chrono::seconds kReadingDelay{ 1 };
 // Longer than the longest delay: what is lost again as soon as it is back is not a new story.
 constexpr auto kLossesForgotten = 2 * kLongestDelay;
 constexpr std::size_t kMostTold = 16;
@@ -101,7 +102,9 @@ void RetryingHelper::syncVrrpStateOnInit(
    try {
       entries = readAll();
    } catch( const std::exception &error ) {
-      tell( std::string( "cannot read what the hardware holds: " ) + error.what() );
+      tell( std::string( "cannot read what the hardware holds: " ) + error.what() +
+            "; it is tried again" );
+      nextReading_ = now_;
    }
    for( Place &place : places_ ) {
       place.wanted.reset();
@@ -203,7 +206,8 @@ void RetryingHelper::repair() {
 
 HardwareWork::Time RetryingHelper::work( Time now ) {
    now_ = now;
-   hear();
+   listen();
+   readAgain();
    queueDue();
    removeQueued();
    addQueued();
@@ -211,7 +215,30 @@ HardwareWork::Time RetryingHelper::work( Time now ) {
       told_.clear();
       tell( "the hardware has taken everything now that it had refused" );
    }
-   return due_.empty() ? kNever : due_.begin()->first;
+   return std::min( nextReading_, due_.empty() ? kNever : due_.begin()->first );
+}
+
+void RetryingHelper::listen() {
+   try {
+      hear();
+   } catch( const std::exception &error ) {
+      if( told_.size() < kMostTold && told_.insert( error.what() ).second ) {
+         tell( std::string( "cannot hear what the hardware tells: " ) + error.what() );
+      }
+   }
+}
+
+/// What could not be adopted then is put right by now: the programmer has given out indexes.
+void RetryingHelper::readAgain() {
+   if( now_ < nextReading_ ) {
+      return;
+   }
+   try {
+      repair();
+      nextReading_ = kNever;
+   } catch( const std::exception & ) { // told of then
+      nextReading_ = now_ + kReadingDelay;
+   }
 }
 
 void RetryingHelper::queue( U32 place ) {

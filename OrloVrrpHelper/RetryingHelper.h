@@ -80,6 +80,7 @@ class RetryingHelper : public VrrpSmHelper, public HardwareView, public Hardware
    // and HardwareView::readAll()
 
    /// Called first in each work(): hear what the hardware has to tell, and call the ones below.
+   /// What it throws is told once.
    virtual void hear() {}
 
    /// The hardware does not hold the index's pair any more, or not as it should: it is written
@@ -127,6 +128,8 @@ class RetryingHelper : public VrrpSmHelper, public HardwareView, public Hardware
       return place < indexes_ ? place : extraIndexes_[place - indexes_];
    }
    void queue( Quor::U32 place );
+   void listen();
+   void readAgain();
    void queueDue();
    void removeQueued();
    void addQueued();
@@ -153,6 +156,7 @@ class RetryingHelper : public VrrpSmHelper, public HardwareView, public Hardware
    std::unordered_map<Quor::U32, Time> scheduled_; ///< the same, by place
    std::set<std::string> told_;                    ///< reasons
    Time now_{};
+   Time nextReading_ = kNever; ///< of hardware that could not be read when it was to be adopted
    Quor::U64 refusals_ = 0;
    Quor::U64 writes_ = 0;
 };

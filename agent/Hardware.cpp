@@ -91,6 +91,8 @@ Hardware::Flushed Hardware::flush( std::chrono::milliseconds limit ) {
    flushed.removed = std::max( before, told ) - flushed.left;
    if( flushed.left != 0 ) {
       countReasons( flushed );
+   } else if( work ) {
+      work->leave();
    }
    return flushed;
 }

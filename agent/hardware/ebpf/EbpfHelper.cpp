@@ -115,6 +115,11 @@ void EbpfHelper::repair() {
    ports_.heardNothing();
 }
 
+void EbpfHelper::leave() {
+   ports_.leaveAll();
+   kernel_->unpin();
+}
+
 std::vector<EbpfHelper::Entry> EbpfHelper::readAll() const {
    std::vector<Entry> all;
    for( const EbpfKernel::Entry &entry : kernel_->entries() ) {

@@ -26,6 +26,7 @@ class EbpfHelper final : public OrloHelper::RetryingHelper {
    Time work( Time now ) override;
    void interfacesAre( const std::vector<OrloHelper::RoutedInterface> &interfaces ) override;
    void repair() override;
+   void leave() override;
    std::vector<Entry> readAll() const override;
    void syncVrrpStateOnInit(
          const Quor::Ptr<OrloHelper::CurrentVrrpStateForInit> &currentStatePtr ) override;

@@ -74,6 +74,9 @@ class EbpfKernel {
    virtual int attach( Quor::U32 ifindex ) = 0;
    virtual int detach( Quor::U32 ifindex ) = 0;
 
+   /// Program and tables go with this object: nobody finds them again. Throws HardwareError.
+   virtual void unpin() = 0;
+
    /// The interface index of the device with this name; 0 when there is none.
    virtual Quor::U32 ifindex( const std::string &name ) const = 0;
    /// Becomes readable when there is news; -1: never.

@@ -26,6 +26,7 @@ class LinuxEbpf final : public EbpfKernel {
    Filter filter( Quor::U32 ifindex ) const override;
    int attach( Quor::U32 ifindex ) override;
    int detach( Quor::U32 ifindex ) override;
+   void unpin() override { program_.unpin(); }
    Quor::U32 ifindex( const std::string &name ) const override;
    int fd() const override;
    News hear() override;

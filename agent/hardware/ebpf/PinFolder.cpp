@@ -77,12 +77,16 @@ FileDescriptor PinFolder::open( const std::string &name ) const {
    return FileDescriptor( bpf_obj_get( pathOf( name ).c_str() ) );
 }
 
+void PinFolder::unpin( const std::string &name ) const {
+   Failpoint::hit( "pin" );
+   if( unlink( pathOf( name ).c_str() ) < 0 && errno != ENOENT ) {
+      fail( "remove " + name + " from", errno );
+   }
+}
+
 void PinFolder::pin( const std::string &name, int fd ) const {
    const std::string made = pathOf( "new_" + name ); // a dot is not allowed there
-   Failpoint::hit( "pin" );
-   if( unlink( made.c_str() ) < 0 && errno != ENOENT ) {
-      fail( "remove new_" + name + " from", errno );
-   }
+   unpin( "new_" + name );
    Failpoint::hit( "pin" );
    if( bpf_obj_pin( fd, made.c_str() ) < 0 ) {
       fail( "pin " + name + " in", errno );

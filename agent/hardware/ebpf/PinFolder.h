@@ -20,6 +20,8 @@ class PinFolder {
    FileDescriptor open( const std::string &name ) const;
    /// Gives it this name, in one step when something else has it. Throws HardwareError.
    void pin( const std::string &name, int fd ) const;
+   /// Nothing has this name any more. Throws HardwareError.
+   void unpin( const std::string &name ) const;
 
  private:
    std::string pathOf( const std::string &name ) const { return path_ + "/" + name; }

@@ -88,6 +88,13 @@ PinnedProgram::PinnedProgram( const std::string &folder, U32 indexes, const Noti
    fail( error );
 }
 
+void PinnedProgram::unpin() const {
+   folder_.unpin( kProgramPin );
+   for( const char *const name : PortProgram::kTableNames ) {
+      folder_.unpin( name );
+   }
+}
+
 void PinnedProgram::takeTables( U32 indexes, const Notice &notice ) {
    std::array<FileDescriptor, PortProgram::kTables> pinned;
    std::array<std::optional<Shape>, PortProgram::kTables> shapes;

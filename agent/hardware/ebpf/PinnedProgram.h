@@ -18,6 +18,9 @@ class PinnedProgram {
    /// Throws HardwareError. `notice` hears what the administrator has to know.
    PinnedProgram( const std::string &folder, Quor::U32 indexes, const Notice &notice );
 
+   /// The next process finds nothing. Throws HardwareError.
+   void unpin() const;
+
    // The descriptors are this object's.
    int fd() const noexcept { return program_.get(); }
    Quor::U32 id() const noexcept { return id_; } ///< of the program, in the kernel

@@ -24,6 +24,7 @@ class ReadOnlyEbpf final : public EbpfKernel {
    Filter filter( Quor::U32 ) const override { return Filter::none; }
    int attach( Quor::U32 ) override { return EPERM; }
    int detach( Quor::U32 ) override { return EPERM; }
+   void unpin() override {}
    Quor::U32 ifindex( const std::string & ) const override { return 0; }
    int fd() const override { return -1; }
    News hear() override { return {}; }

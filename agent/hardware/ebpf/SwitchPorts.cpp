@@ -166,6 +166,13 @@ void SwitchPorts::isForeign( Port &port ) {
                          " ingress)" );
 }
 
+void SwitchPorts::leaveAll() {
+   ports_.clear();
+   while( !table_.empty() ) {
+      leave( table_.begin()->first );
+   }
+}
+
 void SwitchPorts::leave( U32 ifindex ) {
    const Filter filter = kernel_.filter( ifindex );
    if( filter == Filter::current || filter == Filter::outdated ) {

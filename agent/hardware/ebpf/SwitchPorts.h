@@ -28,6 +28,8 @@ class SwitchPorts {
    void heard( const EbpfKernel::News &news );
    /// All of them are to be looked at.
    void heardNothing();
+   /// Detaches the program from all of them, for good.
+   void leaveAll();
    /// Puts right what it has heard of. Gives when to come back at the latest.
    Time work( Time now );
 

@@ -20,6 +20,16 @@ TEST_F( EbpfHelperTest, EveryPairGoesIntoTheSviOfItsPrimaryVlan ) {
    EXPECT_EQ( told(), Lines{} );
 }
 
+TEST_F( EbpfHelperTest, WhoLeavesLeavesNothing ) {
+   start();
+   ASSERT_NE( switch_.filters, decltype( switch_.filters )() );
+   helper_->leave();
+   EXPECT_EQ( switch_.filters, decltype( switch_.filters )() );
+   EXPECT_EQ( switch_.ports, decltype( switch_.ports )() );
+   EXPECT_EQ( switch_.calls.back(), "unpin" );
+   EXPECT_EQ( work(), Lines{ "unpin" } ) << "a port is attached again";
+}
+
 TEST_F( EbpfHelperTest, WritesOfOneEventAreOneMessage ) {
    start();
    for( U32 index = 0; index < 5; ++index ) {

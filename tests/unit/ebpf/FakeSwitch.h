@@ -146,6 +146,7 @@ class FakeEbpf final : public EbpfKernel {
       switch_.news.filtered.push_back( ifindex );
       return 0;
    }
+   void unpin() override { wrote( "unpin" ); }
    U32 ifindex( const std::string &name ) const override {
       const auto at = switch_.devices.find( name );
       return at == switch_.devices.end() ? 0 : at->second;

@@ -471,5 +471,30 @@ TEST_F( RetryingHelperTest, ARepairWritesWhatIsWrongAndNothingElse ) {
    EXPECT_EQ( workedTo( 2ms ), Lines{} );
 }
 
+TEST_F( RetryingHelperTest, HardwareThatCannotBeReadAtTheStartIsReadLater ) {
+   helper_->onRead = []() -> Entries { throw std::runtime_error( "no answer" ); };
+   snapshot_ = Quor::make<CurrentVrrpStateForInit>();
+   helper_->syncVrrpStateOnInit( snapshot_ );
+   EXPECT_EQ( snapshot().size(), 0u );
+   EXPECT_EQ( told(),
+              Lines{ "cannot read what the hardware holds: no answer; it is tried again" } );
+   add( a, 0 );
+   EXPECT_EQ( workedTo( 0s ), Lines{ "add 0:10/1" } );
+   EXPECT_EQ( work(), now_ + 1s );
+
+   helper_->onRead = [] { return Entries{ { a, 0 }, { b, 1 } }; };
+   EXPECT_EQ( workedTo( 999ms ), Lines{} );
+   EXPECT_EQ( workedTo( 1s ), Lines{ "remove 1:11/1" } ) << "what nobody wants";
+   EXPECT_EQ( work(), HardwareWork::kNever );
+   EXPECT_EQ( told(), Lines{} );
+}
+
+TEST_F( RetryingHelperTest, WhatHearingThrowsIsToldOnceAndStopsNothing ) {
+   helper_->onHear = [] { throw std::runtime_error( "deaf" ); };
+   add( a, 0 );
+   EXPECT_EQ( workedTo( 0s ), Lines{ "add 0:10/1" } );
+   EXPECT_EQ( told().front(), "cannot hear what the hardware tells: deaf" );
+}
+
 } // namespace
 } // namespace LibraryTests
