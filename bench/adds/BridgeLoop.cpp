@@ -27,6 +27,7 @@ constexpr U16 kPut = NLM_F_CREATE | NLM_F_REPLACE;
 BridgeLoop::BridgeLoop( const Job &job, std::size_t batch, Answers answers )
       : job_( job ), batch_( batch ), answers_( answers ), bytes_( batch * kLongest ) {
    socket_.flagIs( NETLINK_CAP_ACK, true );
+   socket_.readAheadIs( answers == Answers::each ? batch : 1 );
 }
 
 template <class Header>

@@ -87,18 +87,27 @@ TEST_F( EbpfHelperTest, AFullTableTakesThePairAsSoonAsItHasRoom ) {
 }
 
 TEST_F( EbpfHelperTest, ARowThatIsNotThereIsRemovedAlready ) {
-   start();
-   program( { pair( 10, 1 ), pair( 10, 2 ), pair( 10, 3 ) } );
-   switch_.rows.erase( pair( 10, 2 ) );
-   switch_.rows[pair( 10, 3 )].index = 7; // somebody else's doing: not what is to be removed
+   struct Case {
+      U32 indexes; // of many rows a few are looked up, of few the table is read
+      bool isUnreadable;
+   };
+   for( const Case &one : { Case{ 8, false }, Case{ 1000, false }, Case{ 8, true } } ) {
+      SCOPED_TRACE( one.indexes );
+      switch_.rows.clear();
+      start( one.indexes );
+      program( { pair( 10, 1 ), pair( 10, 2 ), pair( 10, 3 ) } );
+      switch_.rows.erase( pair( 10, 2 ) );
+      switch_.rows[pair( 10, 3 )].index = 7; // somebody else's doing: not what is to be removed
+      switch_.isUnreadable = one.isUnreadable;
 
-   for( U32 index = 0; index < 3; ++index ) {
-      del( pair( 10, static_cast<Quor::U8>( index + 1 ) ), index );
+      for( U32 index = 0; index < 3; ++index ) {
+         del( pair( 10, static_cast<Quor::U8>( index + 1 ) ), index );
+      }
+
+      EXPECT_EQ( work(), Lines{ "erase 1" } );
+      EXPECT_EQ( switch_.rows, ( Rows{ { pair( 10, 3 ), { 7, ifindex( "br10" ) } } } ) );
+      EXPECT_EQ( helper_->refusals(), 0u );
    }
-   work();
-
-   EXPECT_EQ( switch_.rows, ( Rows{ { pair( 10, 3 ), { 7, ifindex( "br10" ) } } } ) );
-   EXPECT_EQ( helper_->refusals(), 0u );
 }
 
 TEST_F( EbpfHelperTest, ARemovalThatTheKernelRefusesIsTriedAgain ) {
