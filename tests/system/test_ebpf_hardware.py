@@ -119,7 +119,8 @@ class EbpfTest(PortsTest):
 
     def test_frames_without_a_tag_belong_to_the_access_vlan_of_their_port(self):
         ports = self.lab.ports
-        self.hardware.ports_are([ports[10], {'name': ports[11], 'vlan': 11}, {'name': ports[12], 'vlan': 10}, ports[20]])
+        self.hardware.ports_are([ports[10], {'name': ports[11], 'vlan': 11}, {'name': ports[12], 'vlan': 10},
+                                 ports[20]])
         agent = self.agent()
 
         came = self.send(vlans=SET, tag=0)
