@@ -152,7 +152,9 @@ class TaggedLab(RoutedLab):
     bridge = svi = 'br10'
 
     def _make_bridge(self):
-        self.switch.ip('link add br10 type bridge stp_state 0 forward_delay 0 mcast_snooping 0', 'link set br10 up',
+        # With an address of its own: it would take another one when a port goes, and forget its neighbours.
+        self.switch.ip('link add br10 address 02:00:00:00:00:01 type bridge stp_state 0 forward_delay 0 '
+                       'mcast_snooping 0', 'link set br10 up',
                        *self._add_ports())
 
     def _tag(self, vlan):

@@ -8,7 +8,7 @@ from agent import PROGRAM, Agent, adopted, appears, published, removed, run_agen
 from hardware import EbpfHardware
 from lab import Lab, need, wait_until
 from orloctl import Orloctl
-from routed_lab import PRIMARY, SECONDARY, VLANS, TaggedLab
+from routed_lab import PRIMARY, SECONDARY, VLANS, FilteringLab, TaggedLab
 
 SET = (PRIMARY, *SECONDARY)
 
@@ -17,13 +17,14 @@ def counts(flow):
     return flow.sent, flow.received_upstream, flow.answered
 
 
-class EbpfTest(unittest.TestCase):
-    """With hosts that send through the ports. All of them tag their frames: see TaggedLab."""
+class PortsTest(unittest.TestCase):
+    """Hosts that send through the ports."""
 
     maxDiff = None
+    lab_type = None
 
     def setUp(self):
-        self.lab = TaggedLab()
+        self.lab = self.lab_type()
         self.addCleanup(self.lab.close)
         self.switch = self.lab.switch
         self.use(EbpfHardware(self.switch, self.lab.ports.values()))
@@ -36,8 +37,48 @@ class EbpfTest(unittest.TestCase):
     def agent(self, indexes=8):
         agent = Agent(self.switch, indexes=indexes, interfaces=[self.lab.interface], hardware=self.hardware)
         if indexes:
-            agent.expect(appears(51))
+            agent.expect(appears(51, interface=self.lab.svi))
         return agent
+
+    def send(self, vlans=VLANS, number=20, **how):
+        """What becomes of the frames of each host."""
+        flows = {vlan: self.lab.flow(vlan, 51, count=number, **how) for vlan in vlans}
+        return {vlan: counts(flow.wait()) for vlan, flow in flows.items()}
+
+
+class AccessPortsTest(PortsTest):
+    """In a kernel with VLANs: the hosts are on access ports and tag nothing, the SVI is a VLAN device on the bridge."""
+
+    needs_vlan_kernel = True
+    lab_type = FilteringLab
+
+    def setUp(self):
+        super().setUp()
+        self.hardware.ports_are({'name': port, 'vlan': vlan} for vlan, port in self.lab.ports.items())
+
+    def test_frames_of_the_set_are_routed_and_not_flooded(self):
+        self.agent()
+
+        with self.lab.flooded(51) as flooded:
+            came = self.send()
+
+        self.assertEqual({10: (20, 20, 20), 11: (20, 20, 20), 12: (20, 20, 20), 20: (20, 0, 0)}, came)
+        self.assertEqual({20: 20}, flooded.heard)
+
+    def test_without_an_index_all_of_them_are_flooded(self):
+        self.agent(indexes=0)
+
+        with self.lab.flooded(51) as flooded:
+            came = self.send()
+
+        self.assertEqual({vlan: (20, 0, 0) for vlan in VLANS}, came)
+        self.assertEqual({vlan: 20 for vlan in VLANS}, flooded.heard)
+
+
+class EbpfTest(PortsTest):
+    """All hosts tag their frames: see TaggedLab."""
+
+    lab_type = TaggedLab
 
     def again(self, agent):
         """Starts the agent once more: it adopts everything."""
@@ -47,11 +88,6 @@ class EbpfTest(unittest.TestCase):
     def writes(self, agent):
         return int(re.search(r'^orlo_hardware_writes_total (\d+)$', Orloctl(agent.socket).text('metrics'),
                              re.MULTILINE).group(1))
-
-    def send(self, vlans=VLANS, number=20, **how):
-        """What becomes of the frames of each host."""
-        flows = {vlan: self.lab.flow(vlan, 51, count=number, **how) for vlan in vlans}
-        return {vlan: counts(flow.wait()) for vlan, flow in flows.items()}
 
     def ifindex(self, device):
         return self.switch.show(device)['ifindex']
@@ -83,7 +119,8 @@ class EbpfTest(unittest.TestCase):
 
     def test_frames_without_a_tag_belong_to_the_access_vlan_of_their_port(self):
         ports = self.lab.ports
-        self.hardware.ports_are([ports[10], {'name': ports[11], 'vlan': 11}, {'name': ports[12], 'vlan': 10}, ports[20]])
+        self.hardware.ports_are([ports[10], {'name': ports[11], 'vlan': 11}, {'name': ports[12], 'vlan': 10},
+                                 ports[20]])
         agent = self.agent()
 
         came = self.send(vlans=SET, tag=0)
@@ -204,8 +241,8 @@ class EbpfTest(unittest.TestCase):
 
         self.switch.ip('link del port-11')
         wait_until(lambda: old not in self.hardware.ports(), 'the port is out of service', 5.0, self.switch.report)
-        self.switch.ip(f'link add port-11 type veth peer name host-11 address {self.lab.host_mac(11)} '
-                       f'netns {self.lab.hosts.pid}', 'link set port-11 master br10 up')
+        self.switch.ip(f'link add port-11 index 1500 type veth peer name host-11 index 2500 '
+                       f'address {self.lab.host_mac(11)} netns {self.lab.hosts.pid}', 'link set port-11 master br10 up')
         self.lab.hosts.ip('link set host-11 up')
         self.wait_filter('port-11')
         wait_until(lambda: self.switch.forwards('port-11'), 'port-11 forwards')
