@@ -439,7 +439,8 @@ TEST_F( RetryingHelperTest, HardwareThatCannotBeReadIsToldAndTakenAsEmpty ) {
    snapshot_ = Quor::make<CurrentVrrpStateForInit>();
    EXPECT_NO_THROW( helper_->syncVrrpStateOnInit( snapshot_ ) );
    EXPECT_EQ( snapshot_->virtualRouterIndexes().size(), 0u );
-   EXPECT_EQ( told(), ( Lines{ "cannot read what the hardware holds: no answer" } ) );
+   EXPECT_EQ( told(),
+              ( Lines{ "cannot read what the hardware holds: no answer; it is tried again" } ) );
    EXPECT_THROW( helper_->repair(), std::runtime_error );
 }
 
