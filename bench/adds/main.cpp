@@ -99,7 +99,7 @@ void check( Way &way, const Job &job, bool isAdded, bool isBridge ) {
    }
 }
 
-void measure( const std::string &name, Job job ) {
+void measure( const std::string &name, const Job &job ) {
    std::filesystem::create_directory( job.folder );
    {
       const std::unique_ptr<Way> way = ways().at( name )( job );
