@@ -182,7 +182,8 @@ TEST( BridgeKilledTest, AtEachWriteInTurnEveryPairKeepsItsIndex ) {
       lives = life.livesFor( writes );
       life.converges();
    }
-   // 3 rules and 4 entries come, 2 entries and a rule go, a rule and 2 entries come; one more lives.
+   // 3 rules and 4 entries come, 2 entries and a rule go, a rule and 2 entries come; one more
+   // lives.
    EXPECT_EQ( writes, 14 );
 }
 
