@@ -424,6 +424,7 @@ std::string summary( const Configuration &configuration ) {
 std::vector<OrloHelper::RoutedInterface>
 routed( const std::vector<InterfaceConfiguration> &interfaces ) {
    std::vector<OrloHelper::RoutedInterface> all;
+   all.reserve( interfaces.size() );
    for( const InterfaceConfiguration &one : interfaces ) {
       all.push_back( { valueToStrep( one.name ), one.vlan, one.secondaryVlans } );
    }
