@@ -7,7 +7,8 @@
 namespace Quor {
 
 /// The collection holds one reference of an entry; who else holds it can read it after it has been
-/// removed. `Entry` derives from it and is destroyed with the last reference.
+/// removed. `Entry` derives from it; its `unheld()` is called once, when the last reference has
+/// gone. The count, whether the entry is a member, and one bit for the collection share one word.
 template <class Entry>
 class CountedEntry {
  public:
@@ -15,23 +16,45 @@ class CountedEntry {
    CountedEntry &operator=( const CountedEntry & ) = delete;
 
    /// The collection has not removed it.
-   bool isMember() const noexcept { return member_; }
+   bool isMember() const noexcept { return ( word() & kMember ) != 0; }
 
-   void referenceNew() const noexcept { references_.up(); }
+   void referenceNew() const noexcept { add( kReference ); }
    void referenceDel() const noexcept {
-      if( references_.down() ) {
-         delete static_cast<const Entry *>( this );
+      if( add( 0 - kReference ) < kReference ) {
+         static_cast<const Entry *>( this )->unheld();
       }
    }
 
  protected:
    CountedEntry() noexcept = default;
    ~CountedEntry() = default;
-   void removed() noexcept { member_ = false; }
+
+   void removed() noexcept { add( 0 - kMember ); }
+   /// Somebody beside the collection holds it.
+   bool isHeld() const noexcept { return word() >= 2 * kReference; }
+   bool bit() const noexcept { return ( word() & kBit ) != 0; }
+   void bitIs( bool on ) noexcept {
+      if( on != bit() ) {
+         add( on ? kBit : 0 - kBit );
+      }
+   }
 
  private:
-   mutable RefCount references_;
-   bool member_ = true;
+   static constexpr U32 kMember = 1;
+   static constexpr U32 kBit = 2;
+   static constexpr U32 kReference = 4;
+
+   U32 word() const noexcept { return word_.load( std::memory_order_relaxed ); }
+   U32 add( U32 change ) const noexcept {
+      if( RefCount::isThreadSafe() ) [[unlikely]] {
+         return word_.fetch_add( change, std::memory_order_acq_rel ) + change;
+      }
+      const U32 sum = word() + change;
+      word_.store( sum, std::memory_order_relaxed );
+      return sum;
+   }
+
+   mutable std::atomic<U32> word_{ kReference | kMember };
 };
 
 } // namespace Quor

@@ -104,6 +104,8 @@ class HashMap<Key, Value>::Entry : public CountedEntry<Entry> {
 
  private:
    friend class HashMap;
+   friend class CountedEntry<Entry>;
+   void unheld() const noexcept { delete this; }
    Entry( U32 hash, const Key &key, const Value &value )
          : hash_( hash ), key_( key ), value_( value ) {}
 

@@ -130,6 +130,8 @@ class LinkQueue<Value, Link>::Entry : public CountedEntry<Entry> {
 
  private:
    friend class LinkQueue;
+   friend class CountedEntry<Entry>;
+   void unheld() const noexcept { delete this; }
    Entry( U64 ordinal, const Value &value ) : ordinal_( ordinal ), value_( value ) {}
 
    U64 ordinal_;

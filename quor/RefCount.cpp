@@ -9,7 +9,7 @@ void enableThreadSafePointersIs( bool on ) noexcept {
 }
 
 bool enableThreadSafePointers() noexcept {
-   return RefCount::threadSafe_;
+   return RefCount::isThreadSafe();
 }
 
 } // namespace Quor

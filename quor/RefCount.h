@@ -43,6 +43,9 @@ class RefCount {
       return true;
    }
 
+   /// What enableThreadSafePointersIs() has set.
+   static bool isThreadSafe() noexcept { return threadSafe_; }
+
    U32 value() const noexcept { return count_.load( std::memory_order_relaxed ); }
    /// The last reference has gone and the object is on its way out.
    bool isGoing() const noexcept { return value() >= kGoing / 2; }
@@ -51,7 +54,6 @@ class RefCount {
 
  private:
    friend void enableThreadSafePointersIs( bool on ) noexcept;
-   friend bool enableThreadSafePointers() noexcept;
 
    static constexpr U32 kGoing = 1u << 30;
    static bool threadSafe_;
