@@ -4,6 +4,7 @@
 
 #include "bridging/VlanId.h"
 #include "pelmo/EthAddr.h"
+#include "quor/BitReverse.h"
 #include "quor/TypeFwd.h"
 
 namespace Orlo::VrrpPrivateVlanReflectorLib {
@@ -28,9 +29,7 @@ class VlanAndMac {
    constexpr void macIs( const Pelmo::EthAddr &mac ) noexcept { mac_ = mac; }
 
    /// The bits of (hash of the MAC, XOR the VLAN) in reverse order: the low bits choose the bucket.
-   Quor::U32 hash() const noexcept {
-      return Quor::bitReverse( mac_.hash() ^ Quor::U32{ vlanId_.number() } );
-   }
+   Quor::U32 hash() const noexcept;
 
    bool operator==( const VlanAndMac &other ) const noexcept {
       return vlanId_ == other.vlanId_ && mac_ == other.mac_;
@@ -60,8 +59,12 @@ VlanAndMac strepToValue( Quor::Strep<VlanAndMac>, const Quor::String &text );
 std::ostream &operator<<( std::ostream &out, const VlanAndMac &key );
 
 /// Buckets of maps keyed by pair.
-inline Quor::U32 bucketHash( const VlanAndMac &key ) noexcept {
-   return key.hash();
+inline Quor::U32 naturalHash( const VlanAndMac &key ) noexcept {
+   return key.mac().hash() ^ key.vlanId().hash();
+}
+
+inline Quor::U32 VlanAndMac::hash() const noexcept {
+   return Quor::bitReverse( naturalHash( *this ) );
 }
 
 } // namespace Orlo::VrrpPrivateVlanReflectorLib

@@ -2,7 +2,6 @@
 #ifndef PELMO_ETHADDR_H
 #define PELMO_ETHADDR_H
 
-#include "quor/BitReverse.h"
 #include "quor/Strep.h"
 #include "quor/Types.h"
 
@@ -91,8 +90,8 @@ EthAddr strepToValue( Quor::Strep<EthAddr>, const Quor::String &text );
 std::ostream &operator<<( std::ostream &out, const EthAddr &mac );
 
 /// Buckets of maps keyed by MAC.
-inline Quor::U32 bucketHash( const EthAddr &mac ) noexcept {
-   return Quor::bitReverse( mac.hash() );
+inline Quor::U32 naturalHash( const EthAddr &mac ) noexcept {
+   return mac.hash();
 }
 
 } // namespace Pelmo
