@@ -86,6 +86,12 @@ class HashMap {
    using Link = typename Nodes::Link;
    /// A place in buckets_.
    using Bucket = U32;
+   /// Tells a walk its bucket without a look at the entry, so that the processor can fetch several
+   /// entries at once. Good for as long as the mask is the map's.
+   struct Cursor {
+      Bucket bucket = 0;
+      U32 mask = 0;
+   };
    static constexpr U32 kMostBuckets = 1u << 31;
 
    Entry &node( Link link ) const noexcept { return *nodes_->at( link ); }
@@ -95,8 +101,8 @@ class HashMap {
       const U32 differing = a ^ b;
       return ( b & differing & ( 0 - differing ) ) != 0;
    }
-   /// Where the walk goes on after `steps` (a power of 2) buckets; 0 at the end.
-   Bucket ahead( Bucket from, U32 steps ) const noexcept;
+   /// The bucket behind this one; 0 at the end.
+   Bucket following( Bucket bucket ) const noexcept;
 
    Entry *lookup( const Key &key ) const noexcept;
    /// The link to (hash, key), or to what stands behind it.
@@ -108,8 +114,9 @@ class HashMap {
    Ptr<Entry> remove( Link &link ) noexcept;
    void grow();
    /// The first entry of this bucket, or of the first one behind it that has any.
-   Entry *first( Bucket bucket ) const noexcept;
-   Entry *after( const Entry &entry ) const noexcept;
+   Entry *first( Cursor &from ) const noexcept;
+   Entry *firstBehind( Cursor &cursor ) const noexcept;
+   Entry *after( const Entry &entry, Cursor &cursor ) const noexcept;
 
    const PtrInterface *owner_;
    typename Nodes::Owned nodes_; // made with the first entry

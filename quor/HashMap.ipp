@@ -183,59 +183,60 @@ auto HashMap<Key, Value>::place( U32 naturalHash, const Key &key ) noexcept -> L
 
 template <class Key, class Value>
 auto HashMap<Key, Value>::begin() const -> Iterator {
-   Entry *const entry = size_ != 0 ? first( front_ ) : nullptr;
-   if( entry ) {
-      front_ = bucket( entry->hash() );
+   if( size_ == 0 ) {
+      return Iterator( this, nullptr );
    }
-   return Iterator( this, Ptr<Entry>::share( entry ) );
+   Cursor cursor{ front_, mask_ };
+   Entry *const entry = first( cursor );
+   front_ = cursor.bucket;
+   return Iterator( this, ptrTo( *entry ), cursor );
 }
 
 template <class Key, class Value>
 auto HashMap<Key, Value>::iteratorFrom( const Key &key ) const -> Iterator {
    const U32 hash = naturalHash( key );
    const Link at = *const_cast<HashMap *>( this )->place( hash, key );
-   const Bucket next = ahead( bucket( hash ), 1 );
-   return Iterator( this, Ptr<Entry>::share( at != 0     ? &node( at )
-                                             : next != 0 ? first( next )
-                                                         : nullptr ) );
+   Cursor cursor{ bucket( hash ), mask_ };
+   Entry *const entry = at != 0 ? &node( at ) : firstBehind( cursor );
+   return Iterator( this, Ptr<Entry>::share( entry ), cursor );
 }
 
-/// Counting in reversed bits: the carry runs downwards, from the highest bit (or from the one that
-/// stands for so many steps).
+/// Counting in reversed bits: the carry runs downwards from the highest one.
 template <class Key, class Value>
-auto HashMap<Key, Value>::ahead( Bucket from, U32 steps ) const noexcept -> Bucket {
-   const U32 counted = mask_ / steps;
-   const U32 carry = std::bit_floor( ~from & counted );
-   return carry == 0 ? 0 : ( from & ( ( carry - 1 ) | ( mask_ & ~counted ) ) ) | carry;
+auto HashMap<Key, Value>::following( Bucket bucket ) const noexcept -> Bucket {
+   const U32 carry = std::bit_floor( ~bucket & mask_ );
+   return carry == 0 ? 0 : ( bucket & ( carry - 1 ) ) | carry;
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::first( Bucket bucket ) const noexcept -> Entry * {
-   do {
-      if( buckets_[bucket] != 0 ) {
-         return &node( buckets_[bucket] );
+auto HashMap<Key, Value>::first( Cursor &from ) const noexcept -> Entry * {
+   const Link link = buckets_[from.bucket];
+   return link != 0 ? &node( link ) : firstBehind( from );
+}
+
+template <class Key, class Value>
+auto HashMap<Key, Value>::firstBehind( Cursor &cursor ) const noexcept -> Entry * {
+   while( ( cursor.bucket = following( cursor.bucket ) ) != 0 ) {
+      if( const Link link = buckets_[cursor.bucket] ) {
+         return &node( link );
       }
-      bucket = ahead( bucket, 1 );
-   } while( bucket != 0 );
+   }
    return nullptr;
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::after( const Entry &entry ) const noexcept -> Entry * {
-   const U32 hash = entry.hash();
+auto HashMap<Key, Value>::after( const Entry &entry, Cursor &cursor ) const noexcept -> Entry * {
+   if( cursor.mask != mask_ ) {
+      cursor = { bucket( entry.hash() ), mask_ };
+   }
    Link next = entry.link_;
    if( !entry.isMember() ) {
-      next = *const_cast<HashMap *>( this )->place( hash, entry.key_ );
+      next = *const_cast<HashMap *>( this )->place( entry.hash(), entry.key_ );
       if( isAt( next, entry.key_ ) ) { // came back meanwhile, and has been visited
          next = node( next ).link_;
       }
    }
-   if( next != 0 ) {
-      return &node( next );
-   }
-   const Bucket home = bucket( hash );
-   const Bucket following = ahead( home, 1 );
-   return following != 0 ? first( following ) : nullptr;
+   return next != 0 ? &node( next ) : firstBehind( cursor );
 }
 
 } // namespace Quor

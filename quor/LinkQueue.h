@@ -105,7 +105,8 @@ class LinkQueue {
    Page &pageNew( Ordinal ordinal );
    void pageDel( Page *page ) noexcept;
    Entry *at( Ordinal ordinal ) const noexcept;
-   Entry *after( const Entry &entry ) const noexcept { return after( entry.ordinal_ ); }
+   struct Cursor {}; // positions tell the order
+   Entry *after( const Entry &entry, Cursor ) const noexcept { return after( entry.ordinal_ ); }
    Entry *after( Ordinal ordinal ) const noexcept;
    Ptr<Entry> add( Ordinal ordinal, const Value &value );
    Ptr<Entry> remove( Entry *entry ) noexcept;
