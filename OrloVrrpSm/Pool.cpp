@@ -71,8 +71,8 @@ void VrrpSm::freeVirtualRouterIndexDelAll() {
 }
 
 void VrrpSm::freeVirtualRouterIndexNotify( U32 key ) const {
-   notify<NotifieeConst, U32>( kFreeVirtualRouterIndex, &NotifieeConst::onFreeVirtualRouterIndex,
-                               key );
+   notify<NotifieeConst, U32, &NotifieeConst::onFreeVirtualRouterIndex>( kFreeVirtualRouterIndex,
+                                                                         key );
 }
 
 U32 VrrpSm::freeChanged( const Ptr<QuorFreeVirtualRouterIndex> &entry ) const {
@@ -93,8 +93,8 @@ void VrrpSm::freeVirtualRouterIndexMetadataIs( const FreeVirtualRouterIndexMetad
 // Indexes of pairs
 
 void VrrpSm::virtualRouterIndexNotify( const VlanAndMac &vrMac ) const {
-   notify<NotifieeConst, const VlanAndMac &>( kVirtualRouterIndex,
-                                              &NotifieeConst::onVirtualRouterIndex, vrMac );
+   notify<NotifieeConst, const VlanAndMac &, &NotifieeConst::onVirtualRouterIndex>(
+         kVirtualRouterIndex, vrMac );
 }
 
 // Pairs that wait
@@ -137,8 +137,8 @@ void VrrpSm::macsNeedingVirtualRouterIndexDelAll() {
 }
 
 void VrrpSm::macsNeedingVirtualRouterIndexNotify( U32 key ) const {
-   notify<NotifieeConst, U32>( kMacsNeedingVirtualRouterIndex,
-                               &NotifieeConst::onMacsNeedingVirtualRouterIndex, key );
+   notify<NotifieeConst, U32, &NotifieeConst::onMacsNeedingVirtualRouterIndex>(
+         kMacsNeedingVirtualRouterIndex, key );
 }
 
 VlanAndMac VrrpSm::waitingChanged( const Ptr<QuorMacsNeedingVirtualRouterIndex> &entry ) const {

@@ -34,7 +34,9 @@ class EthAddr {
    /// Spreads the MACs that VRRP makes (RFC 9568: 00:00:5e:00:01:VRID and 00:00:5e:00:02:VRID) so
    /// well that, mixed with a VLAN number by XOR, aligned blocks of VLANs and VRIDs fill their
    /// buckets evenly; any other MAC behaves as a random number. One look-up and one multiplication.
-   Quor::U32 hash() const noexcept;
+   Quor::U32 hash() const noexcept { return hash( number() ); }
+   /// Of the MAC in the low 48 bits; the others do not count.
+   static Quor::U32 hash( Quor::U64 number ) noexcept;
 
    constexpr auto operator<=>( const EthAddr & ) const noexcept = default;
 
@@ -75,10 +77,10 @@ inline constexpr std::array<Quor::U32, 256> kLastOctet = makeLastOctetTable();
 
 } // namespace EthAddrHash
 
-inline Quor::U32 EthAddr::hash() const noexcept {
-   const Quor::U64 m = number();
-   return EthAddrHash::kLastOctet[m & 0xFF] ^
-          static_cast<Quor::U32>( ( ( m >> 8 ) * 0x1b7e0c18a49a14a5u ) >> 32 );
+inline Quor::U32 EthAddr::hash( Quor::U64 number ) noexcept {
+   const Quor::U64 upper = ( number >> 8 ) & 0xFFFFFFFFFFu;
+   return EthAddrHash::kLastOctet[number & 0xFF] ^
+          static_cast<Quor::U32>( ( upper * 0x1b7e0c18a49a14a5u ) >> 32 );
 }
 
 /// Six lower-case pairs with colons: 00:00:5e:00:01:0a.

@@ -129,7 +129,8 @@ class HashMap {
 /// A key with its value.
 template <class Key, class Value>
 class HashMap<Key, Value>::Entry : public CountedEntry<Entry> {
-   static constexpr bool kIsFlag = std::is_same_v<Value, bool>; // which the entry's word has room for
+   static constexpr bool kIsFlag =
+         std::is_same_v<Value, bool>; // which the entry's word has room for
    struct Nothing {
       template <class V>
       explicit Nothing( const V & ) noexcept {}

@@ -69,8 +69,7 @@ auto HashMap<Key, Value>::insert( const Key &key, const Value &value ) -> Ptr<En
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::add( U32 naturalHash, const Key &key, const Value &value )
-      -> Ptr<Entry> {
+auto HashMap<Key, Value>::add( U32 naturalHash, const Key &key, const Value &value ) -> Ptr<Entry> {
    if( size_ == bucketCount() && size_ != kMostBuckets ) {
       grow();
    }

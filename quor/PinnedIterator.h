@@ -11,8 +11,8 @@ namespace Quor {
 /// Visits the entries of a HashMap or LinkQueue in order. Keeps its entry and the owner of the
 /// collection alive. An entry that was removed is not visited, none is visited twice, none that was
 /// there throughout is missed; when the current entry has been removed the walk goes on at the
-/// first one behind its place. A Collection gives after( entry, cursor ), and a default Cursor: what
-/// it likes to remember about the place of the current entry.
+/// first one behind its place. A Collection gives after( entry, cursor ), and a default Cursor:
+/// what it likes to remember about the place of the current entry.
 template <class Collection>
 class PinnedIterator {
  public:

@@ -69,8 +69,8 @@ class Slab {
 
    /// The slab of a node, whose link the caller knows.
    static Slab &of( const Node &node, Link link ) noexcept {
-      const std::byte *const chunk = reinterpret_cast<const std::byte *>( &node ) -
-                                     ( link % kMostPlaces ) * sizeof( Node );
+      const std::byte *const chunk =
+            reinterpret_cast<const std::byte *>( &node ) - ( link % kMostPlaces ) * sizeof( Node );
       return **reinterpret_cast<Slab *const *>( chunk );
    }
 
@@ -146,8 +146,8 @@ class Slab {
    }
 
    std::vector<std::byte *> chunks_;
-   Link free_ = 0;     // the places that were given back, the last one first
-   Link fresh_ = 0;    // from here to freshEnd_: places of the last chunk that were never taken
+   Link free_ = 0;  // the places that were given back, the last one first
+   Link fresh_ = 0; // from here to freshEnd_: places of the last chunk that were never taken
    Link freshEnd_ = 0;
    U32 inUse_ = 0;
    bool isDropped_ = false;
