@@ -8,7 +8,9 @@ WaitingLine::Entry *WaitingLine::oldest( const VlanAndMac &pair ) noexcept {
    const U32 key = youngest( pair );
    Entry *found = nullptr;
    if( key != kNone ) {
-      found = &queue_.standingAt( queue_.standingAt( key ).link().younger );
+      Entry &entry = queue_.standingAt( key );
+      const U32 oldest = entry.link().younger;
+      found = oldest == key ? &entry : &queue_.standingAt( oldest );
    }
    if( atNone_ && atNone_->value() == pair && ( !found || atNone_->isOlderThan( *found ) ) ) {
       found = atNone_;
@@ -46,21 +48,21 @@ Ptr<WaitingLine::Entry> WaitingLine::set( U32 key, const VlanAndMac &pair ) {
 }
 
 Ptr<WaitingLine::Entry> WaitingLine::deq() {
-   if( const Ptr<Entry> entry = queue_.head() ) {
-      indexDel( *entry );
+   const Ptr<Entry> head = queue_.head();
+   if( head ) {
+      indexDel( *head );
    }
    return queue_.deq();
 }
 
 Ptr<WaitingLine::Entry> WaitingLine::take( U32 key ) {
-   if( const Ptr<Entry> entry = queue_.find( key ) ) {
-      indexDel( *entry );
-   }
-   return queue_.take( key );
+   const Ptr<Entry> entry = queue_.find( key );
+   return entry ? take( *entry ) : nullptr;
 }
 
-Ptr<WaitingLine::Entry> WaitingLine::take( const Queue::Iterator &at ) {
-   return at != queue_.end() && at->isMember() ? take( at->key() ) : nullptr;
+Ptr<WaitingLine::Entry> WaitingLine::take( Entry &entry ) {
+   indexDel( entry );
+   return queue_.take( entry );
 }
 
 /// The bits that a pair's hash gives in reverse order: what comes in blocks of VLANs falls into one
@@ -129,23 +131,26 @@ void WaitingLine::indexDel( Entry &entry ) noexcept {
       atNone_ = nullptr;
       return;
    }
-   U32 &place = youngest( entry.value() );
    const U32 younger = entry.link().younger;
    if( younger == key ) {
-      place = entry.link().chain;
+      U32 *at = &bucket( entry.value() );
+      while( *at != key ) {
+         at = &queue_.standingAt( *at ).link().chain;
+      }
+      *at = entry.link().chain;
       --pairs_;
       return;
    }
+   U32 &place = youngest( entry.value() );
    // One step when the oldest goes, as it does from the head of the line.
-   U32 older = place == key ? younger : place;
-   while( queue_.standingAt( older ).link().younger != key ) {
-      older = queue_.standingAt( older ).link().younger;
+   Entry *older = &queue_.standingAt( place == key ? younger : place );
+   while( older->link().younger != key ) {
+      older = &queue_.standingAt( older->link().younger );
    }
-   EqualPairLink &link = queue_.standingAt( older ).link();
-   link.younger = younger;
+   older->link().younger = younger;
    if( place == key ) {
-      link.chain = entry.link().chain;
-      place = older;
+      older->link().chain = entry.link().chain;
+      place = older->key();
    }
 }
 

@@ -53,7 +53,11 @@ class WaitingLine {
    /// none.
    Quor::Ptr<Entry> deq();
    Quor::Ptr<Entry> take( Quor::U32 key );
-   Quor::Ptr<Entry> take( const Queue::Iterator &at );
+   Quor::Ptr<Entry> take( const Queue::Iterator &at ) {
+      return at != queue_.end() && at->isMember() ? take( at->key() ) : nullptr;
+   }
+   /// Removes an entry of the line.
+   Quor::Ptr<Entry> take( Entry &entry );
 
  private:
    using U32 = Quor::U32;

@@ -31,7 +31,7 @@ class LinkQueue {
    class Entry;
    using Iterator = PinnedIterator<LinkQueue>;
 
-   explicit LinkQueue( const PtrInterface *owner ) noexcept : owner_( owner ) {}
+   explicit LinkQueue( const PtrInterface *owner ) : owner_( owner ) {}
    LinkQueue( const LinkQueue & ) = delete;
    LinkQueue &operator=( const LinkQueue & ) = delete;
    ~LinkQueue() { clear(); }
@@ -65,13 +65,18 @@ class LinkQueue {
    /// Overwrites the value of an entry.
    void valueIs( Entry &entry, const Value &value ) { entry.value_ = value; }
    /// Removes the head; null when the queue is empty.
-   Ptr<Entry> deq() { return count_ == 0 ? nullptr : remove( headOrdinal() ); }
+   Ptr<Entry> deq() { return count_ == 0 ? nullptr : remove( *first( *pages_.head() ) ); }
    /// Removes the entry at `key` and gives it; null when none stands there. After the tail has gone
    /// this way, Enq counts on from the new tail.
-   Ptr<Entry> take( U32 key );
+   Ptr<Entry> take( U32 key ) {
+      Entry *const entry = at( ordinalOf( key ) );
+      return entry ? take( *entry ) : nullptr;
+   }
+   /// Removes an entry of the queue, as by its key.
+   Ptr<Entry> take( Entry &entry );
    /// Removes the entry under the iterator, if it is still there.
    Ptr<Entry> take( const Iterator &iterator ) {
-      return iterator != end() && iterator->isMember() ? take( iterator->key() ) : nullptr;
+      return iterator != end() && iterator->isMember() ? take( *iterator.entry_ ) : nullptr;
    }
    void clear() noexcept {
       while( deq() ) {
@@ -131,8 +136,9 @@ class LinkQueue {
    Entry *from( Ordinal ordinal ) const noexcept;
    Entry *after( const Entry &entry ) const noexcept { return from( entry.ordinal() + 1 ); }
    Ptr<Entry> add( Ordinal ordinal, const Value &value );
-   /// Of an occupied position.
-   Ptr<Entry> remove( Ordinal ordinal ) noexcept;
+   Ptr<Entry> remove( Entry &entry ) noexcept;
+   /// Lets go of a page aside of another one.
+   void dropAside( Page &page, Page &empty ) noexcept;
 
    const PtrInterface *owner_;
    QueuePages pages_{ pageSize() };

@@ -6,8 +6,14 @@ namespace Quor {
 
 template <class Value, class Link>
 auto LinkQueue<Value, Link>::standingAt( U32 key ) const noexcept -> Entry & {
-   const Ordinal ordinal = headOrdinal() + distance( key );
-   return *entry( *pages_.find( numberOf( ordinal ) ), placeOf( ordinal ) );
+   const U32 place = placeOf( key );
+   Page *page = pages_.bucket( numberOf( key ) );
+   // Around the whole circle the head's page and the tail's may begin with the same key.
+   while( static_cast<U32>( page->number * Page::kPlaces ) != key - place ||
+          !( page->occupied & Page::bit( place ) ) ) {
+      page = page->next;
+   }
+   return *entry( *page, place );
 }
 
 template <class Value, class Link>
@@ -51,13 +57,9 @@ auto LinkQueue<Value, Link>::insert( U32 key, const Value &value ) -> Ptr<Entry>
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::take( U32 key ) -> Ptr<Entry> {
-   const Ordinal ordinal = ordinalOf( key );
-   if( !at( ordinal ) ) {
-      return nullptr;
-   }
-   const bool isTail = ordinal == tailOrdinal();
-   Ptr<Entry> taken = remove( ordinal );
+auto LinkQueue<Value, Link>::take( Entry &entry ) -> Ptr<Entry> {
+   const bool isTail = entry.ordinal() == tailOrdinal();
+   Ptr<Entry> taken = remove( entry );
    if( isTail && count_ != 0 ) {
       nextKey_ = static_cast<U32>( tailOrdinal() ) + 1;
    }
@@ -148,6 +150,7 @@ auto LinkQueue<Value, Link>::add( Ordinal ordinal, const Value &value ) -> Ptr<E
    } else if( home != inOrder ) {
       if( made ) {
          made->aside = std::exchange( inOrder->aside, made );
+         made->displaced = ~Page::Places{ 0 };
       }
       inOrder->occupied |= Page::bit( place );
       inOrder->displaced |= Page::bit( place );
@@ -157,30 +160,36 @@ auto LinkQueue<Value, Link>::add( Ordinal ordinal, const Value &value ) -> Ptr<E
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::remove( Ordinal ordinal ) noexcept -> Ptr<Entry> {
-   Page &page = *pages_.find( numberOf( ordinal ) );
-   const U32 place = placeOf( ordinal );
-   Page &where = home( page, place );
-   if( &where != &page ) {
-      page.displaced &= ~Page::bit( place );
-      where.occupied &= ~Page::bit( place );
-      if( where.occupied == 0 ) {
-         Page **at = &page.aside;
-         while( *at != &where ) {
-            at = &( *at )->aside;
-         }
-         *at = std::exchange( where.aside, nullptr );
-         pages_.drop( where );
+auto LinkQueue<Value, Link>::remove( Entry &entry ) noexcept -> Ptr<Entry> {
+   const Page::Places left = ~Page::bit( entry.place_ );
+   Page &home = entry.page();
+   Page *page = &home;
+   if( home.displaced & ~left ) [[unlikely]] {
+      page = pages_.find( home.number );
+      page->displaced &= left;
+      home.occupied &= left;
+      if( home.occupied == 0 ) {
+         dropAside( *page, home );
       }
    }
-   page.occupied &= ~Page::bit( place );
-   if( page.occupied == 0 ) {
-      pages_.unlink( page );
+   page->occupied &= left;
+   if( page->occupied == 0 ) {
+      pages_.unlink( *page );
    }
-   Entry *const removed = Entry::at( where, place );
-   removed->removed();
+   entry.removed();
    --count_;
-   return Ptr<Entry>::adopt( removed );
+   return Ptr<Entry>::adopt( &entry );
+}
+
+template <class Value, class Link>
+void LinkQueue<Value, Link>::dropAside( Page &page, Page &empty ) noexcept {
+   Page **at = &page.aside;
+   while( *at != &empty ) {
+      at = &( *at )->aside;
+   }
+   *at = std::exchange( empty.aside, nullptr );
+   empty.displaced = 0;
+   pages_.drop( empty );
 }
 
 } // namespace Quor

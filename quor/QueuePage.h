@@ -45,7 +45,7 @@ class QueuePage {
    QueuePage *next = nullptr;  // in its bucket of the queue's table
    QueuePage *aside = nullptr; // another one with the number, for places that are not free here
    Places occupied = 0;        // where entries stand, here or aside
-   Places displaced = 0;       // those of them that stand aside
+   Places displaced = 0;       // those of them that stand aside; all of them in a page aside
 
  private:
    using Users = std::atomic<U64>;

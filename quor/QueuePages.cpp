@@ -52,14 +52,14 @@ void QueuePages::link( QueuePage &page ) noexcept {
    page.before = page.behind ? page.behind->before : tail_;
    ( page.before ? page.before->behind : head_ ) = &page;
    ( page.behind ? page.behind->before : tail_ ) = &page;
-   page.next = std::exchange( bucket( page.number ), &page );
+   page.next = std::exchange( table_[page.number & mask_], &page );
    ++count_;
 }
 
 void QueuePages::unlink( QueuePage &page ) noexcept {
    ( page.before ? page.before->behind : head_ ) = page.behind;
    ( page.behind ? page.behind->before : tail_ ) = page.before;
-   QueuePage **at = &bucket( page.number );
+   QueuePage **at = &table_[page.number & mask_];
    while( *at != &page ) {
       at = &( *at )->next;
    }
@@ -81,10 +81,10 @@ void QueuePages::drop( QueuePage &page ) noexcept {
 }
 
 void QueuePages::grow() {
-   Table twice( std::max<std::size_t>( 4, 2 * table_.size() ) );
-   table_.swap( twice );
+   Table( 2 * table_.size() ).swap( table_ );
+   mask_ = table_.size() - 1;
    for( QueuePage *page = head_; page; page = page->behind ) {
-      page->next = std::exchange( bucket( page->number ), page );
+      page->next = std::exchange( table_[page->number & mask_], page );
    }
 }
 

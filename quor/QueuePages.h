@@ -17,7 +17,7 @@ namespace Quor {
 class QueuePages {
  public:
    /// `pageSize`: bytes, with the entries.
-   explicit QueuePages( std::size_t pageSize ) noexcept : pageSize_( pageSize ) {}
+   explicit QueuePages( std::size_t pageSize ) : pageSize_( pageSize ) {}
    QueuePages( const QueuePages & ) = delete;
    QueuePages &operator=( const QueuePages & ) = delete;
    /// All pages are out of the order already.
@@ -29,21 +29,15 @@ class QueuePages {
    QueuePage *tail() const noexcept { return tail_; }
    /// Null when none of the pages in order has the number.
    QueuePage *find( U64 number ) const noexcept {
-      if( !tail_ ) {
-         return nullptr;
-      }
-      if( tail_->number == number ) { // where nearly everything happens
-         return tail_;
-      }
-      if( head_->number == number ) {
-         return head_;
-      }
       QueuePage *page = bucket( number );
       while( page && page->number != number ) {
          page = page->next;
       }
       return page;
    }
+   /// The pages with the number, and others that have the same low bits: the first one, which leads
+   /// to the next.
+   QueuePage *bucket( U64 number ) const noexcept { return table_[number & mask_]; }
    /// The first page in order whose number is not below this one; null when there is none. Costs a
    /// step for each number that is missing, at most one for each page.
    QueuePage *from( U64 number ) const noexcept;
@@ -60,12 +54,11 @@ class QueuePages {
  private:
    using Table = std::vector<QueuePage *>;
 
-   QueuePage *&bucket( U64 number ) noexcept { return table_[number & ( table_.size() - 1 )]; }
-   QueuePage *bucket( U64 number ) const noexcept { return table_[number & ( table_.size() - 1 )]; }
    void grow();
 
    const std::size_t pageSize_;
-   Table table_; // by the low bits of the number; a power of two once there are pages
+   Table table_ = Table( 1 ); // by the low bits of the number
+   U64 mask_ = 0;             // which these are
    QueuePage *head_ = nullptr;
    QueuePage *tail_ = nullptr;
    std::array<QueuePage *, 2> spare_{};
