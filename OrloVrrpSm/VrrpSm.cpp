@@ -188,11 +188,11 @@ void VrrpSm::handleVrrpMac( const VlanAndMac &key ) {
       programNew( vrMac );
    } else if( virtualRouterIndex_.isMemberOf( vrMac ) ) {
       withdraw( vrMac );
-   } else if( const auto *const waiting = macsNeedingVirtualRouterIndex_.oldest( vrMac ) ) {
+   } else if( auto *const waiting = macsNeedingVirtualRouterIndex_.oldest( vrMac ) ) {
       if( VrrpTrace t{ Traced::kNotWaiting } ) {
          t << " del from macsNeedingVirtualRouterIndex ";
       }
-      macsNeedingVirtualRouterIndexDel( macsNeedingVirtualRouterIndexes().iteratorAt( *waiting ) );
+      waitingChanged( macsNeedingVirtualRouterIndex_.take( *waiting ) );
    }
 }
 
