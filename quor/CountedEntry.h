@@ -26,7 +26,8 @@ class CountedEntry {
    }
 
  protected:
-   CountedEntry() noexcept = default;
+   explicit CountedEntry( bool bit = false ) noexcept
+         : word_( kReference | kMember | ( bit ? kBit : 0 ) ) {}
    ~CountedEntry() = default;
 
    void removed() noexcept { add( 0 - kMember ); }
@@ -53,7 +54,7 @@ class CountedEntry {
       return word_ += change;
    }
 
-   mutable U32 word_ = kReference | kMember;
+   mutable U32 word_;
 };
 
 } // namespace Quor

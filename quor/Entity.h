@@ -106,7 +106,8 @@ class NotifieePass {
 };
 
 template <class Call>
-void Entity::tell( NotifieeConst &notifiee, AttrId id, const Call &call, const void *key ) {
+[[gnu::always_inline]] inline void Entity::tell( NotifieeConst &notifiee, AttrId id,
+                                                 const Call &call, const void *key ) {
    try {
       call( notifiee );
       if( notifiee.isGeneric_ ) [[unlikely]] {

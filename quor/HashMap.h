@@ -62,7 +62,9 @@ class HashMap {
    /// an entry, and gives the entry. Whoever keeps it can use its key and value whatever happens to
    /// the map.
    Ptr<Entry> set( const Key &key, const Value &value );
-   /// Adds an entry; NameInUseException when the key is present.
+   /// Adds an entry and gives it; null when the key is present.
+   Ptr<Entry> setNew( const Key &key, const Value &value );
+   /// The same; NameInUseException when the key is present.
    Ptr<Entry> insert( const Key &key, const Value &value );
    /// Removes the entry of the key and gives it; null when the key is absent.
    Ptr<Entry> take( const Key &key );
@@ -110,9 +112,11 @@ class HashMap {
    bool isAt( Link link, const Key &key ) const noexcept {
       return link != 0 && node( link ).key_ == key;
    }
-   Ptr<Entry> add( U32 naturalHash, const Key &key, const Value &value );
+   /// Adds at `at`, where there is no such key.
+   Entry &add( Link *at, U32 naturalHash, const Key &key, const Value &value );
+   Entry &newEntry( Link link, U32 naturalHash, const Key &key, const Value &value );
    Ptr<Entry> remove( Link &link ) noexcept;
-   void grow();
+   [[gnu::noinline]] void grow();
    /// The first entry of this bucket, or of the first one behind it that has any.
    Entry *first( Cursor &from ) const noexcept;
    Entry *firstBehind( Cursor &cursor ) const noexcept;
@@ -131,10 +135,17 @@ template <class Key, class Value>
 class HashMap<Key, Value>::Entry : public CountedEntry<Entry> {
    static constexpr bool kIsFlag =
          std::is_same_v<Value, bool>; // which the entry's word has room for
+   template <class Instead>
    struct Nothing {
-      template <class V>
-      explicit Nothing( const V & ) noexcept {}
+      explicit Nothing( const Instead & ) noexcept {}
    };
+   static bool flagOf( const Value &value ) noexcept {
+      if constexpr( kIsFlag ) {
+         return value;
+      } else {
+         return false;
+      }
+   }
 
  public:
    const Key &key() const noexcept { return key_; }
@@ -153,12 +164,12 @@ class HashMap<Key, Value>::Entry : public CountedEntry<Entry> {
    U32 hash() const noexcept;
    /// Gives the former value: whatever goes with it may change the map, or remove this very entry.
    Value exchange( const Value &value );
-   void unheld() const noexcept;
+   [[gnu::noinline]] void unheld() const noexcept;
 
    Link link_ = 0; // to the next one of the bucket; when it is no member any more, to itself
-   [[no_unique_address]] std::conditional_t<kKeepsHash<Key>, U32, Nothing> hash_;
+   [[no_unique_address]] std::conditional_t<kKeepsHash<Key>, U32, Nothing<U32>> hash_;
    const Key key_;
-   [[no_unique_address]] std::conditional_t<kIsFlag, Nothing, Value> value_;
+   [[no_unique_address]] std::conditional_t<kIsFlag, Nothing<Value>, Value> value_;
 };
 
 } // namespace Quor

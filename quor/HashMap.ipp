@@ -8,10 +8,7 @@ namespace Quor {
 
 template <class Key, class Value>
 HashMap<Key, Value>::Entry::Entry( U32 naturalHash, const Key &key, const Value &value )
-      : hash_( naturalHash ), key_( key ), value_( value ) {
-   if constexpr( kIsFlag ) {
-      this->bitIs( value );
-   }
+      : CountedEntry<Entry>( flagOf( value ) ), hash_( naturalHash ), key_( key ), value_( value ) {
 }
 
 template <class Key, class Value>
@@ -47,11 +44,11 @@ void HashMap<Key, Value>::Entry::unheld() const noexcept {
 template <class Key, class Value>
 auto HashMap<Key, Value>::set( const Key &key, const Value &value ) -> Ptr<Entry> {
    const U32 hash = naturalHash( key );
-   const Link at = *place( hash, key );
-   if( !isAt( at, key ) ) {
-      return add( hash, key, value );
+   Link *const at = place( hash, key );
+   if( !isAt( *at, key ) ) {
+      return Ptr<Entry>::share( &add( at, hash, key, value ) );
    }
-   Ptr<Entry> entry = ptrTo( node( at ) );
+   Ptr<Entry> entry = ptrTo( node( *at ) );
    if( entry->value() == value ) {
       return nullptr;
    }
@@ -60,41 +57,55 @@ auto HashMap<Key, Value>::set( const Key &key, const Value &value ) -> Ptr<Entry
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::insert( const Key &key, const Value &value ) -> Ptr<Entry> {
+auto HashMap<Key, Value>::setNew( const Key &key, const Value &value ) -> Ptr<Entry> {
    const U32 hash = naturalHash( key );
-   if( isAt( *place( hash, key ), key ) ) {
-      throw NameInUseException( "the key " + valueToStrep( key ) + " is present already" );
-   }
-   return add( hash, key, value );
+   Link *const at = place( hash, key );
+   return isAt( *at, key ) ? nullptr : Ptr<Entry>::share( &add( at, hash, key, value ) );
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::add( U32 naturalHash, const Key &key, const Value &value ) -> Ptr<Entry> {
-   if( size_ == bucketCount() && size_ != kMostBuckets ) {
-      grow();
+auto HashMap<Key, Value>::insert( const Key &key, const Value &value ) -> Ptr<Entry> {
+   Ptr<Entry> added = setNew( key, value );
+   if( !added ) {
+      throw NameInUseException( "the key " + valueToStrep( key ) + " is present already" );
    }
-   if( !nodes_ ) {
-      nodes_ = Nodes::make();
+   return added;
+}
+
+template <class Key, class Value>
+[[gnu::always_inline]] inline auto HashMap<Key, Value>::add( Link *at, U32 naturalHash,
+                                                             const Key &key, const Value &value )
+      -> Entry & {
+   if( size_ > mask_ || !nodes_ ) [[unlikely]] {
+      grow();
+      at = place( naturalHash, key );
    }
    const Link link = nodes_->take();
-   Entry *added = nullptr;
-   try {
-      added = ::new( static_cast<void *>( nodes_->at( link ) ) ) Entry( naturalHash, key, value );
-   } catch( ... ) {
-      nodes_->give( link );
-      throw;
+   Entry &added = newEntry( link, naturalHash, key, value );
+   if constexpr( !std::is_trivially_copyable_v<Value> ) {
+      at = place( naturalHash, key ); // copying the value may have changed the map
    }
-   Link *const at = place( naturalHash, key ); // copying the value may have changed the map
-   added->link_ = std::exchange( *at, link );
+   added.link_ = std::exchange( *at, link );
    const Bucket home = bucket( naturalHash );
    if( size_++ == 0 || precedes( home, front_ ) ) {
       front_ = home;
    }
-   return ptrTo( *added );
+   return added;
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::take( const Key &key ) -> Ptr<Entry> {
+inline auto HashMap<Key, Value>::newEntry( Link link, U32 naturalHash, const Key &key,
+                                           const Value &value ) -> Entry & {
+   try {
+      return *::new( static_cast<void *>( nodes_->at( link ) ) ) Entry( naturalHash, key, value );
+   } catch( ... ) {
+      nodes_->give( link );
+      throw;
+   }
+}
+
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::take( const Key &key ) -> Ptr<Entry> {
    Link *at = &buckets_[bucket( naturalHash( key ) )];
    while( *at != 0 && !( node( *at ).key_ == key ) ) {
       at = &node( *at ).link_;
@@ -115,7 +126,7 @@ auto HashMap<Key, Value>::take( const Iterator &iterator ) -> Ptr<Entry> {
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::remove( Link &link ) noexcept -> Ptr<Entry> {
+inline auto HashMap<Key, Value>::remove( Link &link ) noexcept -> Ptr<Entry> {
    const Link self = link;
    Entry &entry = node( self );
    link = std::exchange( entry.link_, self );
@@ -135,11 +146,17 @@ void HashMap<Key, Value>::clear() noexcept {
    }
 }
 
-/// Each chain is in order of reversed bits: what belongs to the upper of its two new buckets is its
-/// rear part.
+/// Room for one more. Each chain is in order of reversed bits: what belongs to the upper of its two
+/// new buckets is its rear part.
 template <class Key, class Value>
 void HashMap<Key, Value>::grow() {
+   if( !nodes_ ) {
+      nodes_ = Nodes::make();
+   }
    const U32 before = bucketCount();
+   if( size_ < before || before == kMostBuckets ) {
+      return;
+   }
    buckets_.resize( std::size_t{ before } * 2 );
    for( Bucket lower = 0; lower < before; ++lower ) {
       Link *cut = &buckets_[lower];
@@ -154,7 +171,7 @@ void HashMap<Key, Value>::grow() {
 // Looking up and walking
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::lookup( const Key &key ) const noexcept -> Entry * {
+inline auto HashMap<Key, Value>::lookup( const Key &key ) const noexcept -> Entry * {
    Link link = buckets_[bucket( naturalHash( key ) )];
    while( link != 0 ) {
       Entry &entry = node( link );
@@ -167,7 +184,7 @@ auto HashMap<Key, Value>::lookup( const Key &key ) const noexcept -> Entry * {
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::place( U32 naturalHash, const Key &key ) noexcept -> Link * {
+inline auto HashMap<Key, Value>::place( U32 naturalHash, const Key &key ) noexcept -> Link * {
    Link *at = &buckets_[bucket( naturalHash )];
    while( *at != 0 ) {
       Entry &entry = node( *at );
@@ -202,19 +219,19 @@ auto HashMap<Key, Value>::iteratorFrom( const Key &key ) const -> Iterator {
 
 /// Counting in reversed bits: the carry runs downwards from the highest one.
 template <class Key, class Value>
-auto HashMap<Key, Value>::following( Bucket bucket ) const noexcept -> Bucket {
+inline auto HashMap<Key, Value>::following( Bucket bucket ) const noexcept -> Bucket {
    const U32 carry = std::bit_floor( ~bucket & mask_ );
    return carry == 0 ? 0 : ( bucket & ( carry - 1 ) ) | carry;
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::first( Cursor &from ) const noexcept -> Entry * {
+inline auto HashMap<Key, Value>::first( Cursor &from ) const noexcept -> Entry * {
    const Link link = buckets_[from.bucket];
    return link != 0 ? &node( link ) : firstBehind( from );
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::firstBehind( Cursor &cursor ) const noexcept -> Entry * {
+inline auto HashMap<Key, Value>::firstBehind( Cursor &cursor ) const noexcept -> Entry * {
    while( ( cursor.bucket = following( cursor.bucket ) ) != 0 ) {
       if( const Link link = buckets_[cursor.bucket] ) {
          return &node( link );
@@ -224,7 +241,9 @@ auto HashMap<Key, Value>::firstBehind( Cursor &cursor ) const noexcept -> Entry 
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::after( const Entry &entry, Cursor &cursor ) const noexcept -> Entry * {
+[[gnu::always_inline]] inline auto HashMap<Key, Value>::after( const Entry &entry,
+                                                               Cursor &cursor ) const noexcept
+      -> Entry * {
    if( cursor.mask != mask_ ) {
       cursor = { bucket( entry.hash() ), mask_ };
    }

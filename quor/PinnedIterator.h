@@ -24,7 +24,7 @@ class PinnedIterator {
 
    const Entry &operator*() const noexcept { return *entry_; }
    const Entry *operator->() const noexcept { return entry_.get(); }
-   PinnedIterator &operator++() {
+   [[gnu::always_inline]] inline PinnedIterator &operator++() {
       entry_ = Ptr<Entry>::share( collection_->after( *entry_, cursor_ ) );
       return *this;
    }

@@ -39,30 +39,23 @@ class Slab {
 
    /// A place without a node.
    Link take() {
-      const Lock lock( *this );
-      Link taken = free_;
-      if( taken != 0 ) {
-         free_ = freePlace( taken ).next;
-      } else {
-         if( fresh_ == freshEnd_ ) {
-            chunkNew();
-         }
-         taken = fresh_++;
+      if( RefCount::isThreadSafe() ) [[unlikely]] {
+         const std::lock_guard lock( mutex_ );
+         return takeAlone();
       }
-      ++inUse_;
-      return taken;
+      return takeAlone();
    }
 
    /// The place has no node any more.
    void give( Link link ) noexcept {
       bool isLast = false;
-      {
-         const Lock lock( *this );
-         ::new( static_cast<void *>( at( link ) ) ) FreePlace{ free_ };
-         free_ = link;
-         isLast = --inUse_ == 0 && isDropped_;
+      if( RefCount::isThreadSafe() ) [[unlikely]] {
+         const std::lock_guard lock( mutex_ );
+         isLast = giveAlone( link );
+      } else {
+         isLast = giveAlone( link );
       }
-      if( isLast ) {
+      if( isLast ) [[unlikely]] {
          delete this;
       }
    }
@@ -84,25 +77,6 @@ class Slab {
    static_assert( sizeof( Node ) >= sizeof( Slab * ) && sizeof( Node ) >= sizeof( FreePlace ) );
    static_assert( alignof( Node ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
 
-   class Lock {
-    public:
-      explicit Lock( Slab &slab ) : mutex_( RefCount::isThreadSafe() ? &slab.mutex_ : nullptr ) {
-         if( mutex_ ) [[unlikely]] {
-            mutex_->lock();
-         }
-      }
-      ~Lock() {
-         if( mutex_ ) [[unlikely]] {
-            mutex_->unlock();
-         }
-      }
-      Lock( const Lock & ) = delete;
-      Lock &operator=( const Lock & ) = delete;
-
-    private:
-      std::mutex *const mutex_;
-   };
-
    Slab() = default;
    ~Slab() {
       for( std::byte *const chunk : chunks_ ) {
@@ -111,22 +85,40 @@ class Slab {
    }
 
    void drop() noexcept {
-      bool isLast = false;
-      {
-         const Lock lock( *this );
-         isDropped_ = true;
-         isLast = inUse_ == 0;
-      }
-      if( isLast ) {
+      std::unique_lock lock( mutex_ );
+      isDropped_ = true;
+      if( inUse_ == 0 ) {
+         lock.unlock();
          delete this;
       }
+   }
+
+   Link takeAlone() {
+      Link taken = free_;
+      if( taken != 0 ) {
+         free_ = freePlace( taken ).next;
+      } else {
+         if( fresh_ == freshEnd_ ) [[unlikely]] {
+            chunkNew();
+         }
+         taken = fresh_++;
+      }
+      ++inUse_;
+      return taken;
+   }
+
+   /// True when the slab has to go.
+   bool giveAlone( Link link ) noexcept {
+      ::new( static_cast<void *>( at( link ) ) ) FreePlace{ free_ };
+      free_ = link;
+      return --inUse_ == 0 && isDropped_;
    }
 
    FreePlace &freePlace( Link link ) const noexcept {
       return *std::launder( reinterpret_cast<FreePlace *>( at( link ) ) );
    }
 
-   void chunkNew() {
+   [[gnu::noinline]] void chunkNew() {
       const std::size_t number = chunks_.size();
       const Link places =
             number < 10 ? std::min( kFirstPlaces << number, kMostPlaces ) : kMostPlaces;
