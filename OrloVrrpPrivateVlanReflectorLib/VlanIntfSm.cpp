@@ -169,7 +169,7 @@ void VlanIntfSm::handleInitialized() {
    }
 }
 
-void VlanIntfSm::handleVlanId( Bridging::VlanId vlanId ) {
+[[gnu::flatten]] void VlanIntfSm::handleVlanId( Bridging::VlanId vlanId ) {
    const Ptr<VlanIntfSm> self = Quor::ptrTo( *this );
    const Ptr<LibSm> libSm = Ptr<LibSm>::share( libSm_ );
    if( ReflectorTrace t{ 8, "handleVlanId" } ) {
@@ -185,7 +185,7 @@ void VlanIntfSm::handleVlanId( Bridging::VlanId vlanId ) {
    }
 }
 
-void VlanIntfSm::handleDmac( const Pelmo::EthAddr &mac ) {
+[[gnu::flatten]] void VlanIntfSm::handleDmac( const Pelmo::EthAddr &mac ) {
    const Ptr<VlanIntfSm> self = Quor::ptrTo( *this );
    const Ptr<LibSm> libSm = Ptr<LibSm>::share( libSm_ );
    const Pelmo::EthAddr dmac = mac; // the entry it stands in may go
@@ -199,7 +199,7 @@ void VlanIntfSm::handleDmac( const Pelmo::EthAddr &mac ) {
    }
 }
 
-void VlanIntfSm::doCleanup() {
+[[gnu::flatten]] void VlanIntfSm::doCleanup() {
    const Ptr<VlanIntfSm> self = Quor::ptrTo( *this );
    const Ptr<LibSm> libSm = Ptr<LibSm>::share( libSm_ );
    if( ReflectorTrace t{ 8, "doCleanup" } ) {

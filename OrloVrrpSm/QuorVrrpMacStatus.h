@@ -36,11 +36,7 @@ class QuorVrrpMacStatus
                                .isMemberOf( vrMac );
    }
 
-   void onVirtualRouterMac( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac ) override {
-      if( const Quor::Ptr<VrrpSm> vrrpSm = awakeOwner() ) {
-         vrrpSm->reconcile( vrMac );
-      }
-   }
+   void onVirtualRouterMac( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac ) override;
    void onVirtualRouterMacquorImmediate() override {
       if( const Quor::Ptr<VrrpSm> vrrpSm = awakeOwner() ) {
          vrrpSm->handleVrrpMac();

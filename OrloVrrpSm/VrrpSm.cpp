@@ -261,4 +261,12 @@ void VrrpSm::doDeleteVirtualRouterMac( const VlanAndMac &vr, U32 index ) {
    vrrpHelper_->deleteVirtualRouterMac( vr.mac(), vr.vlanId().number(), index );
 }
 
+/// Flat: this is where the programmer spends its time.
+[[gnu::flatten]] void
+QuorVrrpMacStatus::onVirtualRouterMac( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac ) {
+   if( const Ptr<VrrpSm> vrrpSm = awakeOwner() ) {
+      vrrpSm->reconcile( vrMac );
+   }
+}
+
 } // namespace Orlo

@@ -207,6 +207,21 @@ class VrrpSm::NotifieeConst : public Quor::NotifieeConstOf<VrrpSm> {
 
 class VrrpSm::Notifiee : public Quor::NotifieeOf<VrrpSm, NotifieeConst> {};
 
+inline void VrrpSm::freeVirtualRouterIndexNotify( U32 key ) const {
+   notify<NotifieeConst, U32, &NotifieeConst::onFreeVirtualRouterIndex>( kFreeVirtualRouterIndex,
+                                                                         key );
+}
+
+inline void VrrpSm::virtualRouterIndexNotify( const VlanAndMac &vrMac ) const {
+   notify<NotifieeConst, const VlanAndMac &, &NotifieeConst::onVirtualRouterIndex>(
+         kVirtualRouterIndex, vrMac );
+}
+
+inline void VrrpSm::macsNeedingVirtualRouterIndexNotify( U32 key ) const {
+   notify<NotifieeConst, U32, &NotifieeConst::onMacsNeedingVirtualRouterIndex>(
+         kMacsNeedingVirtualRouterIndex, key );
+}
+
 /// Makes a running programmer.
 Quor::Ptr<VrrpSm> VrrpSmIs( const Quor::Ptr<VrrpSm::VirtualRouterMacTable> &vrrpMacStatus,
                             const Quor::Ptr<const Routing::Fhrp::Hardware::Status> &vrrpHwStatus,

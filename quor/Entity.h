@@ -50,7 +50,7 @@ class Entity : public PtrInterface {
  private:
    friend class NotifieeConst;
    template <class Call>
-   void notifyAll( AttrId id, const Call &call, const void *key ) const;
+   [[gnu::noinline]] void notifyAll( AttrId id, const Call &call, const void *key ) const;
    template <class Call>
    static void tell( NotifieeConst &notifiee, AttrId id, const Call &call, const void *key );
    void notifieeNew( NotifieeConst *notifiee ) const;

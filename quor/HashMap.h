@@ -85,7 +85,7 @@ class HashMap {
  private:
    friend Iterator;
    using Nodes = Slab<Entry>;
-   using Link = typename Nodes::Link;
+   using Link = U32; // to a node
    /// A place in buckets_.
    using Bucket = U32;
    /// Tells a walk its bucket without a look at the entry, so that the processor can fetch several

@@ -26,7 +26,7 @@ auto LinkQueue<Value, Link>::enq( const Value &value ) -> Ptr<Entry> {
    const U32 key = tailKey >= nextKey_ ? tailKey + 1 : nextKey_;
    const Ordinal ordinal = tail + static_cast<U32>( key - tailKey );
    if( ordinal - headOrdinal() >= ~U32{ 0 } ) {
-      throw RangeException( "linkqueue index space full" );
+      QueuePages::throwFull();
    }
    Ptr<Entry> added = add( ordinal, value );
    nextKey_ = key;

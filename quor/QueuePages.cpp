@@ -1,5 +1,7 @@
 #include "quor/QueuePages.h"
 
+#include "quor/Exception.h"
+
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -31,6 +33,10 @@ QueuePage *QueuePages::from( U64 number ) const noexcept {
       page = page->before;
    }
    return page;
+}
+
+void QueuePages::throwFull() {
+   throw RangeException( "linkqueue index space full" );
 }
 
 QueuePage *QueuePages::make( U64 number ) {

@@ -51,6 +51,9 @@ class QueuePages {
    /// Takes back an empty page that is not in order.
    void drop( QueuePage &page ) noexcept;
 
+   /// The position keys have come round: a RangeException.
+   [[noreturn]] static void throwFull();
+
  private:
    using Table = std::vector<QueuePage *>;
 

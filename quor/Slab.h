@@ -38,24 +38,11 @@ class Slab {
    }
 
    /// A place without a node.
-   Link take() {
-      if( RefCount::isThreadSafe() ) [[unlikely]] {
-         const std::lock_guard lock( mutex_ );
-         return takeAlone();
-      }
-      return takeAlone();
-   }
+   Link take() { return RefCount::isThreadSafe() ? takeLocked() : takeAlone(); }
 
    /// The place has no node any more.
    void give( Link link ) noexcept {
-      bool isLast = false;
-      if( RefCount::isThreadSafe() ) [[unlikely]] {
-         const std::lock_guard lock( mutex_ );
-         isLast = giveAlone( link );
-      } else {
-         isLast = giveAlone( link );
-      }
-      if( isLast ) [[unlikely]] {
+      if( RefCount::isThreadSafe() ? giveLocked( link ) : giveAlone( link ) ) [[unlikely]] {
          delete this;
       }
    }
@@ -74,8 +61,6 @@ class Slab {
    struct FreePlace {
       Link next;
    };
-   static_assert( sizeof( Node ) >= sizeof( Slab * ) && sizeof( Node ) >= sizeof( FreePlace ) );
-   static_assert( alignof( Node ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
 
    Slab() = default;
    ~Slab() {
@@ -91,6 +76,15 @@ class Slab {
          lock.unlock();
          delete this;
       }
+   }
+
+   [[gnu::noinline, gnu::cold]] Link takeLocked() {
+      const std::lock_guard lock( mutex_ );
+      return takeAlone();
+   }
+   [[gnu::noinline, gnu::cold]] bool giveLocked( Link link ) noexcept {
+      const std::lock_guard lock( mutex_ );
+      return giveAlone( link );
    }
 
    Link takeAlone() {
@@ -119,6 +113,8 @@ class Slab {
    }
 
    [[gnu::noinline]] void chunkNew() {
+      static_assert( sizeof( Node ) >= sizeof( Slab * ) && sizeof( Node ) >= sizeof( FreePlace ) );
+      static_assert( alignof( Node ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
       const std::size_t number = chunks_.size();
       const Link places =
             number < 10 ? std::min( kFirstPlaces << number, kMostPlaces ) : kMostPlaces;

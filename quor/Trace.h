@@ -117,7 +117,7 @@ class Trace {
    explicit operator bool() const noexcept { return message_ != nullptr; }
 
    template <class V>
-   Trace &operator<<( const V &value ) {
+   [[gnu::noinline, gnu::cold]] Trace &operator<<( const V &value ) {
       message_->text << value;
       return *this;
    }
