@@ -234,6 +234,19 @@ void readModule( const Place &place, HardwareConfiguration &hardware ) {
                                 []( const std::string & ) { return true; } ) );
       }
    }
+   if( const std::optional<Place> list = place.find( "capabilities" ) ) {
+      const char *const allowed =
+            "an array of capabilities, such as \"CAP_NET_ADMIN\": what the module needs";
+      hardware.capabilities.emplace();
+      for( const Place &item : list->items( allowed ) ) {
+         const std::string &name = item.text( allowed );
+         const std::optional<Capabilities> known = Capabilities::named( name );
+         if( !known || known->text() != name ) {
+            item.refuse( "must be a capability that this system knows, such as \"CAP_NET_ADMIN\"" );
+         }
+         hardware.capabilities = hardware.capabilities->with( *known );
+      }
+   }
 }
 
 /// "swp1", or { "name": "swp2", "vlan": 10 }; as the helper's settings have it.
@@ -283,10 +296,11 @@ struct Kind {
 };
 
 HardwareConfiguration readHardware( const Place &place ) {
-   const Kind known[] = { { "memory", { "kind", "indexes", "path" }, readTable },
-                          { "bridge", { "kind", "indexes", "bridge", "path" }, readBridge },
-                          { "ebpf", { "kind", "indexes", "ports", "pins" }, readEbpf },
-                          { "module", { "kind", "indexes", "module", "settings" }, readModule } };
+   const Kind known[] = {
+         { "memory", { "kind", "indexes", "path" }, readTable },
+         { "bridge", { "kind", "indexes", "bridge", "path" }, readBridge },
+         { "ebpf", { "kind", "indexes", "ports", "pins" }, readEbpf },
+         { "module", { "kind", "indexes", "module", "settings", "capabilities" }, readModule } };
    const std::optional<Place> maybe = place.find( "kind" );
    const auto *const named =
          std::find_if( std::begin( known ), std::end( known ),
