@@ -93,7 +93,12 @@ void Capabilities::keepOnly( const Capabilities &kept, const Capabilities &bound
          cap_set_flag( state.get(), CAP_EFFECTIVE, 1, &number, CAP_SET );
       }
    }
-   if( cap_set_proc( state.get() ) != 0 ) {
+   if( cap_set_proc( state.get() ) == 0 ) {
+      return;
+   }
+   const int error = errno;
+   if( held() != kept ) { // a service's system call filter may forbid it to one that has no more
+      errno = error;
       fail( "drop" );
    }
 }

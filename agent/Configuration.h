@@ -25,6 +25,7 @@
 
 #include "OrloVrrpHelper/HelperSettings.h"
 #include "agent/Capabilities.h"
+#include "agent/Limits.h"
 #include "bridging/VlanId.h"
 #include "pelmo/IntfId.h"
 #include "quor/Types.h"
@@ -39,10 +40,6 @@
 
 namespace OrloAgent {
 
-/// As many indexes as VRRP can ever ask for: 255 VRIDs (RFC 9568), two address families, 4094 VLANs
-/// (IEEE 802.1Q).
-constexpr Quor::U32 kMostIndexes = 255 * 2 * 4094;
-
 /// A VLAN interface (SVI): the routed interface of a VLAN.
 struct InterfaceConfiguration {
    Pelmo::IntfId name;
@@ -55,9 +52,9 @@ struct InterfaceConfiguration {
 
 /// The hardware is whatever a helper module makes of it (OrloVrrpHelper/HelperModule.h).
 struct HardwareConfiguration {
-   std::string kind = "memory";                 ///< "bridge", "ebpf", or "module": anybody's
-   Quor::U32 indexes = 0;                       ///< slots of the hardware table, 0 to kMostIndexes
-   std::string module;                          ///< the module's library
+   std::string kind = "memory"; ///< "bridge", "ebpf", or "module": anybody's
+   Quor::U32 indexes = 0;       ///< slots of the hardware table, 0 to Limits::indexes
+   std::string module;          ///< the module's library
    std::map<std::string, std::string> settings; ///< what it is given
    /// What anybody's module needs; nothing: all that the agent was started with.
    std::optional<Capabilities> capabilities{};
