@@ -219,7 +219,8 @@ int main( int argc, char **argv ) {
    app.add_option( "--trace", wanted.traces,
                    "FACILITY=LEVELS, such as OrloVrrp=0-4,8: traces to standard error" );
    app.footer( "Exit status: 0 clean stop, 1 cannot run, 2 bad configuration or usage.\n"
-               "--audit: 0 no difference, 1 differences, 3 the running agent does not answer. "
+               "--audit: 0 no difference, 1 differences, 3 the running agent does not answer, "
+               "4 no audit. "
                "--flush: 1 the hardware keeps something." );
    try {
       app.parse( argc, argv );
@@ -241,11 +242,9 @@ int main( int argc, char **argv ) {
          return kClean;
       }
       if( wanted.audit ) {
-         const Privileges privileges( configuration, Privileges::Use::look );
          return Visit::audit( configuration );
       }
       if( wanted.flush ) {
-         const Privileges privileges( configuration, Privileges::Use::change );
          return Visit::flush( configuration );
       }
       return Process( configuration, wanted ).run();

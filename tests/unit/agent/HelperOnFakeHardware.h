@@ -1,4 +1,5 @@
-// A helper on hardware in memory, with a clock of the test's own: what is the same for all hardware.
+// A helper on hardware in memory, with a clock of the test's own: what is the same for all
+// hardware.
 #ifndef TESTS_UNIT_AGENT_HELPERONFAKEHARDWARE_H
 #define TESTS_UNIT_AGENT_HELPERONFAKEHARDWARE_H
 

@@ -266,9 +266,9 @@ TEST_F( EbpfHelperTest, TheNextOneAdoptsEveryPairWithoutAWrite ) {
    const Entries taken = adopt();
 
    EXPECT_EQ( taken, ( Entries{ { pair( 10, 51 ), 0 },
-                              { pair( 12, 51 ), 1 },
-                              { pair( 20, 51 ), 2 },
-                              { pair( 11, 52 ), 3 } } ) );
+                                { pair( 12, 51 ), 1 },
+                                { pair( 20, 51 ), 2 },
+                                { pair( 11, 52 ), 3 } } ) );
    EXPECT_EQ( switch_.takeCalls(), Lines{} );
    EXPECT_EQ( work(), Lines{} );
    EXPECT_EQ( switch_.rows, rows );
@@ -337,7 +337,6 @@ TEST_F( EbpfHelperTest, ShowsWhatTheTableHolds ) {
    start();
    program( { pair( 10, 51 ), pair( 20, 51 ) } );
 
-   using Entry = OrloHelper::HardwareView::Entry;
    EXPECT_EQ( helper_->readAll(),
               ( std::vector<Entry>{ { pair( 10, 51 ), 0 }, { pair( 20, 51 ), 1 } } ) );
    EXPECT_EQ( helper_->slot( 1 ), pair( 20, 51 ) );
