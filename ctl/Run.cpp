@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <exception>
 #include <map>
 #include <string>
 #include <string_view>
@@ -93,6 +94,8 @@ int once( const CommandLine &line ) {
       return answered( line );
    } catch( const Failure &failure ) {
       throw failureOfAudit( failure );
+   } catch( const std::exception &error ) {
+      throw Failure( Failure::noAudit, error.what() );
    }
 }
 
