@@ -120,11 +120,9 @@ void RetryingHelper::syncVrrpStateOnInit(
    }
    for( U32 place = 0; place < places_.size(); ++place ) {
       if( places_[place].needsRemoval() ) {
-         const VlanAndMac &pair = *places_[place].held;
-         tell( "removed " + text( pair, indexOf( place ) ) + ": " +
-               ( !hasVlan( pair )   ? "there is no such VLAN"
-                 : place < indexes_ ? "it stands twice"
-                                    : "it has no index of its own" ) );
+         strays_[place] = !hasVlan( *places_[place].held ) ? "there is no such VLAN"
+                          : place < indexes_               ? "it stands twice"
+                                                           : "it has no index of its own";
       }
    }
    removeQueued();
@@ -134,6 +132,7 @@ void RetryingHelper::hardwareHolds( const std::vector<Entry> &entries ) {
    refused_.clear();
    stuck_.clear();
    losses_.clear();
+   strays_.clear();
    due_.clear();
    scheduled_.clear();
    queue_.clear();
@@ -283,6 +282,11 @@ void RetryingHelper::removeQueued() {
 void RetryingHelper::removed( U32 place ) {
    const VlanAndMac pair = *std::exchange( places_[place].held, std::nullopt );
    places_[place].isWhole = false;
+   const auto stray = strays_.find( place );
+   if( stray != strays_.end() ) {
+      tell( "removed " + text( pair, indexOf( place ) ) + ": " + stray->second );
+      strays_.erase( stray );
+   }
    const auto stuck = stuck_.find( pair );
    if( stuck == stuck_.end() || stuck->second.place != place ) {
       return;
@@ -400,6 +404,7 @@ void RetryingHelper::unschedule( U32 place ) {
 /// The hardware is there as it is wanted.
 void RetryingHelper::settled( U32 place ) {
    refused_.erase( place );
+   strays_.erase( place );
    unschedule( place );
    const std::optional<VlanAndMac> &held = places_[place].held;
    const auto stuck = held ? stuck_.find( *held ) : stuck_.end();

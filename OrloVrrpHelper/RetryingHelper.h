@@ -152,9 +152,10 @@ class RetryingHelper : public VrrpSmHelper, public HardwareView, public Hardware
    std::unordered_map<Quor::U32, Refusal> refused_;
    std::unordered_map<VlanAndMac, Stuck, Hash> stuck_;
    std::unordered_map<Quor::U32, Loss> losses_;
-   std::set<std::pair<Time, Quor::U32>> due_;      ///< places to look at later
-   std::unordered_map<Quor::U32, Time> scheduled_; ///< the same, by place
-   std::set<std::string> told_;                    ///< reasons
+   std::unordered_map<Quor::U32, const char *> strays_; ///< found at the start: why they have to go
+   std::set<std::pair<Time, Quor::U32>> due_;           ///< places to look at later
+   std::unordered_map<Quor::U32, Time> scheduled_;      ///< the same, by place
+   std::set<std::string> told_;                         ///< reasons
    Time now_{};
    Time nextReading_ = kNever; ///< of hardware that could not be read when it was to be adopted
    Quor::U64 refusals_ = 0;

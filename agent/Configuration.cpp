@@ -30,9 +30,6 @@ using Quor::U64;
 
 constexpr char kKinds[] = "\"memory\", \"bridge\", \"ebpf\" or \"module\"";
 constexpr char kDefaultPins[] = "/sys/fs/bpf/orlo";
-constexpr std::size_t kMostPorts = 4096;
-constexpr std::size_t kMostBytes = 4 << 20;
-constexpr std::size_t kLongestPath = 4095; // PATH_MAX without its zero byte, linux/limits.h
 
 using Names = std::initializer_list<const char *>;
 
@@ -196,7 +193,7 @@ std::string cleanText( const Place &place, const std::string &allowed,
    const bool clean = std::none_of( text.begin(), text.end(), []( char c ) {
       return static_cast<unsigned char>( c ) < ' ' || c == '\x7f';
    } );
-   if( !clean || text.size() > kLongestPath || !isGood( text ) ) {
+   if( !clean || text.size() > Limits::pathBytes || !isGood( text ) ) {
       place.refuse( "must be " + allowed );
    }
    return text;
@@ -234,6 +231,19 @@ void readModule( const Place &place, HardwareConfiguration &hardware ) {
                                 []( const std::string & ) { return true; } ) );
       }
    }
+   if( const std::optional<Place> list = place.find( "capabilities" ) ) {
+      const char *const allowed =
+            "an array of capabilities, such as \"CAP_NET_ADMIN\": what the module needs";
+      hardware.capabilities.emplace();
+      for( const Place &item : list->items( allowed ) ) {
+         const std::string &name = item.text( allowed );
+         const std::optional<Capabilities> known = Capabilities::named( name );
+         if( !known || known->text() != name ) {
+            item.refuse( "must be a capability that this system knows, such as \"CAP_NET_ADMIN\"" );
+         }
+         hardware.capabilities = hardware.capabilities->with( *known );
+      }
+   }
 }
 
 /// "swp1", or { "name": "swp2", "vlan": 10 }; as the helper's settings have it.
@@ -249,11 +259,11 @@ std::string readPort( const Place &place, Taken &taken ) {
 }
 
 void readEbpf( const Place &place, HardwareConfiguration &hardware ) {
-   const std::string allowed = "an array of at most " + std::to_string( kMostPorts ) +
+   const std::string allowed = "an array of at most " + std::to_string( Limits::ports ) +
                                " ports: interface names, or objects with \"name\" and \"vlan\"";
    const Place list = place.need( "ports", allowed );
    const std::vector<Place> items = list.items( allowed );
-   if( items.size() > kMostPorts ) {
+   if( items.size() > Limits::ports ) {
       list.refuse( "must be " + allowed );
    }
    std::string ports;
@@ -283,10 +293,11 @@ struct Kind {
 };
 
 HardwareConfiguration readHardware( const Place &place ) {
-   const Kind known[] = { { "memory", { "kind", "indexes", "path" }, readTable },
-                          { "bridge", { "kind", "indexes", "bridge", "path" }, readBridge },
-                          { "ebpf", { "kind", "indexes", "ports", "pins" }, readEbpf },
-                          { "module", { "kind", "indexes", "module", "settings" }, readModule } };
+   const Kind known[] = {
+         { "memory", { "kind", "indexes", "path" }, readTable },
+         { "bridge", { "kind", "indexes", "bridge", "path" }, readBridge },
+         { "ebpf", { "kind", "indexes", "ports", "pins" }, readEbpf },
+         { "module", { "kind", "indexes", "module", "settings", "capabilities" }, readModule } };
    const std::optional<Place> maybe = place.find( "kind" );
    const auto *const named =
          std::find_if( std::begin( known ), std::end( known ),
@@ -299,9 +310,9 @@ HardwareConfiguration readHardware( const Place &place ) {
    }
    HardwareConfiguration hardware;
    hardware.kind = kind.name;
-   const std::string indexes = "a number of indexes, 0 to " + std::to_string( kMostIndexes );
+   const std::string indexes = "a number of indexes, 0 to " + std::to_string( Limits::indexes );
    hardware.indexes =
-         static_cast<U32>( place.need( "indexes", indexes ).number( 0, kMostIndexes, indexes ) );
+         static_cast<U32>( place.need( "indexes", indexes ).number( 0, Limits::indexes, indexes ) );
    hardware.module = "orlo-helper-" + hardware.kind + ".so"; // what comes with the agent
    kind.read( place, hardware );
    return hardware;
@@ -311,12 +322,11 @@ ControlConfiguration readControl( const Place &place ) {
    place.needObject( { "path", "group", "metrics" } );
    ControlConfiguration control;
    if( const std::optional<Place> path = place.find( "path" ) ) {
-      constexpr std::size_t kLongest = 107; // sun_path without its zero byte, unix(7)
       control.path = cleanText( *path,
                                 "an absolute path of at most 107 bytes without control "
                                 "characters",
                                 []( const std::string &text ) {
-                                   return isAbsolute( text ) && text.size() <= kLongest;
+                                   return isAbsolute( text ) && text.size() <= Limits::socketBytes;
                                 } );
    }
    if( const std::optional<Place> group = place.find( "group" ) ) {
@@ -403,7 +413,7 @@ Configuration readConfigurationFile( const std::string &path ) {
          return readConfiguration( text, path );
       }
       text.append( part.data(), static_cast<std::size_t>( count ) );
-      if( text.size() > kMostBytes ) {
+      if( text.size() > Limits::configurationBytes ) {
          throw ConfigurationError( path + ": larger than 4 MiB: no configuration is that long" );
       }
    }

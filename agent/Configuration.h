@@ -15,7 +15,8 @@
 //
 //    { "kind": "ebpf", "indexes": 512, "ports": [ "swp1", { "name": "swp2", "vlan": 10 } ],
 //      "pins": "/sys/fs/bpf/orlo" }
-//    { "kind": "module", "indexes": 4, "module": "/usr/lib/chip.so", "settings": { "a": "b" } }
+//    { "kind": "module", "indexes": 4, "module": "/usr/lib/chip.so", "settings": { "a": "b" },
+//      "capabilities": [ "CAP_SYS_RAWIO" ] }
 //
 // orlo-agent.schema.json says the same for editors and tools; what it cannot say is that a VLAN
 // belongs to one interface, and that a name stands once.
@@ -23,11 +24,14 @@
 #define ORLOAGENT_CONFIGURATION_H
 
 #include "OrloVrrpHelper/HelperSettings.h"
+#include "agent/Capabilities.h"
+#include "agent/Limits.h"
 #include "bridging/VlanId.h"
 #include "pelmo/IntfId.h"
 #include "quor/Types.h"
 
 #include <map>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -35,10 +39,6 @@
 #include <vector>
 
 namespace OrloAgent {
-
-/// As many indexes as VRRP can ever ask for: 255 VRIDs (RFC 9568), two address families, 4094 VLANs
-/// (IEEE 802.1Q).
-constexpr Quor::U32 kMostIndexes = 255 * 2 * 4094;
 
 /// A VLAN interface (SVI): the routed interface of a VLAN.
 struct InterfaceConfiguration {
@@ -52,10 +52,12 @@ struct InterfaceConfiguration {
 
 /// The hardware is whatever a helper module makes of it (OrloVrrpHelper/HelperModule.h).
 struct HardwareConfiguration {
-   std::string kind = "memory";                 ///< "bridge", "ebpf", or "module": anybody's
-   Quor::U32 indexes = 0;                       ///< slots of the hardware table, 0 to kMostIndexes
-   std::string module;                          ///< the module's library
+   std::string kind = "memory"; ///< "bridge", "ebpf", or "module": anybody's
+   Quor::U32 indexes = 0;       ///< slots of the hardware table, 0 to Limits::indexes
+   std::string module;          ///< the module's library
    std::map<std::string, std::string> settings; ///< what it is given
+   /// What anybody's module needs; nothing: all that the agent was started with.
+   std::optional<Capabilities> capabilities{};
 
    bool operator==( const HardwareConfiguration & ) const = default;
 };

@@ -41,7 +41,7 @@ class Grammar {
       app_.require_subcommand( 0, 1 );
       app_.fallthrough();
       app_.footer( "Exit status: 0 fine, 1 the answer is no, 2 bad usage, 3 the agent cannot be "
-                   "reached." );
+                   "reached.\naudit: 1 there are differences, 4 there was no audit." );
       options();
       show();
       objects();

@@ -12,9 +12,10 @@ class Failure : public std::runtime_error {
  public:
    /// Exit status.
    enum Status : int {
-      no = 1,         ///< the agent's answer is no, or cannot be shown
-      usage = 2,      ///< the command line is wrong
-      unreachable = 3 ///< there is no agent, or it does not answer
+      no = 1,          ///< the agent's answer is no, or cannot be shown
+      usage = 2,       ///< the command line is wrong
+      unreachable = 3, ///< there is no agent, or it does not answer
+      noAudit = 4      ///< nothing is known of differences: there was no audit
    };
 
    Failure( Status status, const std::string &message )

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <exception>
 #include <map>
 #include <string>
 #include <string_view>
@@ -75,7 +76,7 @@ std::string jsonText( const Json &result, int indent ) {
 }
 
 /// Gives the exit status.
-int once( const CommandLine &line ) {
+int answered( const CommandLine &line ) {
    Connection connection( line.socket, line.timeout );
    const Json result = connection.ask( line.command, line.arguments );
    const std::string text = line.json ? jsonText( result, kIndent )
@@ -83,6 +84,19 @@ int once( const CommandLine &line ) {
    const char *const clear = line.watch && isTerminal() ? "\033[H\033[2J" : "";
    print( clear + text );
    return line.command == "audit" ? statusOfAudit( result ) : 0;
+}
+
+int once( const CommandLine &line ) {
+   if( line.command != "audit" ) {
+      return answered( line );
+   }
+   try {
+      return answered( line );
+   } catch( const Failure &failure ) {
+      throw failureOfAudit( failure );
+   } catch( const std::exception &error ) {
+      throw Failure( Failure::noAudit, error.what() );
+   }
 }
 
 [[noreturn]] void again( const CommandLine &line ) {

@@ -18,6 +18,9 @@ install(FILES ctl/orloctl.bash DESTINATION share/bash-completion/completions REN
 install(CODE "configure_file(\"${CMAKE_SOURCE_DIR}/packaging/orlo-agent.service.in\"
                              \"${CMAKE_BINARY_DIR}/orlo-agent.service\" @ONLY)")
 install(FILES ${CMAKE_BINARY_DIR}/orlo-agent.service DESTINATION lib/systemd/system)
+install(FILES packaging/systemd/ebpf.conf packaging/systemd/memory.conf packaging/systemd/metrics.conf
+        DESTINATION share/orlo/systemd)
+install(FILES packaging/orlo.sysusers DESTINATION lib/sysusers.d RENAME orlo.conf)
 install(DIRECTORY quor pelmo bridging platform types
                   OrloVrrpHelper OrloVrrpSm OrloVrrpPrivateVlanReflectorLib
         DESTINATION include/orlo

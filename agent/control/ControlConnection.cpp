@@ -38,10 +38,13 @@ constexpr std::size_t kRoomForEnd = 1024;
 } // namespace
 
 ControlConnection::ControlConnection( EventLoop &loop, ControlHandler &handler,
-                                      FileDescriptor socket, const Peer &peer, Ended ended )
+                                      FileDescriptor socket, const Peer &peer,
+                                      std::chrono::microseconds patience, Ended ended )
       : loop_( loop ), handler_( handler ), socket_( std::move( socket ) ), peer_( peer ),
-        ended_( std::move( ended ) ), self_( std::make_shared<ControlConnection *>( this ) ) {
+        ended_( std::move( ended ) ), self_( std::make_shared<ControlConnection *>( this ) ),
+        patience_( patience ) {
    await( Waiting::readable );
+   beginToWait();
 }
 
 ControlConnection::~ControlConnection() {
@@ -60,23 +63,56 @@ void ControlConnection::turn() noexcept {
       // No memory, or nothing to wait with: this client is sent away, the agent stays.
    }
    if( !goesOn ) {
-      const Ended ended = std::move( ended_ );
-      ended();
+      end();
    }
+}
+
+void ControlConnection::end() {
+   const Ended ended = std::move( ended_ );
+   ended();
+}
+
+/// Counts from now, unless the client follows.
+void ControlConnection::beginToWait() {
+   timer_ = EventLoop::Subscription();
+   if( !stream_ ) {
+      timer_ = loop_.after( patience_, [this] { sendAway(); } );
+   }
+}
+
+void ControlConnection::sendAway() noexcept {
+   try {
+      if( output_.empty() ) { // otherwise it does not read anyway
+         addError( nullptr, Kind::usage,
+                   "no request for " +
+                         std::to_string(
+                               std::chrono::ceil<std::chrono::seconds>( patience_ ).count() ) +
+                         " s: closed" );
+         output_.sendTo( socket_.get() );
+      }
+   } catch( const std::exception & ) {
+      // Being closed is an answer as well.
+   }
+   end();
 }
 
 bool ControlConnection::work() {
    if( waiting_ == Waiting::readable && !read() ) {
       return false;
    }
-   if( output_.empty() && !open_ && hasLine() ) {
+   const bool isAsked = output_.empty() && !open_ && hasLine();
+   if( isAsked ) {
       serveLine();
    }
    if( open_ ) {
       pullRows();
    }
+   const std::size_t before = output_.size();
    if( !output_.sendTo( socket_.get() ) ) {
       return false;
+   }
+   if( isAsked || isLast_ || output_.size() != before ) {
+      beginToWait();
    }
    if( !output_.empty() || open_ || hasLine() ) {
       await( Waiting::writable );

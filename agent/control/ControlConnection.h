@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -26,9 +27,10 @@ class ControlConnection {
    /// Called once, when the client has gone or has been sent away; ends this object.
    using Ended = std::function<void()>;
 
-   /// Throws std::system_error. Loop and handler must outlive the connection.
+   /// `patience` is what Protocol::patience says. Throws std::system_error. Loop and handler must
+   /// outlive the connection.
    ControlConnection( EventLoop &loop, ControlHandler &handler, FileDescriptor socket,
-                      const Peer &peer, Ended ended );
+                      const Peer &peer, std::chrono::microseconds patience, Ended ended );
    ~ControlConnection();
    ControlConnection( const ControlConnection & ) = delete;
    ControlConnection &operator=( const ControlConnection & ) = delete;
@@ -70,6 +72,9 @@ class ControlConnection {
    bool add( const nlohmann::json &id, std::string_view name, std::string_view content );
    void addError( const nlohmann::json &id, Protocol::ErrorKind kind, std::string_view message );
    void await( Waiting what );
+   void beginToWait();
+   void sendAway() noexcept;
+   void end();
 
    EventLoop &loop_;
    ControlHandler &handler_;
@@ -85,6 +90,8 @@ class ControlConnection {
    std::shared_ptr<ControlConnection *> self_; ///< how emit() finds its way, while there is one
    Waiting waiting_ = Waiting::nothing;
    EventLoop::Subscription subscription_;
+   const std::chrono::microseconds patience_;
+   EventLoop::Subscription timer_; ///< while it runs, the client is waited for
 };
 
 } // namespace OrloAgent

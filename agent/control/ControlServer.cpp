@@ -11,7 +11,7 @@ namespace OrloAgent {
 
 ControlServer::ControlServer( EventLoop &loop, ControlHandler &handler, const Settings &settings )
       : loop_( loop ), handler_( handler ), mostClients_( settings.mostClients ),
-        socket_( settings.path, settings.group ),
+        patience_( settings.patience ), socket_( settings.path, settings.group ),
         listener_( loop, socket_.take(), settings.acceptPause,
                    [this]( FileDescriptor connection ) { accept( std::move( connection ) ); } ) {}
 
@@ -34,8 +34,9 @@ void ControlServer::accept( FileDescriptor connection ) {
    const Peer peer = peerOf( connection.get() );
    // The entry is found by its place, which is known only once it is made.
    const auto place = std::make_shared<std::list<ControlConnection>::iterator>();
-   *place = connections_.emplace( connections_.end(), loop_, handler_, std::move( connection ),
-                                  peer, [this, place] { connections_.erase( *place ); } );
+   *place =
+         connections_.emplace( connections_.end(), loop_, handler_, std::move( connection ), peer,
+                               patience_, [this, place] { connections_.erase( *place ); } );
 }
 
 } // namespace OrloAgent

@@ -23,6 +23,7 @@ class ControlServer {
       std::string path = Protocol::defaultPath;
       std::string group; ///< name or number; may connect and change. Empty: only root and the agent
       std::size_t mostClients = Protocol::mostClients;
+      std::chrono::microseconds patience = Protocol::patience;
       std::chrono::microseconds acceptPause = std::chrono::seconds( 1 ); ///< see Listener
    };
 
@@ -43,6 +44,7 @@ class ControlServer {
    EventLoop &loop_;
    ControlHandler &handler_;
    std::size_t mostClients_;
+   std::chrono::microseconds patience_;
    ControlSocket socket_;
    std::list<ControlConnection> connections_;
    Listener listener_;

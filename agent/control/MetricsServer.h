@@ -4,6 +4,7 @@
 
 #include "agent/EventLoop.h"
 #include "agent/FileDescriptor.h"
+#include "agent/Limits.h"
 #include "agent/control/Listener.h"
 #include "agent/control/LoopbackAddress.h"
 
@@ -23,10 +24,9 @@ class MetricsServer {
    using Text = std::function<std::string()>;
 
    struct Settings {
-      std::size_t longestRequest = std::size_t{ 8 } * 1024;
-      std::size_t mostConnections = 16; ///< one more is closed at once
-      /// For a request to come as a whole, and then for every piece of the answer to be taken.
-      std::chrono::microseconds patience = std::chrono::seconds( 10 );
+      std::size_t longestRequest = Limits::scrapeBytes;
+      std::size_t mostConnections = Limits::scrapers;
+      std::chrono::microseconds patience = Limits::scrapePatience;
       std::chrono::microseconds acceptPause = std::chrono::seconds( 1 ); ///< see Listener
    };
 

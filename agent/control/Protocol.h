@@ -18,6 +18,7 @@
 #ifndef ORLOAGENT_CONTROL_PROTOCOL_H
 #define ORLOAGENT_CONTROL_PROTOCOL_H
 
+#include <chrono>
 #include <cstddef>
 
 namespace OrloAgent {
@@ -34,6 +35,10 @@ struct Protocol {
    /// What the agent holds for a client that does not read; no line is longer.
    static constexpr std::size_t mostOutput = std::size_t{ 256 } * 1024;
    static constexpr std::size_t mostClients = 64;
+   /// For a request to come as a whole, counted from the end of the answer before; and for some of
+   /// an answer to be taken. Who follows may be silent for ever. After it an error is sent, and the
+   /// connection is closed.
+   static constexpr std::chrono::seconds patience{ 60 };
 
    enum class ErrorKind {
       usage,   ///< the request is wrong: unknown command, bad argument

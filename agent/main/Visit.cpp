@@ -1,6 +1,7 @@
 #include "agent/main/Visit.h"
 
 #include "agent/Hardware.h"
+#include "agent/Privileges.h"
 #include "agent/Text.h"
 #include "agent/control/AuditAnswer.h"
 #include "agent/input/KernelReading.h"
@@ -42,9 +43,7 @@ int auditAlone( const Configuration &configuration ) {
    return show( whole( auditAnswer( audit, configuration.hardware.indexes ) ) );
 }
 
-} // namespace
-
-int audit( const Configuration &configuration ) {
+int auditAsked( const Configuration &configuration ) {
    try {
       OrloCtl::Connection connection( configuration.control.path, kAnswerSeconds );
       return show( connection.ask( "audit", nlohmann::json::object() ) );
@@ -52,11 +51,24 @@ int audit( const Configuration &configuration ) {
       return auditAlone( configuration );
    } catch( const OrloCtl::Failure &failure ) {
       complain( failure.what() );
-      return failure.status();
+      return OrloCtl::failureOfAudit( failure ).status();
+   }
+}
+
+} // namespace
+
+int audit( const Configuration &configuration ) {
+   try {
+      const Privileges privileges( configuration, Privileges::Use::look );
+      return auditAsked( configuration );
+   } catch( const std::exception &error ) {
+      complain( error.what() );
+      return OrloCtl::Failure::noAudit;
    }
 }
 
 int flush( const Configuration &configuration ) {
+   const Privileges privileges( configuration, Privileges::Use::change );
    Hardware hardware( configuration, Hardware::Use::change, &complain );
    const Hardware::Flushed flushed = hardware.flush( kPatience );
    std::cout << "flushed: " + counted( flushed.removed, "pair", "pairs" ) +

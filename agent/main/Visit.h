@@ -9,7 +9,7 @@ namespace OrloAgent::Visit {
 /// Compares what is wanted with what the hardware holds, and prints it: the agent on the
 /// configured control socket does it when there is one; otherwise the kernel is read once, and the
 /// hardware is looked at. Changes nothing. Gives the exit status: 0 no difference, 1 differences, 3
-/// an agent is there and does not answer. Throws std::exception when it cannot be done.
+/// an agent is there and does not answer, 4 there was no audit, and why has been said.
 int audit( const Configuration &configuration );
 
 /// Removes what is ours from the hardware, which no agent may have. Gives the exit status: 0

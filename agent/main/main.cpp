@@ -2,6 +2,7 @@
 #include "agent/Agent.h"
 #include "agent/Configuration.h"
 #include "agent/EventLoop.h"
+#include "agent/Privileges.h"
 #include "agent/Service.h"
 #include "agent/control/Control.h"
 #include "agent/control/ControlServer.h"
@@ -16,9 +17,11 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -45,7 +48,8 @@ struct Wanted {
 class Process {
  public:
    Process( const Configuration &configuration, const Wanted &wanted )
-         : file_( wanted.file ), kernel_( loop_ ), tracing_( &systemTime ),
+         : privileges_( configuration, Privileges::Use::run ), file_( wanted.file ),
+           kernel_( loop_ ), tracing_( &systemTime ),
            agent_( configuration, kernel_, std::cout, std::cerr, &systemTime, Service::journal() ),
            control_( agent_, tracing_, [this] { return reloadForClient(); } ) {
       for( const std::string &trace : wanted.traces ) {
@@ -54,6 +58,11 @@ class Process {
                              equals == std::string::npos ? "all" : trace.substr( equals + 1 ) );
       }
       serve( configuration.control );
+      privileges_.startIsOver();
+      complain( "capabilities kept: " + privileges_.text() );
+      if( faccessat( AT_FDCWD, file_.c_str(), R_OK, AT_EACCESS ) != 0 ) {
+         complain( file_ + " cannot be read by this user any more: a reload will be refused" );
+      }
       agent_.onReady = [this] { Service::ready( status() ); };
       agent_.programming().onWait = [this]( int fd, Instant next ) { waitForHardware( fd, next ); };
    }
@@ -172,6 +181,7 @@ class Process {
       return what + "; going on with the number of indexes before";
    }
 
+   Privileges privileges_; // first: before anything is loaded or heard
    const std::string file_;
    bool isLost_ = false; // the hardware
    EventLoop loop_;
@@ -209,7 +219,8 @@ int main( int argc, char **argv ) {
    app.add_option( "--trace", wanted.traces,
                    "FACILITY=LEVELS, such as OrloVrrp=0-4,8: traces to standard error" );
    app.footer( "Exit status: 0 clean stop, 1 cannot run, 2 bad configuration or usage.\n"
-               "--audit: 0 no difference, 1 differences, 3 the running agent does not answer. "
+               "--audit: 0 no difference, 1 differences, 3 the running agent does not answer, "
+               "4 no audit. "
                "--flush: 1 the hardware keeps something." );
    try {
       app.parse( argc, argv );

@@ -58,4 +58,8 @@ int statusOfAudit( const Json &result ) {
    return Fields( result ).number( "left" ) == 0 ? 0 : 1;
 }
 
+Failure failureOfAudit( const Failure &failure ) {
+   return { failure.status() == Failure::no ? Failure::noAudit : failure.status(), failure.what() };
+}
+
 } // namespace OrloCtl

@@ -20,6 +20,18 @@ def word(vlan, vrid):
     return USED << 60 | vlan << 48 | int(mac(vrid).replace(':', ''), 16)
 
 
+class Blind:
+    """A module that says of nothing what the hardware holds."""
+
+    kind = 'module'
+
+    @staticmethod
+    def settings():
+        build = os.path.dirname(os.path.dirname(PROGRAM))
+        return {'module': os.path.join(build, 'tests/unit/agent/blind_helper/libagent_blind_helper.so'),
+                'capabilities': []}
+
+
 class AuditTest(SystemTest):
 
     def slot_is(self, agent, index, value):
@@ -118,7 +130,7 @@ class AuditTest(SystemTest):
 
         with open(agent.slots, 'w', encoding='ascii') as slots:
             slots.write('something else')
-        self.assertEqual((1, '', f'orlo-agent: cannot read the slot table {agent.slots}: it is no slot table\n'),
+        self.assertEqual((4, '', f'orlo-agent: cannot read the slot table {agent.slots}: it is no slot table\n'),
                          self.alone(agent, '--audit'))
         with open(agent.slots, encoding='ascii') as slots:
             self.assertEqual('something else', slots.read())
@@ -132,13 +144,25 @@ class AuditTest(SystemTest):
         before = agent.hardware()
 
         status, said = self.as_nobody(CTL, '--socket', agent.socket, 'audit', '--repair')
-        self.assertEqual(1, status)
+        self.assertEqual(4, status)
         self.assertIn('a repair needs root', said)
         self.assertEqual(before, agent.hardware())
         status, said = self.as_nobody(CTL, '--socket', agent.socket, 'audit')
         self.assertEqual(1, status)
         self.assertIn('in the hardware: 1 difference', said)
         self.assertEqual(0, self.ctl(agent).run('audit', '--repair')[0])
+
+    def test_hardware_that_cannot_be_read_back_is_no_difference(self):
+        agent = self.agent(hardware=Blind())
+
+        status, output, errors = self.ctl(agent).run('audit')
+        self.assertEqual((4, '', 'orloctl: there is no audit of this hardware: its helper cannot read it back\n'),
+                         (status, output, errors))
+        self.assertEqual((4, '', 'orlo-agent: there is no audit of this hardware: its helper cannot read it back\n'),
+                         self.alone(agent, '--audit'))
+        agent.stop()
+        self.assertEqual((4, '', 'orlo-agent: there is no audit of this hardware: its helper cannot read it back\n'),
+                         self.alone(agent, '--audit'))
 
     def test_a_flush_is_refused_while_an_agent_runs(self):
         agent = self.agent()

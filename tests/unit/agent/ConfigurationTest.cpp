@@ -4,6 +4,7 @@
 #include "tests/unit/agent/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 
 #include <cstdio>
 #include <fstream>
@@ -130,13 +131,17 @@ TEST( Configuration, HardwareCanBeSomebodyElsesModule ) {
    const Configuration configuration = readConfiguration( R"( {
       "plugin": "/opt/orlo/liborlovrrp.so.1",
       "hardware": { "kind": "module", "indexes": 4, "module": "/usr/lib/chip.so",
-                    "settings": { "device": "/dev/chip0", "mode": "" } },
+                    "settings": { "device": "/dev/chip0", "mode": "" },
+                    "capabilities": [ "CAP_SYS_RAWIO", "CAP_NET_ADMIN" ] },
       "control": { "path": "/run/c", "group": "noc", "metrics": { "address": "::1", "port": 9742 } },
       "interfaces": [] } )",
                                                           kFile );
    EXPECT_EQ( configuration.plugin, "/opt/orlo/liborlovrrp.so.1" );
-   const HardwareConfiguration hardware{
-         "module", 4, "/usr/lib/chip.so", { { "device", "/dev/chip0" }, { "mode", "" } } };
+   const HardwareConfiguration hardware{ "module",
+                                         4,
+                                         "/usr/lib/chip.so",
+                                         { { "device", "/dev/chip0" }, { "mode", "" } },
+                                         Capabilities{ CAP_SYS_RAWIO, CAP_NET_ADMIN } };
    EXPECT_EQ( configuration.hardware, hardware );
    const ControlConfiguration control{ "/run/c", "noc", "::1", 9742 };
    EXPECT_EQ( configuration.control, control );

@@ -2,6 +2,7 @@
 #include "tests/unit/agent/FakeControlHandler.h"
 
 #include <list>
+#include <optional>
 #include <random>
 
 namespace OrloAgent {
@@ -196,6 +197,66 @@ TEST_F( ControlServerTest, OneClientTooManyIsToldSoAndClosed ) {
    clients.pop_front();
    EXPECT_TRUE( eventuallyClients( Protocol::mostClients - 1 ) );
    expectServed();
+}
+
+TEST_F( ControlServerTest, WhoAsksNothingIsSentAway ) {
+   start( std::chrono::milliseconds( 30 ) );
+   TestSocket silent( path_ );
+   EXPECT_EQ( silent.json(), error( nullptr, "usage", "no request for 1 s: closed" ) );
+   EXPECT_EQ( silent.rest(), "" );
+   EXPECT_TRUE( eventuallyClients( 0 ) );
+}
+
+TEST_F( ControlServerTest, ARequestThatIsSentByteByByteHasToEndInTime ) {
+   start( std::chrono::milliseconds( 30 ) );
+   TestSocket half( path_ );
+   ASSERT_TRUE( eventuallyClients( 1 ) );
+   EXPECT_TRUE( thread_.eventually( [&] {
+      half.send( " " );
+      return server_->clients() == 0;
+   } ) );
+}
+
+TEST_F( ControlServerTest, WhoDoesNotTakeTheAnswerIsSentAway ) {
+   start( std::chrono::milliseconds( 30 ) );
+   TestSocket lazy( path_ );
+   ASSERT_TRUE( lazy.send( request( 1, "rows", { { "count", 100000 }, { "size", 100 } } ) ) );
+   EXPECT_TRUE( thread_.eventually( [&] { return handler_.holders == 1; } ) );
+   EXPECT_TRUE( eventuallyClients( 0 ) );
+   EXPECT_EQ( thread_.call( [&] { return handler_.holders; } ), 0 );
+}
+
+TEST_F( ControlServerTest, WhoFollowsMayBeSilentForEver ) {
+   start( std::chrono::milliseconds( 30 ) );
+   std::optional<TestSocket> client;
+   do { // on a busy machine it may be sent away before it has asked
+      client.emplace( path_ );
+      client->send( request( 1, "follow" ) );
+   } while( client->json().contains( "error" ) );
+   TestSocket &follower = *client;
+   for( int i = 0; i < 3; ++i ) { // each of these is there for as long as the follower may be
+      TestSocket silent( path_ );
+      EXPECT_EQ( silent.json(), error( nullptr, "usage", "no request for 1 s: closed" ) );
+   }
+   thread_.call( [&] { handler_.emit( "still here" ); } );
+   EXPECT_EQ( follower.json()["event"], "still here" );
+   // Its end is its own; what it has not taken by then is not kept for ever.
+   follower.endSending();
+   EXPECT_TRUE( eventuallyClients( 0 ) );
+}
+
+TEST_F( ControlServerTest, EveryRequestIsWaitedForAnew ) {
+   start( std::chrono::seconds( 1 ) );
+   TestSocket busy( path_ );
+   TestSocket silent( path_ );
+   ASSERT_TRUE( eventuallyClients( 2 ) );
+   do {
+      ASSERT_TRUE( busy.send( request( 7, "echo" ) ) );
+      EXPECT_TRUE( busy.json().contains( "result" ) );
+   } while( thread_.call( [&] { return server_->clients(); } ) == 2 );
+   EXPECT_EQ( silent.json(), error( nullptr, "usage", "no request for 1 s: closed" ) );
+   ASSERT_TRUE( busy.send( request( 7, "echo" ) ) );
+   EXPECT_TRUE( busy.json().contains( "result" ) );
 }
 
 } // namespace

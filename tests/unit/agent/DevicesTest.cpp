@@ -1,6 +1,7 @@
 // Which device stands for a virtual router MAC: every state that the VRRP daemons were seen to
 // make.
 #include "agent/input/Devices.h"
+#include "agent/Limits.h"
 #include "tests/unit/agent/FakeKernel.h"
 
 #include <gtest/gtest.h>
@@ -311,6 +312,15 @@ TEST_F( DevicesTest, AReadingThatBeginsAgainCountsFromThere ) {
    devices_.linkIs( svi( kSvi, "br10" ) );
    devices_.readingEnds();
    EXPECT_TRUE( devices_.verdicts().empty() );
+}
+
+TEST( VrrpMac, AreNoMoreThanTheLimit ) {
+   Quor::U32 count = 0;
+   for( Quor::U32 low = 0; low < 1 << 20; ++low ) { // behind the first octets that all of them have
+      const auto word = static_cast<Quor::U16>( low );
+      count += isVrrpMac( { 0, static_cast<Quor::U16>( 0x5e00 | low >> 16 ), word } ) ? 1 : 0;
+   }
+   EXPECT_EQ( count, Limits::macsOfInterface );
 }
 
 } // namespace

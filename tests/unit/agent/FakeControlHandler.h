@@ -114,9 +114,10 @@ class ControlServerTest : public testing::Test {
       path_ = settings.path;
       thread_.call( [&] { server_.emplace( thread_.loop(), handler_, settings ); } );
    }
-   void start() {
+   void start( std::chrono::microseconds patience = Protocol::patience ) {
       ControlServer::Settings settings;
       settings.path = folder_.path( "control" );
+      settings.patience = patience;
       start( settings );
    }
    void stop() {

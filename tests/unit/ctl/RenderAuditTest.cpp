@@ -93,5 +93,15 @@ TEST( RenderAudit, WhatIsNoAuditIsRefused ) {
    EXPECT_THROW( statusOfAudit( Json::object() ), Failure );
 }
 
+TEST( RenderAudit, WhatKeptItFromTakingPlaceIsNoDifference ) {
+   const auto statusAfter = []( Failure::Status status ) {
+      return failureOfAudit( { status, "why" } ).status();
+   };
+   EXPECT_EQ( statusAfter( Failure::no ), Failure::noAudit );
+   EXPECT_EQ( statusAfter( Failure::usage ), Failure::usage );
+   EXPECT_EQ( statusAfter( Failure::unreachable ), Failure::unreachable );
+   EXPECT_STREQ( failureOfAudit( { Failure::no, "why" } ).what(), "why" );
+}
+
 } // namespace
 } // namespace OrloCtl

@@ -263,12 +263,12 @@ TEST_F( EbpfHelperTest, TheNextOneAdoptsEveryPairWithoutAWrite ) {
    switch_.takeCalls();
 
    start();
-   const Taken taken = adopt();
+   const Entries taken = adopt();
 
-   EXPECT_EQ( taken, ( Taken{ { pair( 10, 51 ), 0 },
-                              { pair( 12, 51 ), 1 },
-                              { pair( 20, 51 ), 2 },
-                              { pair( 11, 52 ), 3 } } ) );
+   EXPECT_EQ( taken, ( Entries{ { pair( 10, 51 ), 0 },
+                                { pair( 12, 51 ), 1 },
+                                { pair( 20, 51 ), 2 },
+                                { pair( 11, 52 ), 3 } } ) );
    EXPECT_EQ( switch_.takeCalls(), Lines{} );
    EXPECT_EQ( work(), Lines{} );
    EXPECT_EQ( switch_.rows, rows );
@@ -296,9 +296,9 @@ TEST_F( EbpfHelperTest, WhatHasNoPlaceAnyMoreIsRemovedAtStart ) {
    switch_.rows[pair( 11, 51 )] = { 700, ifindex( "br10" ) }; // no such index
 
    start( 2 );
-   const Taken taken = adopt();
+   const Entries taken = adopt();
 
-   EXPECT_EQ( taken, ( Taken{ { pair( 10, 51 ), 0 }, { pair( 12, 51 ), 1 } } ) );
+   EXPECT_EQ( taken, ( Entries{ { pair( 10, 51 ), 0 }, { pair( 12, 51 ), 1 } } ) );
    EXPECT_EQ( switch_.rows, ( Rows{ { pair( 10, 51 ), { 0, ifindex( "br10" ) } },
                                     { pair( 12, 51 ), { 1, ifindex( "br10" ) } } } ) );
 }
@@ -307,7 +307,7 @@ TEST_F( EbpfHelperTest, ATableThatCannotBeReadIsTold ) {
    start();
    switch_.isUnreadable = true;
 
-   EXPECT_EQ( adopt(), Taken{} );
+   EXPECT_EQ( adopt(), Entries{} );
    EXPECT_EQ( told(),
               Lines{ "cannot read what the hardware holds: out of order; it is tried again" } );
    EXPECT_THROW( helper_->readAll(), std::runtime_error );
@@ -337,7 +337,6 @@ TEST_F( EbpfHelperTest, ShowsWhatTheTableHolds ) {
    start();
    program( { pair( 10, 51 ), pair( 20, 51 ) } );
 
-   using Entry = OrloHelper::HardwareView::Entry;
    EXPECT_EQ( helper_->readAll(),
               ( std::vector<Entry>{ { pair( 10, 51 ), 0 }, { pair( 20, 51 ), 1 } } ) );
    EXPECT_EQ( helper_->slot( 1 ), pair( 20, 51 ) );
@@ -347,7 +346,7 @@ TEST_F( EbpfHelperTest, ShowsWhatTheTableHolds ) {
 TEST_F( EbpfHelperTest, NoIndexesAtAll ) {
    start( 0 );
 
-   EXPECT_EQ( adopt(), Taken{} );
+   EXPECT_EQ( adopt(), Entries{} );
    EXPECT_EQ( work(), Lines{} );
    switch_.goes( "br10" );
    EXPECT_EQ( work(), Lines{} );

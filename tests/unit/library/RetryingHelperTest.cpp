@@ -426,11 +426,46 @@ TEST_F( RetryingHelperTest, AnEntryWithoutAnIndexThatStaysIsAskedForAgainAndItsP
    EXPECT_EQ( helper_->slot( 1 ), std::nullopt );
    helper_->onRemove = yes;
    EXPECT_EQ( workedTo( 1s ), ( Lines{ "remove -:10/1", "add 1:10/1" } ) );
+   EXPECT_EQ(
+         told(),
+         ( Lines{ "cannot remove VLAN 10  00:00:5e:00:01:01: no; it is tried again",
+                  "cannot program VLAN 10  00:00:5e:00:01:01  index 1: the pair is still in "
+                  "the hardware under its index before; it is tried again",
+                  "removed VLAN 10  00:00:5e:00:01:01: it has no index of its own", kTaken } ) );
+}
+
+TEST_F( RetryingHelperTest, AStrayIsToldAsRemovedOnceItIs ) {
+   helper_->onRemove = []( ScriptedHelper::Write &write ) {
+      write.refusal = write.index == 3 ? "no" : "";
+   };
+   start( { { a, 1 }, { a, 3 }, { pair( 0, 9 ), 0 } } );
+   EXPECT_EQ(
+         told(),
+         ( Lines{ "removed VLAN 0  00:00:5e:00:01:09  index 0: there is no such VLAN",
+                  "cannot remove VLAN 10  00:00:5e:00:01:01  index 3: no; it is tried again" } ) );
+   helper_->onRemove = yes;
+   workedTo( 1s );
    EXPECT_EQ( told(),
-              ( Lines{ "removed VLAN 10  00:00:5e:00:01:01: it has no index of its own",
-                       "cannot remove VLAN 10  00:00:5e:00:01:01: no; it is tried again",
-                       "cannot program VLAN 10  00:00:5e:00:01:01  index 1: the pair is still in "
-                       "the hardware under its index before; it is tried again",
+              ( Lines{ "removed VLAN 10  00:00:5e:00:01:01  index 3: it stands twice", kTaken } ) );
+   // What the index holds from now on is nothing strange.
+   add( b, 3 );
+   workedTo( 2s );
+   remove( b, 3 );
+   workedTo( 3s );
+   EXPECT_EQ( told(), Lines{} );
+}
+
+TEST_F( RetryingHelperTest, AStrayThatIsWantedAfterAllIsNotToldAsRemoved ) {
+   helper_->onRemove = no;
+   start( { { a, 1 }, { a, 3 } } );
+   remove( a, 1 );
+   add( a, 3 );
+   helper_->onRemove = yes;
+   workedTo( 1s );
+   remove( a, 3 );
+   workedTo( 2s );
+   EXPECT_EQ( told(),
+              ( Lines{ "cannot remove VLAN 10  00:00:5e:00:01:01  index 3: no; it is tried again",
                        kTaken } ) );
 }
 

@@ -78,11 +78,16 @@ int orlo_port( struct __sk_buff *skb ) {
    if( frame->h_dest[0] & 1 ) {
       return TC_ACT_UNSPEC; /* to a group or to everybody: no virtual router MAC is */
    }
-   struct RouterMacKey key = { .vlan = vlanOf( skb ) };
-   if( key.vlan == 0 ) {
+   const __u16 vlan = vlanOf( skb );
+   if( vlan == 0 ) {
       return TC_ACT_UNSPEC;
    }
+   struct RouterMacKey key;
    __builtin_memcpy( key.mac, frame->h_dest, sizeof( key.mac ) );
+   /* In this order: to Linux 6.1 a part of the key that is written behind the VLAN is a pointer
+      corrupted, unless the agent has CAP_PERFMON. */
+   barrier();
+   key.vlan = vlan;
    const struct RouterMacValue *found = bpf_map_lookup_elem( &router_macs, &key );
    if( !found ) {
       return TC_ACT_UNSPEC;
