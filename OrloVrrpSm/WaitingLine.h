@@ -33,11 +33,16 @@ class WaitingLine {
    using VlanAndMac = VrrpPrivateVlanReflectorLib::VlanAndMac;
    using Queue = MacsNeedingVirtualRouterIndex;
    using Entry = QuorMacsNeedingVirtualRouterIndex;
+   using Iterator = Queue::Iterator;
+   using U32 = Quor::U32;
 
    explicit WaitingLine( const Quor::PtrInterface *owner ) : queue_( owner ) {}
 
    const Queue &queue() const noexcept { return queue_; }
-   void nextKeyIs( Quor::U32 key ) noexcept { queue_.nextKeyIs( key ); }
+   Quor::Ptr<Entry> find( U32 key ) const noexcept { return queue_.find( key ); }
+   Iterator begin() const { return queue_.begin(); }
+   std::default_sentinel_t end() const noexcept { return {}; }
+   void nextKeyIs( U32 key ) noexcept { queue_.nextKeyIs( key ); }
 
    /// The entry of the pair that is nearest to the head; null when the pair does not wait.
    Entry *oldest( const VlanAndMac &pair ) noexcept;
@@ -45,22 +50,21 @@ class WaitingLine {
    Quor::Ptr<Entry> enq( const VlanAndMac &pair );
    /// Puts the pair at a position, over what stands there; gives the entry, or null when it stood
    /// there already.
-   Quor::Ptr<Entry> set( Quor::U32 key, const VlanAndMac &pair );
+   Quor::Ptr<Entry> set( U32 key, const VlanAndMac &pair );
    /// Puts the pair at a free position; NameInUseException when it is taken.
-   Quor::Ptr<Entry> insert( Quor::U32 key, const VlanAndMac &pair );
+   Quor::Ptr<Entry> insert( U32 key, const VlanAndMac &pair );
 
    /// Remove and give the entry at the head, at a position, under an iterator; null when there is
    /// none.
    Quor::Ptr<Entry> deq();
-   Quor::Ptr<Entry> take( Quor::U32 key );
-   Quor::Ptr<Entry> take( const Queue::Iterator &at ) {
+   Quor::Ptr<Entry> take( U32 key );
+   Quor::Ptr<Entry> take( const Iterator &at ) {
       return at != queue_.end() && at->isMember() ? take( at->key() ) : nullptr;
    }
    /// Removes an entry of the line.
    Quor::Ptr<Entry> take( Entry &entry );
 
  private:
-   using U32 = Quor::U32;
    /// Ends a chain. The entry at this position, if there is one, is not in the index.
    static constexpr U32 kNone = 0xFFFFFFFF;
 

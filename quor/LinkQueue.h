@@ -134,7 +134,8 @@ class LinkQueue {
    Entry *at( Ordinal ordinal ) const noexcept;
    /// The entry at the position, or the first one behind it.
    Entry *from( Ordinal ordinal ) const noexcept;
-   Entry *after( const Entry &entry ) const noexcept { return from( entry.ordinal() + 1 ); }
+   struct Cursor {}; // positions tell the order
+   Entry *after( const Entry &entry, Cursor ) const noexcept { return from( entry.ordinal() + 1 ); }
    Ptr<Entry> add( Ordinal ordinal, const Value &value );
    Ptr<Entry> remove( Entry &entry ) noexcept;
    /// Lets go of a page aside of another one.
