@@ -11,9 +11,9 @@
 namespace Quor {
 
 /// The pages in which entries of one queue stand, in order and by number. Numbers that follow one
-/// another, as they do unless somebody chooses positions, have a bucket each. Keeps two pages that
-/// have become empty, so that a queue that something enters and leaves all the time needs no
-/// memory. Belongs to a queue.
+/// another, as they do unless somebody chooses positions, have a bucket each. Keeps up to eight
+/// pages that have become empty, so that a queue that some 200 entries enter and leave all the time
+/// needs no memory for it. Belongs to a queue.
 class QueuePages {
  public:
    /// `pageSize`: bytes, with the entries.
@@ -64,7 +64,7 @@ class QueuePages {
    U64 mask_ = 0;             // which these are
    QueuePage *head_ = nullptr;
    QueuePage *tail_ = nullptr;
-   std::array<QueuePage *, 2> spare_{};
+   std::array<QueuePage *, 8> spare_{};
    U32 count_ = 0;
 };
 

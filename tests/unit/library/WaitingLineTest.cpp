@@ -12,6 +12,8 @@ namespace {
 using Place = std::pair<U32, VlanAndMac>;
 using Places = std::vector<Place>;
 
+constexpr U32 kLast = 0xFFFFFFFF;
+
 /// What the line must be: a plain list.
 class List {
  public:
@@ -306,6 +308,66 @@ TEST( WaitingLine, TheFirstIsTheOneNearestToTheHeadNotTheOneWithTheSmallestPosit
    ASSERT_EQ( world.positions(), ( Indexes{ 0xFFFFFFFFu, 0, 1 } ) );
    world.goes( a );
    EXPECT_EQ( world.positions(), ( Indexes{ 0, 1 } ) );
+}
+
+TEST( WaitingLine, APlaceAtTheLastPositionIsFoundAmongThoseOfItsPair ) {
+   Waiting world( {} );
+   for( const U32 key : { kLast - 1, kLast } ) {
+      world.sm->newMacsNeedingVirtualRouterIndex( key, a );
+   }
+   world.sm->macsNeedingVirtualRouterIndexEnq( a );
+   world.sm->macsNeedingVirtualRouterIndexEnq( b );
+   for( const Indexes &left :
+        { Indexes{ kLast, 0, 1 }, Indexes{ 0, 1 }, Indexes{ 1 }, Indexes{ 1 } } ) {
+      world.goes( a );
+      EXPECT_EQ( world.positions(), left );
+   }
+}
+
+TEST( WaitingLine, APlaceAtTheLastPositionIsFoundUnderItsNewPairOnly ) {
+   Waiting world( { a, b } );
+   world.sm->newMacsNeedingVirtualRouterIndex( kLast, c );
+   world.sm->macsNeedingVirtualRouterIndexIs( kLast, a );
+   world.goes( c );
+   EXPECT_EQ( world.waiting(), ( Pairs{ a, b, a } ) );
+   world.goes( a );
+   world.goes( a );
+   EXPECT_EQ( world.waiting(), ( Pairs{ b } ) );
+   world.sm->newMacsNeedingVirtualRouterIndex( kLast, a );
+   world.sm->macsNeedingVirtualRouterIndexDel( kLast );
+   world.goes( a );
+   EXPECT_EQ( world.waiting(), ( Pairs{ b } ) );
+}
+
+TEST( WaitingLine, APairIsFoundAtBothEndsOfALineAroundTheWholeCircle ) {
+   Waiting world( {} );
+   world.sm->newMacsNeedingVirtualRouterIndex( 10, a );
+   world.sm->newMacsNeedingVirtualRouterIndex( kLast - 1, b );
+   world.sm->macsNeedingVirtualRouterIndexEnq( c );
+   world.sm->macsNeedingVirtualRouterIndexEnq( d ); // at 0
+   world.sm->newMacsNeedingVirtualRouterIndex( 7, e );
+   world.sm->newMacsNeedingVirtualRouterIndex( 8, a );
+   ASSERT_EQ( world.positions(), ( Indexes{ 10, kLast - 1, kLast, 0, 7, 8 } ) );
+   world.goes( e );
+   world.goes( a );
+   EXPECT_EQ( world.positions(), ( Indexes{ kLast - 1, kLast, 0, 8 } ) );
+   world.goes( a );
+   world.goes( d );
+   EXPECT_EQ( world.waiting(), ( Pairs{ b, c } ) );
+}
+
+TEST( WaitingLine, EqualPairsLeaveALongLineWithoutAWalk ) {
+   Waiting world( {} );
+   constexpr U32 kCount = 100000; // a walk for each would take minutes
+   for( U32 i = 0; i < kCount; ++i ) {
+      world.sm->macsNeedingVirtualRouterIndexEnq( i % 2 == 0 ? a : b );
+   }
+   for( U32 i = 0; i < kCount / 2; ++i ) {
+      world.goes( a );
+   }
+   EXPECT_EQ( world.sm->macsNeedingVirtualRouterIndexes().count(), kCount / 2 );
+   EXPECT_EQ( world.sm->macsNeedingVirtualRouterIndex( 1 ), b );
+   EXPECT_EQ( world.sm->macsNeedingVirtualRouterIndex( kCount - 1 ), b );
 }
 
 TEST( WaitingLine, ALongLineIsLeftFromItsMiddleWithoutAWalk ) {
