@@ -1,5 +1,6 @@
 #include "bench/pipeline/Comparison.h"
 
+#include <cstdlib>
 #include <malloc.h>
 
 namespace OrloBench {
@@ -8,6 +9,18 @@ namespace {
 
 /// What runs so few times in a repetition is large.
 constexpr benchmark::IterationCount kFew = 20;
+
+/// The heap as nobody left it: whoever runs next would have to clear up small pieces of memory that
+/// another one gave back. What is large gets fresh pages as well.
+void tidyUp( bool isLarge ) {
+   if( isLarge ) {
+      malloc_trim( 0 );
+      return;
+   }
+   void *consolidates = std::malloc( 100'000 );
+   benchmark::DoNotOptimize( consolidates );
+   std::free( consolidates );
+}
 
 double median( std::vector<double> values ) {
    const auto middle = values.begin() + static_cast<std::ptrdiff_t>( values.size() / 2 );
@@ -35,9 +48,7 @@ void Comparison::run( benchmark::State &state ) const {
       std::map<std::string, U64> digests;
       for( std::size_t i = 0; i < subjects_.size(); ++i ) {
          const Subject &subject = subjects_[( first + i ) % subjects_.size()];
-         if( isLarge ) {
-            malloc_trim( 0 ); // everybody gets fresh pages
-         }
+         tidyUp( isLarge );
          const Round round = subject.measure();
          for( const auto &[phase, time] : round.phases ) {
             figures[subject.name + '.' + phase].push_back( time );

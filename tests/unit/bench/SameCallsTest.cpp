@@ -9,13 +9,16 @@ namespace {
 
 using namespace OrloBench;
 
+// That the programmer has started, and how many pairs there are at the end.
+constexpr std::size_t kOtherLines = 2;
+
 class SameCallsTest : public testing::TestWithParam<History> {};
 
 TEST_P( SameCallsTest, productFloorAndNaiveCodeAskTheHardwareForTheSame ) {
    const SameCalls same( GetParam() );
 
    EXPECT_EQ( same.difference(), "" );
-   EXPECT_GT( same.calls(), 2u );
+   EXPECT_EQ( same.calls() > kOtherLines, GetParam().indexes > 0 );
 }
 
 std::string nameOf( const testing::TestParamInfo<History> &info ) {
