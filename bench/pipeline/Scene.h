@@ -2,8 +2,11 @@
 #ifndef ORLOBENCH_PIPELINE_SCENE_H
 #define ORLOBENCH_PIPELINE_SCENE_H
 
-#include "bench/pipeline/Comparison.h"
-#include "bench/pipeline/Stopwatch.h"
+#include "bench/comparison/Comparison.h"
+#include "bench/comparison/Stopwatch.h"
+#include "bench/subjects/Floor.h"
+#include "bench/subjects/Naive.h"
+#include "bench/subjects/Product.h"
 
 #include <memory>
 
@@ -58,6 +61,18 @@ class Scene {
    std::unique_ptr<Subject> subject_;
    Round round_;
 };
+
+/// `measure` is called with the type of each subject as a template argument.
+template <class Measure>
+void compare( const std::string &name, int iterations, bool isNaiveBearable, Measure measure ) {
+   Comparison comparison( name );
+   comparison.subjectIs( Product::kName, [=] { return measure.template operator()<Product>(); } );
+   comparison.subjectIs( Floor::kName, [=] { return measure.template operator()<Floor>(); } );
+   if( isNaiveBearable ) {
+      comparison.subjectIs( Naive::kName, [=] { return measure.template operator()<Naive>(); } );
+   }
+   std::move( comparison ).registerIt( iterations );
+}
 
 } // namespace OrloBench
 

@@ -1,6 +1,6 @@
 // Measures one phase.
-#ifndef ORLOBENCH_PIPELINE_STOPWATCH_H
-#define ORLOBENCH_PIPELINE_STOPWATCH_H
+#ifndef ORLOBENCH_COMPARISON_STOPWATCH_H
+#define ORLOBENCH_COMPARISON_STOPWATCH_H
 
 #include <algorithm>
 #include <chrono>

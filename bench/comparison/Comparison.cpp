@@ -1,5 +1,6 @@
-#include "bench/pipeline/Comparison.h"
+#include "bench/comparison/Comparison.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <malloc.h>
 
@@ -45,7 +46,7 @@ void Comparison::run( benchmark::State &state ) const {
    std::size_t first = 0;
    for( [[maybe_unused]] auto _ : state ) {
       double total = 0;
-      std::map<std::string, U64> digests;
+      std::map<std::string, Quor::U64> digests;
       for( std::size_t i = 0; i < subjects_.size(); ++i ) {
          const Subject &subject = subjects_[( first + i ) % subjects_.size()];
          tidyUp( isLarge );
@@ -59,7 +60,8 @@ void Comparison::run( benchmark::State &state ) const {
       ++first;
       for( const auto &[name, digest] : digests ) {
          if( digest != digests.begin()->second ) {
-            state.SkipWithError( ( name + " did not make the same calls" ).c_str() );
+            state.SkipWithError(
+                  ( name + " did something else than " + digests.begin()->first ).c_str() );
             return;
          }
       }
