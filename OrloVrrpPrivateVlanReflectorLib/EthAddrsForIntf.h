@@ -65,7 +65,7 @@ class EthAddrsForIntf::NotifieeConst : public Quor::NotifieeConstOf<EthAddrsForI
 class EthAddrsForIntf::Notifiee : public Quor::NotifieeOf<EthAddrsForIntf, NotifieeConst> {};
 
 inline void EthAddrsForIntf::ethAddrNotify( const Pelmo::EthAddr &mac ) const {
-   notify<NotifieeConst, const Pelmo::EthAddr &>( kEthAddr, &NotifieeConst::onEthAddr, mac );
+   notify<NotifieeConst, const Pelmo::EthAddr &, &NotifieeConst::onEthAddr>( kEthAddr, mac );
 }
 
 } // namespace Orlo::VrrpPrivateVlanReflectorLib

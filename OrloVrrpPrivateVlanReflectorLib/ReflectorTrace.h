@@ -15,7 +15,10 @@ class ReflectorTrace : public Quor::Trace {
          : Quor::Trace( _defaultTraceHandle(), level, kReflectorSource, line, function ) {}
 
  private:
-   static const Quor::TraceHandle &_defaultTraceHandle();
+   static const Quor::TraceHandle &_defaultTraceHandle() { return facility_.get( make ); }
+   static const Quor::TraceHandle &make();
+
+   static constinit inline Quor::TraceFacility facility_;
 };
 
 } // namespace Orlo::VrrpPrivateVlanReflectorLib

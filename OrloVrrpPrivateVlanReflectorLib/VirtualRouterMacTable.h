@@ -64,8 +64,8 @@ class VirtualRouterMacTable::Notifiee
       : public Quor::NotifieeOf<VirtualRouterMacTable, NotifieeConst> {};
 
 inline void VirtualRouterMacTable::virtualRouterMacNotify( const VlanAndMac &key ) const {
-   notify<NotifieeConst, const VlanAndMac &>( kVirtualRouterMac, &NotifieeConst::onVirtualRouterMac,
-                                              key );
+   notify<NotifieeConst, const VlanAndMac &, &NotifieeConst::onVirtualRouterMac>( kVirtualRouterMac,
+                                                                                  key );
 }
 
 /// A new, empty table, for the agent to hand to the reflector and to the programmer.

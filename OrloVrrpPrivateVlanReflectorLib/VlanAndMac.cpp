@@ -9,10 +9,11 @@ namespace Orlo::VrrpPrivateVlanReflectorLib {
 namespace {
 
 template <class V>
-void readAttribute( Quor::StringIterator &at, Quor::StringIterator end, const Quor::String &name,
-                    V &value ) {
+V readAttribute( Quor::StringIterator &at, Quor::StringIterator end, const Quor::String &name ) {
    try {
+      V value;
       sequenceToValue( at, end, value );
+      return value;
    } catch( const Quor::RangeException &error ) {
       Quor::rethrowFromDeserializeAttr( error, name );
    }
@@ -43,9 +44,9 @@ VlanAndMac::VlanAndMac( Quor::StringIterator &at, Quor::StringIterator end ) : V
       Quor::sequenceToValue( at, end, name );
       Quor::needString( at, end, " : " );
       if( name == "vlanId" ) {
-         readAttribute( at, end, name, vlanId_ );
+         vlanIdIs( readAttribute<Bridging::VlanId>( at, end, name ) );
       } else if( name == "mac" ) {
-         readAttribute( at, end, name, mac_ );
+         macIs( readAttribute<Pelmo::EthAddr>( at, end, name ) );
       } else {
          throw Quor::RangeException( "VlanAndMac has no such attribute: " + name );
       }

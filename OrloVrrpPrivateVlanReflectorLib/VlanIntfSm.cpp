@@ -139,6 +139,18 @@ void VlanIntfSm::quorDoZombieReactors( bool on ) {
    }
 }
 
+inline void VlanIntfSm::write( VirtualRouterMacTable &table, const VlanAndMac &key, bool isPresent,
+                               const char *function ) const {
+   if( ReflectorTrace t{ 2, function } ) {
+      t << *this << ( isPresent ? " adding " : " removing " ) << key;
+   }
+   if( isPresent ) {
+      table.virtualRouterMacIs( key, true );
+   } else {
+      table.virtualRouterMacDel( key );
+   }
+}
+
 // Every handler holds what it works on: whoever is told of a key may let go of all of it.
 
 void VlanIntfSm::handleInitialized() {
@@ -199,18 +211,6 @@ void VlanIntfSm::doCleanup() {
       for( const auto &mac : macs->ethAddrs() ) {
          write( *table, VlanAndMac( vlan.key(), mac.key() ), false, "doCleanup" );
       }
-   }
-}
-
-void VlanIntfSm::write( VirtualRouterMacTable &table, const VlanAndMac &key, bool isPresent,
-                        const char *function ) const {
-   if( ReflectorTrace t{ 2, function } ) {
-      t << *this << ( isPresent ? " adding " : " removing " ) << key;
-   }
-   if( isPresent ) {
-      table.virtualRouterMacIs( key, true );
-   } else {
-      table.virtualRouterMacDel( key );
    }
 }
 

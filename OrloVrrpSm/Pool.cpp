@@ -7,16 +7,6 @@ using Quor::Ptr;
 using Quor::U32;
 using VrrpPrivateVlanReflectorLib::VlanAndMac;
 
-namespace {
-
-/// The value of an entry that was found or removed; the default value when there was none.
-template <class Entry>
-auto valueOf( const Ptr<Entry> &entry ) -> std::decay_t<decltype( entry->value() )> {
-   return entry ? entry->value() : std::decay_t<decltype( entry->value() )>{};
-}
-
-} // namespace
-
 Quor::String valueToStrep( const QueueMetadata &metadata ) {
    return "nextKey " + std::to_string( metadata.nextKey ) + ", count " +
           std::to_string( metadata.count );
@@ -37,19 +27,19 @@ void sequenceToValue( Quor::StringIterator &at, Quor::StringIterator end,
 // Free indexes
 
 U32 VrrpSm::freeVirtualRouterIndex( U32 key ) const {
-   return valueOf( freeVirtualRouterIndex_.find( key ) );
+   return freeVirtualRouterIndex_.value( key );
 }
 
 void VrrpSm::freeVirtualRouterIndexEnq( U32 index ) {
-   freeChanged( freeVirtualRouterIndex_.enq( index ) );
+   freeVirtualRouterIndex_.append( index );
 }
 
 U32 VrrpSm::freeVirtualRouterIndexDeq() {
-   return freeChanged( freeVirtualRouterIndex_.deq() );
+   return freeVirtualRouterIndex_.next();
 }
 
 void VrrpSm::freeVirtualRouterIndexIs( U32 key, U32 index ) {
-   freeChanged( freeVirtualRouterIndex_.set( key, index ) );
+   freeVirtualRouterIndex_.is( key, index );
 }
 
 Ptr<VrrpSm::QuorFreeVirtualRouterIndex> VrrpSm::newFreeVirtualRouterIndex( U32 key, U32 index ) {
@@ -57,29 +47,20 @@ Ptr<VrrpSm::QuorFreeVirtualRouterIndex> VrrpSm::newFreeVirtualRouterIndex( U32 k
 }
 
 U32 VrrpSm::freeVirtualRouterIndexDel( U32 key ) {
-   return freeChanged( freeVirtualRouterIndex_.take( key ) );
+   return freeVirtualRouterIndex_.del( key );
 }
 
 U32 VrrpSm::freeVirtualRouterIndexDel( const FreeVirtualRouterIndexes::Iterator &at ) {
-   return freeChanged( freeVirtualRouterIndex_.take( at ) );
+   return freeVirtualRouterIndex_.del( at );
 }
 
 void VrrpSm::freeVirtualRouterIndexDelAll() {
-   for( auto at = freeVirtualRouterIndex_.begin(); at != freeVirtualRouterIndex_.end(); ++at ) {
-      freeVirtualRouterIndexDel( at );
-   }
+   freeVirtualRouterIndex_.delAll();
 }
 
 void VrrpSm::freeVirtualRouterIndexNotify( U32 key ) const {
-   notify<NotifieeConst, U32>( kFreeVirtualRouterIndex, &NotifieeConst::onFreeVirtualRouterIndex,
-                               key );
-}
-
-U32 VrrpSm::freeChanged( const Ptr<QuorFreeVirtualRouterIndex> &entry ) const {
-   if( entry ) {
-      freeVirtualRouterIndexNotify( entry->key() );
-   }
-   return valueOf( entry );
+   notify<NotifieeConst, U32, &NotifieeConst::onFreeVirtualRouterIndex>( kFreeVirtualRouterIndex,
+                                                                         key );
 }
 
 VrrpSm::FreeVirtualRouterIndexMetadata VrrpSm::freeVirtualRouterIndexMetadata() const {
@@ -93,26 +74,26 @@ void VrrpSm::freeVirtualRouterIndexMetadataIs( const FreeVirtualRouterIndexMetad
 // Indexes of pairs
 
 void VrrpSm::virtualRouterIndexNotify( const VlanAndMac &vrMac ) const {
-   notify<NotifieeConst, const VlanAndMac &>( kVirtualRouterIndex,
-                                              &NotifieeConst::onVirtualRouterIndex, vrMac );
+   notify<NotifieeConst, const VlanAndMac &, &NotifieeConst::onVirtualRouterIndex>(
+         kVirtualRouterIndex, vrMac );
 }
 
 // Pairs that wait
 
 VlanAndMac VrrpSm::macsNeedingVirtualRouterIndex( U32 key ) const {
-   return valueOf( macsNeedingVirtualRouterIndex_.queue().find( key ) );
+   return macsNeedingVirtualRouterIndex_.value( key );
 }
 
 void VrrpSm::macsNeedingVirtualRouterIndexEnq( const VlanAndMac &vrMac ) {
-   waitingChanged( macsNeedingVirtualRouterIndex_.enq( vrMac ) );
+   macsNeedingVirtualRouterIndex_.append( vrMac );
 }
 
 VlanAndMac VrrpSm::macsNeedingVirtualRouterIndexDeq() {
-   return waitingChanged( macsNeedingVirtualRouterIndex_.deq() );
+   return macsNeedingVirtualRouterIndex_.next();
 }
 
 void VrrpSm::macsNeedingVirtualRouterIndexIs( U32 key, const VlanAndMac &vrMac ) {
-   waitingChanged( macsNeedingVirtualRouterIndex_.set( key, vrMac ) );
+   macsNeedingVirtualRouterIndex_.is( key, vrMac );
 }
 
 Ptr<QuorMacsNeedingVirtualRouterIndex>
@@ -121,31 +102,21 @@ VrrpSm::newMacsNeedingVirtualRouterIndex( U32 key, const VlanAndMac &vrMac ) {
 }
 
 VlanAndMac VrrpSm::macsNeedingVirtualRouterIndexDel( U32 key ) {
-   return waitingChanged( macsNeedingVirtualRouterIndex_.take( key ) );
+   return macsNeedingVirtualRouterIndex_.del( key );
 }
 
 VlanAndMac
 VrrpSm::macsNeedingVirtualRouterIndexDel( const MacsNeedingVirtualRouterIndexes::Iterator &at ) {
-   return waitingChanged( macsNeedingVirtualRouterIndex_.take( at ) );
+   return macsNeedingVirtualRouterIndex_.del( at );
 }
 
 void VrrpSm::macsNeedingVirtualRouterIndexDelAll() {
-   const MacsNeedingVirtualRouterIndexes &line = macsNeedingVirtualRouterIndexes();
-   for( auto at = line.begin(); at != line.end(); ++at ) {
-      macsNeedingVirtualRouterIndexDel( at );
-   }
+   macsNeedingVirtualRouterIndex_.delAll();
 }
 
 void VrrpSm::macsNeedingVirtualRouterIndexNotify( U32 key ) const {
-   notify<NotifieeConst, U32>( kMacsNeedingVirtualRouterIndex,
-                               &NotifieeConst::onMacsNeedingVirtualRouterIndex, key );
-}
-
-VlanAndMac VrrpSm::waitingChanged( const Ptr<QuorMacsNeedingVirtualRouterIndex> &entry ) const {
-   if( entry ) {
-      macsNeedingVirtualRouterIndexNotify( entry->key() );
-   }
-   return valueOf( entry );
+   notify<NotifieeConst, U32, &NotifieeConst::onMacsNeedingVirtualRouterIndex>(
+         kMacsNeedingVirtualRouterIndex, key );
 }
 
 VrrpSm::MacsNeedingVirtualRouterIndexMetadata

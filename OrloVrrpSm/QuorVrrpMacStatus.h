@@ -29,9 +29,16 @@ class QuorVrrpMacStatus
       }
    }
 
+   /// The table has the key.
+   bool isWanted( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac ) const noexcept {
+      return entity() && static_cast<const VirtualRouterMacTable *>( entity() )
+                               ->virtualRouterMacs()
+                               .isMemberOf( vrMac );
+   }
+
    void onVirtualRouterMac( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac ) override {
       if( const Quor::Ptr<VrrpSm> vrrpSm = awakeOwner() ) {
-         vrrpSm->handleVrrpMac( vrMac );
+         vrrpSm->reconcile( vrMac );
       }
    }
    void onVirtualRouterMacquorImmediate() override {

@@ -73,7 +73,10 @@ class VrrpTrace : public Quor::Trace {
                         site.function ) {}
 
  private:
-   static const Quor::TraceHandle &_defaultTraceHandle();
+   static const Quor::TraceHandle &_defaultTraceHandle() { return facility_.get( make ); }
+   static const Quor::TraceHandle &make();
+
+   static constinit inline Quor::TraceFacility facility_;
 };
 
 } // namespace Orlo

@@ -9,7 +9,7 @@ using Quor::Ptr;
 using Quor::require;
 using VrrpPrivateVlanReflectorLib::VlanAndMac;
 
-const Quor::TraceHandle &VrrpTrace::_defaultTraceHandle() {
+const Quor::TraceHandle &VrrpTrace::make() {
    static const Quor::TraceHandle facility( "OrloVrrp", false );
    return facility;
 }
@@ -132,6 +132,10 @@ void VrrpSm::handleInitialized() {
    vrrpHelper_->initializationComplete();
 }
 
+inline bool VrrpSm::isWanted( const VlanAndMac &vrMac ) const {
+   return vrrpMacStatus_ && vrrpMacStatus_->isWanted( vrMac );
+}
+
 /// The free queue has just been filled, so position and index coincide: an index outside of it
 /// removes nothing and is adopted all the same.
 void VrrpSm::adopt( const VlanAndMac &vrMac, U32 index ) {
@@ -141,7 +145,7 @@ void VrrpSm::adopt( const VlanAndMac &vrMac, U32 index ) {
    virtualRouterIndexIs( vrMac, index );
    freeVirtualRouterIndexDel( index );
    if( !isWanted( vrMac ) ) {
-      handleVrrpMac( vrMac );
+      reconcile( vrMac );
    }
 }
 
@@ -160,11 +164,6 @@ void VrrpSm::doCleanup() {
 
 // Reaction to the table
 
-bool VrrpSm::isWanted( const VlanAndMac &vrMac ) const {
-   const auto table = vrrpMacStatus();
-   return table && table->virtualRouterMacs().isMemberOf( vrMac );
-}
-
 void VrrpSm::handleVrrpMac() {
    require( initialized(), Asserted::kInitializedForAll );
    const Ptr<VrrpSm> self = Quor::ptrTo( *this );
@@ -173,30 +172,38 @@ void VrrpSm::handleVrrpMac() {
       return;
    }
    for( const auto &entry : table->virtualRouterMacs() ) {
-      handleVrrpMac( entry.key() );
+      reconcile( entry.key() );
    }
 }
 
-void VrrpSm::handleVrrpMac( const VlanAndMac &key ) {
-   require( initialized(), Asserted::kInitializedForKey );
+void VrrpSm::handleVrrpMac( const VlanAndMac &vrMac ) {
    const Ptr<VrrpSm> self = Quor::ptrTo( *this ); // the helper may let go of it
-   const VlanAndMac vrMac = key;                  // the helper may remove the entry it stands in
+   reconcile( vrMac );
+}
+
+/// The pair is a copy: the helper may remove the entry that it stands in.
+void VrrpSm::reconcile( const VlanAndMac vrMac ) {
+   require( initialized(), Asserted::kInitializedForKey );
    if( VrrpTrace t{ Traced::kHandleVrrpMac } ) {
       t << Signature::kHandleKey << "( " << vrMac << " )";
    }
    if( isWanted( vrMac ) ) {
       programNew( vrMac );
-   } else if( virtualRouterIndex_.isMemberOf( vrMac ) ) {
-      withdraw( vrMac );
-   } else if( const auto *const waiting = macsNeedingVirtualRouterIndex_.oldest( vrMac ) ) {
+   } else if( const auto index = virtualRouterIndex_.taken( vrMac ) ) {
+      if( VrrpTrace t{ Traced::kDeleting } ) {
+         t << " deleting vrmac " << vrMac << "at index " << *index;
+      }
+      doDeleteVirtualRouterMac( vrMac, *index );
+      handOn( *index );
+   } else if( auto *const waiting = macsNeedingVirtualRouterIndex_.oldest( vrMac ) ) {
       if( VrrpTrace t{ Traced::kNotWaiting } ) {
          t << " del from macsNeedingVirtualRouterIndex ";
       }
-      macsNeedingVirtualRouterIndexDel( macsNeedingVirtualRouterIndexes().iteratorAt( *waiting ) );
+      macsNeedingVirtualRouterIndex_.del( *waiting );
    }
 }
 
-void VrrpSm::programNew( const VlanAndMac &vrMac ) {
+inline void VrrpSm::programNew( const VlanAndMac &vrMac ) {
    if( vrrpHelper_->syncCurrentStateOnInit() && virtualRouterIndex_.isMemberOf( vrMac ) ) {
       return; // adopted: the hardware has it
    }
@@ -204,32 +211,26 @@ void VrrpSm::programNew( const VlanAndMac &vrMac ) {
       if( VrrpTrace t{ Traced::kWaiting } ) {
          t << " enq to macsNeedingVirtualRouterIndex ";
       }
-      macsNeedingVirtualRouterIndexEnq( vrMac );
+      macsNeedingVirtualRouterIndex_.append( vrMac );
       return;
    }
-   const U32 index = freeVirtualRouterIndexDeq();
+   const U32 index = freeVirtualRouterIndex_.next();
    if( VrrpTrace t{ Traced::kAdding } ) {
       t << " adding vrmac at index " << index;
    }
    doAddVirtualRouterMac( vrMac, index );
-   require( !virtualRouterIndex_.isMemberOf( vrMac ), Asserted::kNewPairHasNoIndex );
-   virtualRouterIndexIs( vrMac, index );
+   require( virtualRouterIndex_.isNew( vrMac, index ), Asserted::kNewPairHasNoIndex );
 }
 
-void VrrpSm::withdraw( const VlanAndMac &vrMac ) {
-   const U32 index = virtualRouterIndexDel( vrMac );
-   if( VrrpTrace t{ Traced::kDeleting } ) {
-      t << " deleting vrmac " << vrMac << "at index " << index;
-   }
-   doDeleteVirtualRouterMac( vrMac, index );
+/// To the pair that waits longest, or to the end of the free ones.
+inline void VrrpSm::handOn( U32 index ) {
    if( macsNeedingVirtualRouterIndexes().count() == 0 ) {
-      freeVirtualRouterIndexEnq( index );
+      freeVirtualRouterIndex_.append( index );
       return;
    }
-   const VlanAndMac vrMacNew = macsNeedingVirtualRouterIndexDeq();
-   doAddVirtualRouterMac( vrMacNew, index );
-   require( !virtualRouterIndex_.isMemberOf( vrMacNew ), Asserted::kWaitingPairHasNoIndex );
-   virtualRouterIndexIs( vrMacNew, index );
+   const VlanAndMac vrMac = macsNeedingVirtualRouterIndex_.next();
+   doAddVirtualRouterMac( vrMac, index );
+   require( virtualRouterIndex_.isNew( vrMac, index ), Asserted::kWaitingPairHasNoIndex );
 }
 
 void VrrpSm::doAddVirtualRouterMac( const VlanAndMac &vr, U32 index ) {

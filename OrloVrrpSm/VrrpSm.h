@@ -6,6 +6,7 @@
 #include "OrloVrrpPrivateVlanReflectorLib/VirtualRouterMacTable.h"
 #include "OrloVrrpSm/WaitingLine.h"
 #include "platform/HardwareStatus.h"
+#include "quor/NotifiedQueue.h"
 #include "quor/Reactor.h"
 
 namespace Orlo {
@@ -170,20 +171,23 @@ class VrrpSm : public Quor::Entity {
    virtual void quorDoZombieReactors( bool on );
 
  private:
-   U32 freeChanged( const Quor::Ptr<QuorFreeVirtualRouterIndex> &entry ) const;
-   VlanAndMac waitingChanged( const Quor::Ptr<QuorMacsNeedingVirtualRouterIndex> &entry ) const;
+   friend class QuorVrrpMacStatus;
+   /// handleVrrpMac() for somebody who holds the VrrpSm.
+   void reconcile( VlanAndMac vrMac );
    bool isWanted( const VlanAndMac &vrMac ) const;
    void adopt( const VlanAndMac &vrMac, U32 index );
    void programNew( const VlanAndMac &vrMac );
-   void withdraw( const VlanAndMac &vrMac );
+   void handOn( U32 index );
 
    Quor::Ptr<QuorVrrpMacStatus> vrrpMacStatus_;
    Quor::Ptr<const Routing::Fhrp::Hardware::Status> vrrpHwStatus_;
    Quor::Ptr<OrloHelper::VrrpSmHelper> vrrpHelper_;
-   FreeVirtualRouterIndexes freeVirtualRouterIndex_{ this };
+   Quor::NotifiedQueue<FreeVirtualRouterIndexes, &VrrpSm::freeVirtualRouterIndexNotify>
+         freeVirtualRouterIndex_{ this };
    Quor::NotifiedMap<VlanAndMac, U32, &VrrpSm::virtualRouterIndexNotify> virtualRouterIndex_{
          this };
-   WaitingLine macsNeedingVirtualRouterIndex_{ this };
+   Quor::NotifiedQueue<WaitingLine, &VrrpSm::macsNeedingVirtualRouterIndexNotify>
+         macsNeedingVirtualRouterIndex_{ this };
    Quor::Ptr<OrloHelper::CurrentVrrpStateForInit> currentVrrpStateForInit_;
    bool initialized_ = false;
    bool hasNotificationActive_ = false;

@@ -2,70 +2,155 @@
 
 namespace Orlo {
 
-WaitingLine::Entry *WaitingLine::oldest( const VlanAndMac &pair ) const {
-   const auto found = youngest_.find( pair );
-   return found == youngest_.end() ? nullptr : found->second->link().younger;
+using Quor::Ptr;
+
+WaitingLine::Entry *WaitingLine::oldest( const VlanAndMac &pair ) noexcept {
+   const U32 key = youngest( pair );
+   Entry *found = nullptr;
+   if( key != kNone ) {
+      Entry &entry = queue_.standingAt( key );
+      const U32 oldest = entry.link().younger;
+      found = oldest == key ? &entry : &queue_.standingAt( oldest );
+   }
+   if( atNone_ && atNone_->value() == pair && ( !found || atNone_->isOlderThan( *found ) ) ) {
+      found = atNone_;
+   }
+   return found;
 }
 
-Quor::Ptr<WaitingLine::Entry> WaitingLine::set( Quor::U32 key, const VlanAndMac &pair ) {
-   Quor::Ptr<Entry> entry = queue_.find( key );
+Ptr<WaitingLine::Entry> WaitingLine::enq( const VlanAndMac &pair ) {
+   reserve();
+   Ptr<Entry> entry = queue_.enq( pair );
+   indexNew( *entry );
+   return entry;
+}
+
+Ptr<WaitingLine::Entry> WaitingLine::insert( U32 key, const VlanAndMac &pair ) {
+   reserve();
+   Ptr<Entry> entry = queue_.insert( key, pair );
+   indexNew( *entry );
+   return entry;
+}
+
+Ptr<WaitingLine::Entry> WaitingLine::set( U32 key, const VlanAndMac &pair ) {
+   Ptr<Entry> entry = queue_.find( key );
    if( !entry ) {
       return insert( key, pair );
    }
    if( entry->value() == pair ) {
       return nullptr;
    }
+   reserve();
    indexDel( *entry );
    queue_.valueIs( *entry, pair );
-   return added( std::move( entry ) );
-}
-
-Quor::Ptr<WaitingLine::Entry> WaitingLine::added( Quor::Ptr<Entry> entry ) {
    indexNew( *entry );
    return entry;
 }
 
-Quor::Ptr<WaitingLine::Entry> WaitingLine::removed( Quor::Ptr<Entry> entry ) noexcept {
-   if( entry ) {
-      indexDel( *entry );
+Ptr<WaitingLine::Entry> WaitingLine::deq() {
+   const Ptr<Entry> head = queue_.head();
+   if( head ) {
+      indexDel( *head );
    }
-   return entry;
+   return queue_.deq();
 }
 
-void WaitingLine::indexNew( Entry &entry ) {
-   Entry *&youngest = youngest_[entry.value()];
-   if( !youngest ) {
-      entry.link().younger = &entry;
-      youngest = &entry;
+Ptr<WaitingLine::Entry> WaitingLine::take( U32 key ) {
+   const Ptr<Entry> entry = queue_.find( key );
+   return entry ? take( *entry ) : nullptr;
+}
+
+Ptr<WaitingLine::Entry> WaitingLine::take( Entry &entry ) {
+   indexDel( entry );
+   return queue_.take( entry );
+}
+
+/// The bits that a pair's hash gives in reverse order: what comes in blocks of VLANs falls into one
+/// stretch of the buckets.
+WaitingLine::U32 &WaitingLine::bucket( const VlanAndMac &pair ) noexcept {
+   const U32 hash = pair.mac().hash() ^ pair.vlanId().hash();
+   return buckets_[hash & ( buckets_.size() - 1 )];
+}
+
+WaitingLine::U32 &WaitingLine::youngest( const VlanAndMac &pair ) noexcept {
+   U32 *at = &bucket( pair );
+   while( *at != kNone ) {
+      Entry &entry = queue_.standingAt( *at );
+      if( entry.value() == pair ) {
+         break;
+      }
+      at = &entry.link().chain;
+   }
+   return *at;
+}
+
+void WaitingLine::reserve() {
+   if( pairs_ < buckets_.size() ) {
       return;
    }
-   Entry *older = youngest;
-   if( entry.isOlderThan( *youngest ) ) { // not at the tail: only when a position is set
-      while( older->link().younger->isOlderThan( entry ) ) {
-         older = older->link().younger;
+   std::vector<U32>( 2 * buckets_.size(), kNone ).swap( buckets_ );
+   queue_.forEach( [this]( Entry &entry ) {
+      const U32 key = entry.key();
+      if( key != kNone && queue_.distance( entry.link().younger ) <= queue_.distance( key ) ) {
+         entry.link().chain = std::exchange( bucket( entry.value() ), key ); // the youngest
       }
+   } );
+}
+
+void WaitingLine::indexNew( Entry &entry ) noexcept {
+   const U32 key = entry.key();
+   if( key == kNone ) {
+      atNone_ = &entry;
+      return;
    }
-   entry.link().younger = std::exchange( older->link().younger, &entry );
-   if( youngest->isOlderThan( entry ) ) {
-      youngest = &entry;
+   U32 &place = youngest( entry.value() );
+   if( place == kNone ) {
+      entry.link() = { key, kNone };
+      place = key;
+      ++pairs_;
+      return;
    }
+   Entry &youngest = queue_.standingAt( place );
+   Entry *older = &youngest;
+   if( entry.isOlderThan( youngest ) ) { // not at the tail: only when a position is set
+      Entry *next = &queue_.standingAt( older->link().younger );
+      while( next->isOlderThan( entry ) ) {
+         older = next;
+         next = &queue_.standingAt( older->link().younger );
+      }
+   } else {
+      entry.link().chain = youngest.link().chain;
+      place = key;
+   }
+   entry.link().younger = std::exchange( older->link().younger, key );
 }
 
 void WaitingLine::indexDel( Entry &entry ) noexcept {
-   const auto found = youngest_.find( entry.value() );
-   Entry *const younger = std::exchange( entry.link().younger, nullptr );
-   if( younger == &entry ) {
-      youngest_.erase( found );
+   const U32 key = entry.key();
+   if( key == kNone ) {
+      atNone_ = nullptr;
       return;
    }
+   const U32 younger = entry.link().younger;
+   if( younger == key ) {
+      U32 *at = &bucket( entry.value() );
+      while( *at != key ) {
+         at = &queue_.standingAt( *at ).link().chain;
+      }
+      *at = entry.link().chain;
+      --pairs_;
+      return;
+   }
+   U32 &place = youngest( entry.value() );
    // One step when the oldest goes, as it does from the head of the line.
-   Entry *older = found->second == &entry ? younger : found->second;
-   while( older->link().younger != &entry ) {
-      older = older->link().younger;
+   Entry *older = &queue_.standingAt( place == key ? younger : place );
+   while( older->link().younger != key ) {
+      older = &queue_.standingAt( older->link().younger );
    }
    older->link().younger = younger;
-   if( found->second == &entry ) {
-      found->second = older;
+   if( place == key ) {
+      older->link().chain = entry.link().chain;
+      place = older->key();
    }
 }
 

@@ -2,7 +2,6 @@
 #ifndef BRIDGING_VLANID_H
 #define BRIDGING_VLANID_H
 
-#include "quor/BitReverse.h"
 #include "quor/Strep.h"
 #include "quor/Types.h"
 
@@ -37,8 +36,8 @@ VlanId strepToValue( Quor::Strep<VlanId>, const Quor::String &text );
 std::ostream &operator<<( std::ostream &out, VlanId vlanId );
 
 /// Buckets of maps keyed by VLAN.
-constexpr Quor::U32 bucketHash( VlanId vlanId ) noexcept {
-   return Quor::bitReverse( vlanId.hash() );
+constexpr Quor::U32 naturalHash( VlanId vlanId ) noexcept {
+   return vlanId.hash();
 }
 
 } // namespace Bridging

@@ -2,7 +2,6 @@
 #ifndef PELMO_ETHADDR_H
 #define PELMO_ETHADDR_H
 
-#include "quor/BitReverse.h"
 #include "quor/Strep.h"
 #include "quor/Types.h"
 
@@ -35,7 +34,9 @@ class EthAddr {
    /// Spreads the MACs that VRRP makes (RFC 9568: 00:00:5e:00:01:VRID and 00:00:5e:00:02:VRID) so
    /// well that, mixed with a VLAN number by XOR, aligned blocks of VLANs and VRIDs fill their
    /// buckets evenly; any other MAC behaves as a random number. One look-up and one multiplication.
-   Quor::U32 hash() const noexcept;
+   Quor::U32 hash() const noexcept { return hash( number() ); }
+   /// Of the MAC in the low 48 bits; the others do not count.
+   static Quor::U32 hash( Quor::U64 number ) noexcept;
 
    constexpr auto operator<=>( const EthAddr & ) const noexcept = default;
 
@@ -76,10 +77,10 @@ inline constexpr std::array<Quor::U32, 256> kLastOctet = makeLastOctetTable();
 
 } // namespace EthAddrHash
 
-inline Quor::U32 EthAddr::hash() const noexcept {
-   const Quor::U64 m = number();
-   return EthAddrHash::kLastOctet[m & 0xFF] ^
-          static_cast<Quor::U32>( ( ( m >> 8 ) * 0x1b7e0c18a49a14a5u ) >> 32 );
+inline Quor::U32 EthAddr::hash( Quor::U64 number ) noexcept {
+   const Quor::U64 upper = ( number >> 8 ) & 0xFFFFFFFFFFu;
+   return EthAddrHash::kLastOctet[number & 0xFF] ^
+          static_cast<Quor::U32>( ( upper * 0x1b7e0c18a49a14a5u ) >> 32 );
 }
 
 /// Six lower-case pairs with colons: 00:00:5e:00:01:0a.
@@ -91,8 +92,8 @@ EthAddr strepToValue( Quor::Strep<EthAddr>, const Quor::String &text );
 std::ostream &operator<<( std::ostream &out, const EthAddr &mac );
 
 /// Buckets of maps keyed by MAC.
-inline Quor::U32 bucketHash( const EthAddr &mac ) noexcept {
-   return Quor::bitReverse( mac.hash() );
+inline Quor::U32 naturalHash( const EthAddr &mac ) noexcept {
+   return mac.hash();
 }
 
 } // namespace Pelmo

@@ -2,7 +2,6 @@
 #ifndef PELMO_INTFID_H
 #define PELMO_INTFID_H
 
-#include "quor/BitReverse.h"
 #include "quor/Strep.h"
 #include "quor/Types.h"
 
@@ -44,8 +43,8 @@ IntfId strepToValue( Quor::Strep<IntfId>, const Quor::String &text );
 std::ostream &operator<<( std::ostream &out, const IntfId &intf );
 
 /// Buckets of maps keyed by interface.
-inline Quor::U32 bucketHash( const IntfId &intf ) noexcept {
-   return Quor::bitReverse( intf.hash() );
+inline Quor::U32 naturalHash( const IntfId &intf ) noexcept {
+   return intf.hash();
 }
 
 } // namespace Pelmo

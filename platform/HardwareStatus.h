@@ -32,7 +32,7 @@ class Status::Notifiee : public Quor::NotifieeOf<Status, NotifieeConst> {};
 inline void Status::virtualRouterCountIs( Quor::U32 count ) {
    if( count != virtualRouterCount_ ) {
       virtualRouterCount_ = count;
-      notify( kVirtualRouterCount, &NotifieeConst::onVirtualRouterCount );
+      notify<NotifieeConst, &NotifieeConst::onVirtualRouterCount>( kVirtualRouterCount );
    }
 }
 

@@ -53,7 +53,7 @@ class Table::NotifieeConst : public Quor::NotifieeConstOf<Table> {
 class Table::Notifiee : public Quor::NotifieeOf<Table, NotifieeConst> {};
 
 inline void Table::sviVlanSetNotify( const Pelmo::IntfId &intf ) const {
-   notify<NotifieeConst, const Pelmo::IntfId &>( kSviVlanSet, &NotifieeConst::onSviVlanSet, intf );
+   notify<NotifieeConst, const Pelmo::IntfId &, &NotifieeConst::onSviVlanSet>( kSviVlanSet, intf );
 }
 
 } // namespace IntfVlanIdSet

@@ -57,7 +57,7 @@ class SviVlanSet::NotifieeConst : public Quor::NotifieeConstOf<SviVlanSet> {
 class SviVlanSet::Notifiee : public Quor::NotifieeOf<SviVlanSet, NotifieeConst> {};
 
 inline void SviVlanSet::vlanIdNotify( Bridging::VlanId vlanId ) const {
-   notify<NotifieeConst, Bridging::VlanId>( kVlanId, &NotifieeConst::onVlanId, vlanId );
+   notify<NotifieeConst, Bridging::VlanId, &NotifieeConst::onVlanId>( kVlanId, vlanId );
 }
 
 } // namespace IntfVlanIdSet

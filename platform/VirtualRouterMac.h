@@ -35,8 +35,8 @@ VirtualRouterMac strepToValue( Quor::Strep<VirtualRouterMac>, const Quor::String
 
 std::ostream &operator<<( std::ostream &out, const VirtualRouterMac &record );
 
-inline Quor::U32 bucketHash( const VirtualRouterMac &record ) noexcept {
-   return Quor::bitReverse( record.hash() );
+inline Quor::U32 naturalHash( const VirtualRouterMac &record ) noexcept {
+   return record.hash();
 }
 
 } // namespace Routing::Fhrp

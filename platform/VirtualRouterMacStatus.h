@@ -61,8 +61,8 @@ class VirtualRouterMacStatus::Notifiee
       : public Quor::NotifieeOf<VirtualRouterMacStatus, NotifieeConst> {};
 
 inline void VirtualRouterMacStatus::vrrpVirtualMacNotify( const VirtualRouterMac &record ) const {
-   notify<NotifieeConst, const VirtualRouterMac &>( kVrrpVirtualMac,
-                                                    &NotifieeConst::onVrrpVirtualMac, record );
+   notify<NotifieeConst, const VirtualRouterMac &, &NotifieeConst::onVrrpVirtualMac>(
+         kVrrpVirtualMac, record );
 }
 
 } // namespace Routing::Fhrp

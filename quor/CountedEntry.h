@@ -26,7 +26,8 @@ class CountedEntry {
    }
 
  protected:
-   CountedEntry() noexcept = default;
+   explicit CountedEntry( bool bit = false ) noexcept
+         : word_( kReference | kMember | ( bit ? kBit : 0 ) ) {}
    ~CountedEntry() = default;
 
    void removed() noexcept { add( 0 - kMember ); }
@@ -44,17 +45,16 @@ class CountedEntry {
    static constexpr U32 kBit = 2;
    static constexpr U32 kReference = 4;
 
-   U32 word() const noexcept { return word_.load( std::memory_order_relaxed ); }
+   std::atomic_ref<U32> shared() const noexcept { return std::atomic_ref( word_ ); }
+   U32 word() const noexcept { return shared().load( std::memory_order_relaxed ); }
    U32 add( U32 change ) const noexcept {
       if( RefCount::isThreadSafe() ) [[unlikely]] {
-         return word_.fetch_add( change, std::memory_order_acq_rel ) + change;
+         return shared().fetch_add( change, std::memory_order_acq_rel ) + change;
       }
-      const U32 sum = word() + change;
-      word_.store( sum, std::memory_order_relaxed );
-      return sum;
+      return word_ += change;
    }
 
-   mutable std::atomic<U32> word_{ kReference | kMember };
+   mutable U32 word_;
 };
 
 } // namespace Quor

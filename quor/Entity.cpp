@@ -9,7 +9,7 @@ Entity::~Entity() {
 }
 
 void Entity::zeroReferencesIs() {
-   notify( kZeroReferences, &NotifieeConst::onZeroReferences );
+   notify<NotifieeConst, &NotifieeConst::onZeroReferences>( kZeroReferences );
    unbindAll();
    PtrInterface::zeroReferencesIs();
 }

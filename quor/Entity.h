@@ -35,10 +35,12 @@ class Entity : public PtrInterface {
    Entity() = default;
    ~Entity() override;
 
-   /// Calls `callback` of every watcher; all of them must be Watchers. Keeps the entity alive
-   /// meanwhile. One argument is the key of what has changed.
-   template <class Watcher, class... Params, class... Args>
-   void notify( AttrId id, void ( Watcher::*callback )( Params... ), const Args &...args ) const;
+   /// Calls kCallback( key ) of every watcher; all of them must be Watchers. Keeps the entity alive
+   /// meanwhile.
+   template <class Watcher, class Key, void ( Watcher::*kCallback )( Key )>
+   void notify( AttrId id, const std::remove_cvref_t<Key> &key ) const;
+   template <class Watcher, void ( Watcher::*kCallback )()>
+   void notify( AttrId id ) const;
 
    /// The same with a function that is called for every watcher. A generic watcher is told of the
    /// attribute and its key as well.
@@ -47,12 +49,37 @@ class Entity : public PtrInterface {
 
  private:
    friend class NotifieeConst;
+   template <class Call>
+   void notifyAll( AttrId id, const Call &call, const void *key ) const;
+   template <class Call>
+   static void tell( NotifieeConst &notifiee, AttrId id, const Call &call, const void *key );
    void notifieeNew( NotifieeConst *notifiee ) const;
    void notifieeDel( NotifieeConst *notifiee ) const;
    void unbindAll();
 
    mutable std::vector<NotifieeConst *> notifiees_;
    mutable std::vector<NotifieeConst *> uncounted_; // bound without keeping the entity alive
+};
+
+/// A watcher that is being told, held meanwhile.
+class NotifieeHold {
+ public:
+   explicit NotifieeHold( NotifieeConst &notifiee ) noexcept : notifiee_( notifiee ) {
+      notifiee_.referenceNew();
+      ++notifiee_.passes_;
+   }
+   ~NotifieeHold() {
+      --notifiee_.passes_;
+      notifiee_.referenceDel();
+   }
+   NotifieeHold( const NotifieeHold & ) = delete;
+   NotifieeHold &operator=( const NotifieeHold & ) = delete;
+
+   /// Nobody but the notifications that are under way holds it.
+   bool isReleased() const noexcept { return notifiee_.isReleased(); }
+
+ private:
+   NotifieeConst &notifiee_;
 };
 
 /// The watchers of one notification, each held for its duration.
@@ -79,36 +106,57 @@ class NotifieePass {
 };
 
 template <class Call>
-void Entity::notifyEach( AttrId id, const Call &call, const void *key ) const {
-   if( notifiees_.empty() ) {
-      return;
-   }
-   const Ptr<const Entity> self = ptrTo( *this );
-   NotifieePass pass( notifiees_ );
-   while( NotifieeConst *const notifiee = pass.next() ) {
-      try {
-         call( *notifiee );
-         if( notifiee->isGeneric_ ) {
-            notifiee->onAttribute( id, key );
-         }
-      } catch( ... ) {
-         NotifieePass::thrown( *notifiee, id );
+[[gnu::always_inline]] inline void Entity::tell( NotifieeConst &notifiee, AttrId id,
+                                                 const Call &call, const void *key ) {
+   try {
+      call( notifiee );
+      if( notifiee.isGeneric_ ) [[unlikely]] {
+         notifiee.onAttribute( id, key );
       }
+   } catch( ... ) {
+      NotifieePass::thrown( notifiee, id );
    }
 }
 
-template <class Watcher, class... Params, class... Args>
-void Entity::notify( AttrId id, void ( Watcher::*callback )( Params... ),
-                     const Args &...args ) const {
-   static_assert( sizeof...( Args ) <= 1, "an attribute has one key or none" );
-   const void *key = nullptr;
-   ( ( key = std::addressof( args ) ), ... );
+template <class Call>
+void Entity::notifyAll( AttrId id, const Call &call, const void *key ) const {
+   const Ptr<const Entity> self = ptrTo( *this );
+   if( notifiees_.size() == 1 ) {
+      NotifieeConst &only = *notifiees_.front();
+      const NotifieeHold hold( only );
+      if( !hold.isReleased() ) {
+         tell( only, id, call, key );
+      }
+      return;
+   }
+   NotifieePass pass( notifiees_ );
+   while( NotifieeConst *const notifiee = pass.next() ) {
+      tell( *notifiee, id, call, key );
+   }
+}
+
+template <class Call>
+inline void Entity::notifyEach( AttrId id, const Call &call, const void *key ) const {
+   if( !notifiees_.empty() ) {
+      notifyAll( id, call, key );
+   }
+}
+
+template <class Watcher, class Key, void ( Watcher::*kCallback )( Key )>
+inline void Entity::notify( AttrId id, const std::remove_cvref_t<Key> &key ) const {
    notifyEach(
          id,
-         [&]( NotifieeConst &notifiee ) {
-            ( static_cast<Watcher &>( notifiee ).*callback )( args... );
+         [&key]( NotifieeConst &notifiee ) {
+            ( static_cast<Watcher &>( notifiee ).*kCallback )( key );
          },
-         key );
+         std::addressof( key ) );
+}
+
+template <class Watcher, void ( Watcher::*kCallback )()>
+inline void Entity::notify( AttrId id ) const {
+   notifyEach( id, []( NotifieeConst &notifiee ) {
+      ( static_cast<Watcher &>( notifiee ).*kCallback )();
+   } );
 }
 
 } // namespace Quor

@@ -5,25 +5,37 @@
 // hash, ties by the key. So iteration runs in ascending order of (hash, key), whatever was added or
 // removed before.
 //
-// A key type brings operator==, operator<, valueToStrep() and bucketHash( key ), all found by its
-// namespace.
+// In memory the buckets stand in another order, by the low bits of the hash before its bits were
+// reversed: keys whose hashes differ in low bits only, such as all VLANs of one MAC, are neighbours
+// there, in whatever order they are added, found or removed.
+//
+// A key type brings operator==, operator<, valueToStrep() and naturalHash( key ), all found by its
+// namespace: the hash above is the natural one with its bits reversed.
 #ifndef QUOR_HASHMAP_H
 #define QUOR_HASHMAP_H
 
 #include "quor/CountedEntry.h"
 #include "quor/PinnedIterator.h"
+#include "quor/Slab.h"
 #include "quor/Strep.h"
 
-#include <algorithm>
+#include <bit>
 
 namespace Quor {
+
+/// Is the hash of a key kept beside it? Where computing it costs more than reading it.
+template <class Key>
+inline constexpr bool kKeepsHash = sizeof( Key ) > 8;
 
 /// Unique keys, each with a value, in counted entries. Belongs to an owner, which the iterators
 /// keep alive. The map itself notifies nobody: the operations say what changed, the owner tells its
 /// watchers.
 ///
 /// Finding, adding and removing take constant time on average; adding doubles the number of buckets
-/// when there are more entries than buckets. Starts with one bucket. One thread.
+/// when there are more entries than buckets. Starts with one bucket. An entry of 8 bytes of key
+/// takes 16 bytes with a flag as its value, 20 with a 32-bit number, and 4 to 8 for its bucket.
+/// Memory is kept for the next entries until the map goes; an entry that is still held then keeps
+/// it. One thread.
 template <class Key, class Value>
 class HashMap {
  public:
@@ -36,7 +48,7 @@ class HashMap {
    ~HashMap() { clear(); }
 
    U32 size() const noexcept { return size_; }
-   U32 bucketCount() const noexcept { return 1u << bits_; }
+   U32 bucketCount() const noexcept { return mask_ + 1; }
    bool isMemberOf( const Key &key ) const noexcept { return lookup( key ) != nullptr; }
    /// Null when the key is absent.
    Ptr<Entry> find( const Key &key ) const noexcept { return Ptr<Entry>::share( lookup( key ) ); }
@@ -50,14 +62,14 @@ class HashMap {
    /// an entry, and gives the entry. Whoever keeps it can use its key and value whatever happens to
    /// the map.
    Ptr<Entry> set( const Key &key, const Value &value );
-   /// Adds an entry; NameInUseException when the key is present.
+   /// Adds an entry and gives it; null when the key is present.
+   Ptr<Entry> setNew( const Key &key, const Value &value );
+   /// The same; NameInUseException when the key is present.
    Ptr<Entry> insert( const Key &key, const Value &value );
    /// Removes the entry of the key and gives it; null when the key is absent.
-   Ptr<Entry> take( const Key &key ) { return remove( lookup( key ) ); }
+   Ptr<Entry> take( const Key &key );
    /// Removes the entry under the iterator, if it is still there.
-   Ptr<Entry> take( const Iterator &at ) {
-      return at != end() && at->isMember() ? remove( at.entry_.get() ) : nullptr;
-   }
+   Ptr<Entry> take( const Iterator &at );
    /// Removes all entries at once.
    void clear() noexcept;
 
@@ -72,47 +84,92 @@ class HashMap {
 
  private:
    friend Iterator;
-   using Chain = Entry *;
-   static constexpr U32 kMostBits = 31;
+   using Nodes = Slab<Entry>;
+   using Link = typename Nodes::Link;
+   /// A place in buckets_.
+   using Bucket = U32;
+   /// Tells a walk its bucket without a look at the entry, so that the processor can fetch several
+   /// entries at once. Good for as long as the mask is the map's.
+   struct Cursor {
+      Bucket bucket = 0;
+      U32 mask = 0;
+   };
+   static constexpr U32 kMostBuckets = 1u << 31;
 
-   U32 bucket( U32 hash ) const noexcept {
-      return static_cast<U32>( U64{ hash } >> ( 32 - bits_ ) ); // in 64 bits: bits_ may be 0
+   Entry &node( Link link ) const noexcept { return *nodes_->at( link ); }
+   Bucket bucket( U32 naturalHash ) const noexcept { return naturalHash & mask_; }
+   /// Does a stand before b when bits are reversed? The lowest bit that differs decides.
+   static bool precedes( U32 a, U32 b ) noexcept {
+      const U32 differing = a ^ b;
+      return ( b & differing & ( 0 - differing ) ) != 0;
    }
+   /// The bucket behind this one; 0 at the end.
+   Bucket following( Bucket bucket ) const noexcept;
+
    Entry *lookup( const Key &key ) const noexcept;
-   /// The place in the chain where (hash, key) stands or would stand.
-   Chain *place( U32 hash, const Key &key ) noexcept;
-   Ptr<Entry> add( U32 hash, const Key &key, const Value &value );
-   Ptr<Entry> remove( Entry *entry ) noexcept;
-   void grow();
-   /// The first entry of the first bucket at or after `bucket` that has one.
-   Entry *first( U32 bucket ) const noexcept;
-   Entry *after( const Entry &entry ) const noexcept;
+   /// The link to (hash, key), or to what stands behind it.
+   Link *place( U32 naturalHash, const Key &key ) noexcept;
+   bool isAt( Link link, const Key &key ) const noexcept {
+      return link != 0 && node( link ).key_ == key;
+   }
+   /// Adds at `at`, where there is no such key.
+   Entry &add( Link *at, U32 naturalHash, const Key &key, const Value &value );
+   Entry &newEntry( Link link, U32 naturalHash, const Key &key, const Value &value );
+   Ptr<Entry> remove( Link &link ) noexcept;
+   [[gnu::noinline]] void grow();
+   /// The first entry of this bucket, or of the first one behind it that has any.
+   Entry *first( Cursor &from ) const noexcept;
+   Entry *firstBehind( Cursor &cursor ) const noexcept;
+   Entry *after( const Entry &entry, Cursor &cursor ) const noexcept;
 
    const PtrInterface *owner_;
-   std::vector<Chain> buckets_ = std::vector<Chain>( 1 );
-   U32 bits_ = 0;
+   typename Nodes::Owned nodes_; // made with the first entry
+   std::vector<Link> buckets_ = std::vector<Link>( 1 );
+   U32 mask_ = 0; // of the hash bits that tell the bucket
    U32 size_ = 0;
-   mutable U32 front_ = 0; // the buckets before it are empty
+   mutable Bucket front_ = 0; // the buckets before it are empty
 };
 
 /// A key with its value.
 template <class Key, class Value>
 class HashMap<Key, Value>::Entry : public CountedEntry<Entry> {
+   static constexpr bool kIsFlag =
+         std::is_same_v<Value, bool>; // which the entry's word has room for
+   template <class Instead>
+   struct Nothing {
+      explicit Nothing( const Instead & ) noexcept {}
+   };
+   static bool flagOf( const Value &value ) noexcept {
+      if constexpr( kIsFlag ) {
+         return value;
+      } else {
+         return false;
+      }
+   }
+
  public:
    const Key &key() const noexcept { return key_; }
-   const Value &value() const noexcept { return value_; }
+   std::conditional_t<kIsFlag, bool, const Value &> value() const noexcept {
+      if constexpr( kIsFlag ) {
+         return this->bit();
+      } else {
+         return value_;
+      }
+   }
 
  private:
    friend class HashMap;
    friend class CountedEntry<Entry>;
-   void unheld() const noexcept { delete this; }
-   Entry( U32 hash, const Key &key, const Value &value )
-         : hash_( hash ), key_( key ), value_( value ) {}
+   Entry( U32 naturalHash, const Key &key, const Value &value );
+   U32 hash() const noexcept;
+   /// Gives the former value: whatever goes with it may change the map, or remove this very entry.
+   Value exchange( const Value &value );
+   [[gnu::noinline]] void unheld() const noexcept;
 
-   U32 hash_;
-   Entry *next_ = nullptr;
+   Link link_ = 0; // to the next one of the bucket; when it is no member any more, to itself
+   [[no_unique_address]] std::conditional_t<kKeepsHash<Key>, U32, Nothing<U32>> hash_;
    const Key key_;
-   Value value_;
+   [[no_unique_address]] std::conditional_t<kIsFlag, Nothing<Value>, Value> value_;
 };
 
 } // namespace Quor

@@ -4,138 +4,257 @@
 
 namespace Quor {
 
+// Entries
+
+template <class Key, class Value>
+HashMap<Key, Value>::Entry::Entry( U32 naturalHash, const Key &key, const Value &value )
+      : CountedEntry<Entry>( flagOf( value ) ), hash_( naturalHash ), key_( key ), value_( value ) {
+}
+
+template <class Key, class Value>
+U32 HashMap<Key, Value>::Entry::hash() const noexcept {
+   if constexpr( kKeepsHash<Key> ) {
+      return hash_;
+   } else {
+      return naturalHash( key_ );
+   }
+}
+
+template <class Key, class Value>
+Value HashMap<Key, Value>::Entry::exchange( const Value &value ) {
+   if constexpr( kIsFlag ) {
+      const bool former = this->bit();
+      this->bitIs( value );
+      return former;
+   } else {
+      return std::exchange( value_, value );
+   }
+}
+
+template <class Key, class Value>
+void HashMap<Key, Value>::Entry::unheld() const noexcept {
+   Nodes &nodes = Nodes::of( *this, link_ );
+   const Link self = link_;
+   std::destroy_at( this );
+   nodes.give( self );
+}
+
+// Changes
+
 template <class Key, class Value>
 auto HashMap<Key, Value>::set( const Key &key, const Value &value ) -> Ptr<Entry> {
-   const U32 hash = bucketHash( key );
-   Chain *const at = place( hash, key );
-   if( !*at || !( ( *at )->key_ == key ) ) {
-      return add( hash, key, value );
+   const U32 hash = naturalHash( key );
+   Link *const at = place( hash, key );
+   if( !isAt( *at, key ) ) {
+      return Ptr<Entry>::share( &add( at, hash, key, value ) );
    }
-   if( ( *at )->value_ == value ) {
+   Ptr<Entry> entry = ptrTo( node( *at ) );
+   if( entry->value() == value ) {
       return nullptr;
    }
-   Ptr<Entry> entry = ptrTo( **at );
-   // Whatever goes with the former value may change the map, or remove this very entry.
-   [[maybe_unused]] const Value former = std::exchange( entry->value_, value );
+   [[maybe_unused]] const Value former = entry->exchange( value );
    return entry;
+}
+
+template <class Key, class Value>
+auto HashMap<Key, Value>::setNew( const Key &key, const Value &value ) -> Ptr<Entry> {
+   const U32 hash = naturalHash( key );
+   Link *const at = place( hash, key );
+   return isAt( *at, key ) ? nullptr : Ptr<Entry>::share( &add( at, hash, key, value ) );
 }
 
 template <class Key, class Value>
 auto HashMap<Key, Value>::insert( const Key &key, const Value &value ) -> Ptr<Entry> {
-   const U32 hash = bucketHash( key );
-   Chain *const at = place( hash, key );
-   if( *at && ( *at )->key_ == key ) {
+   Ptr<Entry> added = setNew( key, value );
+   if( !added ) {
       throw NameInUseException( "the key " + valueToStrep( key ) + " is present already" );
    }
-   return add( hash, key, value );
+   return added;
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::begin() const -> Iterator {
-   Entry *const entry = first( front_ );
-   front_ = entry ? bucket( entry->hash_ ) : bucketCount();
-   return Iterator( this, Ptr<Entry>::share( entry ) );
+[[gnu::always_inline]] inline auto HashMap<Key, Value>::add( Link *at, U32 naturalHash,
+                                                             const Key &key, const Value &value )
+      -> Entry & {
+   if( size_ > mask_ || !nodes_ ) [[unlikely]] {
+      grow();
+      at = place( naturalHash, key );
+   }
+   const Link link = nodes_->take();
+   Entry &added = newEntry( link, naturalHash, key, value );
+   if constexpr( !std::is_trivially_copyable_v<Value> ) {
+      at = place( naturalHash, key ); // copying the value may have changed the map
+   }
+   added.link_ = std::exchange( *at, link );
+   const Bucket home = bucket( naturalHash );
+   if( size_++ == 0 || precedes( home, front_ ) ) {
+      front_ = home;
+   }
+   return added;
+}
+
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::newEntry( Link link, U32 naturalHash, const Key &key,
+                                           const Value &value ) -> Entry & {
+   try {
+      return *::new( static_cast<void *>( nodes_->at( link ) ) ) Entry( naturalHash, key, value );
+   } catch( ... ) {
+      nodes_->give( link );
+      throw;
+   }
+}
+
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::take( const Key &key ) -> Ptr<Entry> {
+   Link *at = &buckets_[bucket( naturalHash( key ) )];
+   while( *at != 0 && !( node( *at ).key_ == key ) ) {
+      at = &node( *at ).link_;
+   }
+   return *at != 0 ? remove( *at ) : nullptr;
+}
+
+template <class Key, class Value>
+auto HashMap<Key, Value>::take( const Iterator &iterator ) -> Ptr<Entry> {
+   if( iterator == end() || !iterator->isMember() ) {
+      return nullptr;
+   }
+   Link *at = &buckets_[bucket( iterator.entry_->hash() )];
+   while( &node( *at ) != iterator.entry_.get() ) {
+      at = &node( *at ).link_;
+   }
+   return remove( *at );
+}
+
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::remove( Link &link ) noexcept -> Ptr<Entry> {
+   const Link self = link;
+   Entry &entry = node( self );
+   link = std::exchange( entry.link_, self );
+   entry.removed();
+   --size_;
+   return Ptr<Entry>::adopt( &entry );
 }
 
 template <class Key, class Value>
 void HashMap<Key, Value>::clear() noexcept {
-   for( std::size_t i = 0; i < buckets_.size(); ++i ) {
-      while( buckets_[i] ) {
-         remove( buckets_[i] );
+   while( size_ != 0 ) { // again when a value that goes has added something
+      for( std::size_t i = 0; i < buckets_.size(); ++i ) {
+         while( buckets_[i] != 0 ) {
+            remove( buckets_[i] );
+         }
       }
    }
 }
 
+/// Room for one more. Each chain is in order of reversed bits: what belongs to the upper of its two
+/// new buckets is its rear part.
 template <class Key, class Value>
-auto HashMap<Key, Value>::iteratorFrom( const Key &key ) const -> Iterator {
-   const U32 hash = bucketHash( key );
-   Entry *const entry = *const_cast<HashMap *>( this )->place( hash, key );
-   return Iterator( this, Ptr<Entry>::share( entry ? entry : first( bucket( hash ) + 1 ) ) );
-}
-
-template <class Key, class Value>
-auto HashMap<Key, Value>::lookup( const Key &key ) const noexcept -> Entry * {
-   const U32 hash = bucketHash( key );
-   Entry *entry = buckets_[bucket( hash )];
-   while( entry && !( entry->hash_ == hash && entry->key_ == key ) ) {
-      entry = entry->next_;
+void HashMap<Key, Value>::grow() {
+   if( !nodes_ ) {
+      nodes_ = Nodes::make();
    }
-   return entry;
+   const U32 before = bucketCount();
+   if( size_ < before || before == kMostBuckets ) {
+      return;
+   }
+   buckets_.resize( std::size_t{ before } * 2 );
+   for( Bucket lower = 0; lower < before; ++lower ) {
+      Link *cut = &buckets_[lower];
+      while( *cut != 0 && ( node( *cut ).hash() & before ) == 0 ) {
+         cut = &node( *cut ).link_;
+      }
+      buckets_[lower + before] = std::exchange( *cut, 0 );
+   }
+   mask_ = 2 * before - 1;
+}
+
+// Looking up and walking
+
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::lookup( const Key &key ) const noexcept -> Entry * {
+   Link link = buckets_[bucket( naturalHash( key ) )];
+   while( link != 0 ) {
+      Entry &entry = node( link );
+      if( entry.key_ == key ) {
+         return &entry;
+      }
+      link = entry.link_;
+   }
+   return nullptr;
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::place( U32 hash, const Key &key ) noexcept -> Chain * {
-   Chain *at = &buckets_[bucket( hash )];
-   while( *at && ( ( *at )->hash_ < hash || ( ( *at )->hash_ == hash && ( *at )->key_ < key ) ) ) {
-      at = &( *at )->next_;
+inline auto HashMap<Key, Value>::place( U32 naturalHash, const Key &key ) noexcept -> Link * {
+   Link *at = &buckets_[bucket( naturalHash )];
+   while( *at != 0 ) {
+      Entry &entry = node( *at );
+      const U32 hash = entry.hash();
+      if( hash == naturalHash ? !( entry.key_ < key ) : precedes( naturalHash, hash ) ) {
+         break;
+      }
+      at = &entry.link_;
    }
    return at;
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::add( U32 hash, const Key &key, const Value &value ) -> Ptr<Entry> {
-   Ptr<Entry> added = Ptr<Entry>::adopt( new Entry( hash, key, value ) );
-   if( size_ == bucketCount() && bits_ < kMostBits ) {
-      grow();
+auto HashMap<Key, Value>::begin() const -> Iterator {
+   if( size_ == 0 ) {
+      return Iterator( this, nullptr );
    }
-   Chain *const at = place( hash, key ); // nothing throws from here on
-   added->next_ = *at;
-   *at = Ptr<Entry>( added ).release(); // the map's reference
-   ++size_;
-   front_ = std::min( front_, bucket( hash ) );
-   return added;
+   Cursor cursor{ front_, mask_ };
+   Entry *const entry = first( cursor );
+   front_ = cursor.bucket;
+   return Iterator( this, ptrTo( *entry ), cursor );
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::remove( Entry *entry ) noexcept -> Ptr<Entry> {
-   if( !entry ) {
-      return nullptr;
-   }
-   *place( entry->hash_, entry->key_ ) = entry->next_;
-   entry->next_ = nullptr;
-   entry->removed();
-   --size_;
-   return Ptr<Entry>::adopt( entry );
+auto HashMap<Key, Value>::iteratorFrom( const Key &key ) const -> Iterator {
+   const U32 hash = naturalHash( key );
+   const Link at = *const_cast<HashMap *>( this )->place( hash, key );
+   Cursor cursor{ bucket( hash ), mask_ };
+   Entry *const entry = at != 0 ? &node( at ) : firstBehind( cursor );
+   return Iterator( this, Ptr<Entry>::share( entry ), cursor );
+}
+
+/// Counting in reversed bits: the carry runs downwards from the highest one.
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::following( Bucket bucket ) const noexcept -> Bucket {
+   const U32 carry = std::bit_floor( ~bucket & mask_ );
+   return carry == 0 ? 0 : ( bucket & ( carry - 1 ) ) | carry;
 }
 
 template <class Key, class Value>
-void HashMap<Key, Value>::grow() {
-   std::vector<Chain> twice( buckets_.size() * 2 );
-   const U32 upperHalf = 1u << ( 31 - bits_ );
-   for( std::size_t i = 0; i < buckets_.size(); ++i ) {
-      twice[2 * i] = buckets_[i];
-      Chain *cut = &twice[2 * i]; // the chain is in order: its upper part moves as one piece
-      while( *cut && !( ( *cut )->hash_ & upperHalf ) ) {
-         cut = &( *cut )->next_;
-      }
-      twice[2 * i + 1] = std::exchange( *cut, nullptr );
-   }
-   buckets_.swap( twice );
-   ++bits_;
-   front_ *= 2;
+inline auto HashMap<Key, Value>::first( Cursor &from ) const noexcept -> Entry * {
+   const Link link = buckets_[from.bucket];
+   return link != 0 ? &node( link ) : firstBehind( from );
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::first( U32 bucket ) const noexcept -> Entry * {
-   for( std::size_t i = bucket; i < buckets_.size(); ++i ) {
-      if( buckets_[i] ) {
-         return buckets_[i];
+inline auto HashMap<Key, Value>::firstBehind( Cursor &cursor ) const noexcept -> Entry * {
+   while( ( cursor.bucket = following( cursor.bucket ) ) != 0 ) {
+      if( const Link link = buckets_[cursor.bucket] ) {
+         return &node( link );
       }
    }
    return nullptr;
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::after( const Entry &entry ) const noexcept -> Entry * {
-   const U32 home = bucket( entry.hash_ );
-   Entry *next = entry.next_;
+[[gnu::always_inline]] inline auto HashMap<Key, Value>::after( const Entry &entry,
+                                                               Cursor &cursor ) const noexcept
+      -> Entry * {
+   if( cursor.mask != mask_ ) {
+      cursor = { bucket( entry.hash() ), mask_ };
+   }
+   Link next = entry.link_;
    if( !entry.isMember() ) {
-      next = *const_cast<HashMap *>( this )->place( entry.hash_, entry.key_ );
-      if( next && next->key_ == entry.key_ ) { // came back meanwhile, and has been visited
-         next = next->next_;
+      next = *const_cast<HashMap *>( this )->place( entry.hash(), entry.key_ );
+      if( isAt( next, entry.key_ ) ) { // came back meanwhile, and has been visited
+         next = node( next ).link_;
       }
    }
-   return next ? next : first( home + 1 );
+   return next != 0 ? &node( next ) : firstBehind( cursor );
 }
 
 } // namespace Quor

@@ -4,11 +4,10 @@
 
 #include "quor/CountedEntry.h"
 #include "quor/PinnedIterator.h"
+#include "quor/QueuePages.h"
 
-#include <array>
 #include <bit>
-#include <memory>
-#include <unordered_map>
+#include <new>
 
 namespace Quor {
 
@@ -19,9 +18,11 @@ struct NoLink {};
 /// counts the keys up; when they pass 2^32 - 1 they go on at 0, so that "after" is meant around the
 /// circle.
 ///
-/// Entries stand in pages of 64 consecutive positions: Enq, Deq and removal by position take
-/// constant time. Setting an absent position in the middle of the queue looks for its page from the
-/// tail; positions far apart cost a page each. `Link` is room in every entry for an index that
+/// Entries stand in pages of 32 consecutive positions: Enq, Deq and removal by position take
+/// constant time, and there is an allocation per page, not per entry. Setting an absent position in
+/// the middle of the queue looks for the next page behind it; positions far apart cost a page each.
+/// An entry has 6 bytes beside its value and its link, a page 64: an entry of a number takes 12
+/// bytes, and 14 with its share of a full page. `Link` is room in every entry for an index that
 /// somebody keeps beside the queue. Belongs to an owner, which the iterators keep alive. One
 /// thread.
 template <class Value, class Link = NoLink>
@@ -30,21 +31,28 @@ class LinkQueue {
    class Entry;
    using Iterator = PinnedIterator<LinkQueue>;
 
-   explicit LinkQueue( const PtrInterface *owner ) noexcept : owner_( owner ) {}
+   explicit LinkQueue( const PtrInterface *owner ) : owner_( owner ) {}
    LinkQueue( const LinkQueue & ) = delete;
    LinkQueue &operator=( const LinkQueue & ) = delete;
    ~LinkQueue() { clear(); }
 
    U32 count() const noexcept { return count_; }
-   U32 pageCount() const noexcept { return static_cast<U32>( pages_.size() ); }
+   U32 pageCount() const noexcept { return pages_.count(); }
    /// The key that the next Enq takes, unless the tail's is not below it: then the one behind the
    /// tail's.
    U32 nextKey() const noexcept { return nextKey_; }
    void nextKeyIs( U32 key ) noexcept { nextKey_ = key; }
 
    Ptr<Entry> find( U32 key ) const noexcept { return Ptr<Entry>::share( at( ordinalOf( key ) ) ); }
+   /// The entry at the key of one that is in the queue. Nothing is counted: for an index that is
+   /// kept beside the queue.
+   Entry &standingAt( U32 key ) const noexcept;
+   /// How many positions behind the head's this one is.
+   U32 distance( U32 key ) const noexcept { return key - static_cast<U32>( headOrdinal() ); }
    /// Null when the queue is empty.
-   Ptr<Entry> head() const noexcept { return Ptr<Entry>::share( headEntry() ); }
+   Ptr<Entry> head() const noexcept {
+      return count_ == 0 ? nullptr : Ptr<Entry>::share( first( *pages_.head() ) );
+   }
 
    /// Appends; RangeException "linkqueue index space full" when the keys have come round to the
    /// head's.
@@ -57,13 +65,18 @@ class LinkQueue {
    /// Overwrites the value of an entry.
    void valueIs( Entry &entry, const Value &value ) { entry.value_ = value; }
    /// Removes the head; null when the queue is empty.
-   Ptr<Entry> deq() { return remove( headEntry() ); }
+   Ptr<Entry> deq() { return count_ == 0 ? nullptr : remove( *first( *pages_.head() ) ); }
    /// Removes the entry at `key` and gives it; null when none stands there. After the tail has gone
    /// this way, Enq counts on from the new tail.
-   Ptr<Entry> take( U32 key );
+   Ptr<Entry> take( U32 key ) {
+      Entry *const entry = at( ordinalOf( key ) );
+      return entry ? take( *entry ) : nullptr;
+   }
+   /// Removes an entry of the queue, as by its key.
+   Ptr<Entry> take( Entry &entry );
    /// Removes the entry under the iterator, if it is still there.
    Ptr<Entry> take( const Iterator &iterator ) {
-      return iterator != end() && iterator->isMember() ? take( iterator->key() ) : nullptr;
+      return iterator != end() && iterator->isMember() ? take( *iterator.entry_ ) : nullptr;
    }
    void clear() noexcept {
       while( deq() ) {
@@ -73,68 +86,104 @@ class LinkQueue {
    Iterator begin() const { return Iterator( this, head() ); }
    std::default_sentinel_t end() const noexcept { return {}; }
    /// At the entry at `key`, or at the first one behind that position.
-   Iterator iteratorFrom( U32 key ) const;
-   Iterator iteratorAt( const Entry &entry ) const {
-      return Iterator( this, Ptr<Entry>::share( at( entry.ordinal_ ) ) );
+   Iterator iteratorFrom( U32 key ) const {
+      const Ordinal ordinal = ordinalOf( key );
+      return Iterator( this, Ptr<Entry>::share( from( ordinal ) ) );
    }
+   Iterator iteratorAt( const Entry &entry ) const {
+      return Iterator( this, Ptr<Entry>::share( at( entry.ordinal() ) ) );
+   }
+   /// Calls `visit` for every entry from head to tail; it must not change the queue.
+   template <class Visit>
+   void forEach( const Visit &visit ) const;
 
  private:
    friend Iterator;
    /// A position on a line that does not wrap; its low 32 bits are the position key.
    using Ordinal = U64;
-   static constexpr U32 kPage = 64;
+   using Page = QueuePage;
 
-   struct Page {
-      U64 number;
-      U64 occupied = 0; // bit i: position i of the page
-      std::array<Entry *, kPage> entries{};
-      Page *before = nullptr;
-      Page *behind = nullptr;
-   };
+   static constexpr std::size_t pageSize() noexcept {
+      return Entry::pageHead() + Page::kPlaces * sizeof( Entry );
+   }
+   static U32 placeOf( Ordinal ordinal ) noexcept {
+      return static_cast<U32>( ordinal % Page::kPlaces );
+   }
+   static Ordinal numberOf( Ordinal ordinal ) noexcept { return ordinal / Page::kPlaces; }
 
-   Entry *headEntry() const noexcept {
-      return head_ ? head_->entries[static_cast<U32>( std::countr_zero( head_->occupied ) )]
-                   : nullptr;
+   // Of a queue that is not empty.
+   Ordinal headOrdinal() const noexcept {
+      const Page &page = *pages_.head();
+      return page.number * Page::kPlaces + static_cast<U32>( std::countr_zero( page.occupied ) );
    }
-   Entry *tailEntry() const noexcept {
-      return tail_ ? tail_->entries[63u - static_cast<U32>( std::countl_zero( tail_->occupied ) )]
-                   : nullptr;
+   Ordinal tailOrdinal() const noexcept {
+      const Page &page = *pages_.tail();
+      return page.number * Page::kPlaces +
+             ( Page::kPlaces - 1 - static_cast<U32>( std::countl_zero( page.occupied ) ) );
    }
+
    Ordinal ordinalOf( U32 key ) const noexcept;
-   Page *page( Ordinal ordinal ) const noexcept;
-   Page &pageNew( Ordinal ordinal );
-   void pageDel( Page *page ) noexcept;
+   /// The page in which the entry at an occupied place stands: this one, or one aside of it.
+   static Page &home( Page &page, U32 place ) noexcept;
+   static Entry *entry( Page &page, U32 place ) noexcept {
+      return Entry::at( home( page, place ), place );
+   }
+   static Entry *first( Page &page ) noexcept {
+      return entry( page, static_cast<U32>( std::countr_zero( page.occupied ) ) );
+   }
    Entry *at( Ordinal ordinal ) const noexcept;
-   Entry *after( const Entry &entry ) const noexcept { return after( entry.ordinal_ ); }
-   Entry *after( Ordinal ordinal ) const noexcept;
+   /// The entry at the position, or the first one behind it.
+   Entry *from( Ordinal ordinal ) const noexcept;
+   struct Cursor {}; // positions tell the order
+   Entry *after( const Entry &entry, Cursor ) const noexcept { return from( entry.ordinal() + 1 ); }
    Ptr<Entry> add( Ordinal ordinal, const Value &value );
-   Ptr<Entry> remove( Entry *entry ) noexcept;
+   Ptr<Entry> remove( Entry &entry ) noexcept;
+   /// Lets go of a page aside of another one.
+   void dropAside( Page &page, Page &empty ) noexcept;
 
    const PtrInterface *owner_;
-   std::unordered_map<U64, std::unique_ptr<Page>> pages_; // by number; linked in order
-   Page *head_ = nullptr;
-   Page *tail_ = nullptr;
+   QueuePages pages_{ pageSize() };
    U32 count_ = 0;
    U32 nextKey_ = 0;
 };
 
-/// A value with its position key.
+/// A value with its position key. It stands in a page of the queue.
 template <class Value, class Link>
 class LinkQueue<Value, Link>::Entry : public CountedEntry<Entry> {
  public:
-   U32 key() const noexcept { return static_cast<U32>( ordinal_ ); }
+   U32 key() const noexcept { return static_cast<U32>( ordinal() ); }
    const Value &value() const noexcept { return value_; }
    /// Of two entries of a queue, the one nearer to the head.
-   bool isOlderThan( const Entry &other ) const noexcept { return ordinal_ < other.ordinal_; }
+   bool isOlderThan( const Entry &other ) const noexcept { return ordinal() < other.ordinal(); }
    Link &link() noexcept { return link_; }
 
  private:
    friend class LinkQueue;
    friend class CountedEntry<Entry>;
-   void unheld() const noexcept { delete this; }
-   Entry( U64 ordinal, const Value &value ) : ordinal_( ordinal ), value_( value ) {}
+   /// Bytes of a page before its entries.
+   static constexpr std::size_t pageHead() noexcept {
+      return ( sizeof( QueuePage ) + alignof( Entry ) - 1 ) / alignof( Entry ) * alignof( Entry );
+   }
 
-   U64 ordinal_;
+   Entry( U32 place, const Value &value ) : place_( static_cast<U16>( place ) ), value_( value ) {}
+   ~Entry() = default;
+   static Entry *at( QueuePage &page, U32 place ) noexcept {
+      return reinterpret_cast<Entry *>( reinterpret_cast<std::byte *>( &page ) + pageHead() ) +
+             place;
+   }
+   QueuePage &page() const noexcept {
+      return *reinterpret_cast<QueuePage *>(
+            reinterpret_cast<std::byte *>( const_cast<Entry *>( this ) - place_ ) - pageHead() );
+   }
+   U64 ordinal() const noexcept { return page().number * QueuePage::kPlaces + place_; }
+   void unheld() const noexcept {
+      QueuePage &home = page();
+      const U32 place = place_;
+      this->~Entry(); // what goes with the value may change the queue: the place is not free yet
+      home.letGo( place );
+   }
+
+   U16 place_; // in its page
    Value value_;
    [[no_unique_address]] Link link_;
 };

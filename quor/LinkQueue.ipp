@@ -5,14 +5,27 @@
 namespace Quor {
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::enq( const Value &value ) -> Ptr<Entry> {
-   const Entry *const tail = tailEntry();
-   if( !tail ) {
-      return add( ordinalOf( nextKey_ ), value );
+auto LinkQueue<Value, Link>::standingAt( U32 key ) const noexcept -> Entry & {
+   const U32 place = placeOf( key );
+   Page *page = pages_.bucket( numberOf( key ) );
+   // Around the whole circle the head's page and the tail's may begin with the same key.
+   while( static_cast<U32>( page->number * Page::kPlaces ) != key - place ||
+          !( page->occupied & Page::bit( place ) ) ) {
+      page = page->next;
    }
-   const U32 key = tail->key() >= nextKey_ ? tail->key() + 1 : nextKey_;
-   const Ordinal ordinal = tail->ordinal_ + static_cast<U32>( key - tail->key() );
-   if( ordinal - headEntry()->ordinal_ >= ~U32{ 0 } ) {
+   return *entry( *page, place );
+}
+
+template <class Value, class Link>
+auto LinkQueue<Value, Link>::enq( const Value &value ) -> Ptr<Entry> {
+   if( count_ == 0 ) {
+      return add( nextKey_, value );
+   }
+   const Ordinal tail = tailOrdinal();
+   const U32 tailKey = static_cast<U32>( tail );
+   const U32 key = tailKey >= nextKey_ ? tailKey + 1 : nextKey_;
+   const Ordinal ordinal = tail + static_cast<U32>( key - tailKey );
+   if( ordinal - headOrdinal() >= ~U32{ 0 } ) {
       throw RangeException( "linkqueue index space full" );
    }
    Ptr<Entry> added = add( ordinal, value );
@@ -44,124 +57,139 @@ auto LinkQueue<Value, Link>::insert( U32 key, const Value &value ) -> Ptr<Entry>
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::take( U32 key ) -> Ptr<Entry> {
-   Entry *const entry = at( ordinalOf( key ) );
-   const bool isTail = entry && entry == tailEntry();
+auto LinkQueue<Value, Link>::take( Entry &entry ) -> Ptr<Entry> {
+   const bool isTail = entry.ordinal() == tailOrdinal();
    Ptr<Entry> taken = remove( entry );
    if( isTail && count_ != 0 ) {
-      nextKey_ = tailEntry()->key() + 1;
+      nextKey_ = static_cast<U32>( tailOrdinal() ) + 1;
    }
    return taken;
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::iteratorFrom( U32 key ) const -> Iterator {
-   const Ordinal ordinal = ordinalOf( key );
-   Entry *const entry = at( ordinal );
-   return Iterator( this, Ptr<Entry>::share( entry ? entry : after( ordinal ) ) );
+template <class Visit>
+void LinkQueue<Value, Link>::forEach( const Visit &visit ) const {
+   for( Page *page = pages_.head(); page; page = page->behind ) {
+      for( Page::Places left = page->occupied; left != 0; left &= left - 1 ) {
+         visit( *entry( *page, static_cast<U32>( std::countr_zero( left ) ) ) );
+      }
+   }
 }
 
 /// While the keys have not wrapped, a key below the head's stands before the head; once the tail's
 /// key is below the head's, such a key belongs to the next round and stands behind it.
 template <class Value, class Link>
 auto LinkQueue<Value, Link>::ordinalOf( U32 key ) const noexcept -> Ordinal {
-   const Entry *const head = headEntry();
-   if( !head ) {
+   if( count_ == 0 ) {
       return key;
    }
-   const Ordinal round = head->ordinal_ - head->key();
-   const bool wrapped = tailEntry()->key() < head->key();
-   return round + key + ( wrapped && key < head->key() ? Ordinal{ 1 } << 32 : 0 );
+   const Ordinal head = headOrdinal();
+   const U32 headKey = static_cast<U32>( head );
+   const bool wrapped = static_cast<U32>( tailOrdinal() ) < headKey;
+   return head - headKey + key + ( wrapped && key < headKey ? Ordinal{ 1 } << 32 : 0 );
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::page( Ordinal ordinal ) const noexcept -> Page * {
-   const U64 number = ordinal / kPage;
-   for( Page *const end : { tail_, head_ } ) { // where nearly everything happens
-      if( end && end->number == number ) {
-         return end;
-      }
+auto LinkQueue<Value, Link>::home( Page &page, U32 place ) noexcept -> Page & {
+   Page *home = &page;
+   if( page.displaced & Page::bit( place ) ) [[unlikely]] {
+      do {
+         home = home->aside;
+      } while( !( home->occupied & Page::bit( place ) ) );
    }
-   const auto found = pages_.find( number );
-   return found == pages_.end() ? nullptr : found->second.get();
-}
-
-template <class Value, class Link>
-auto LinkQueue<Value, Link>::pageNew( Ordinal ordinal ) -> Page & {
-   if( Page *const existing = page( ordinal ) ) {
-      return *existing;
-   }
-   const U64 number = ordinal / kPage;
-   Page *const made = pages_.emplace( number, std::make_unique<Page>( Page{ .number = number } ) )
-                            .first->second.get();
-   Page *before = tail_;
-   while( before && before->number > number ) {
-      before = before->before;
-   }
-   made->before = before;
-   made->behind = before ? before->behind : head_;
-   ( made->before ? made->before->behind : head_ ) = made;
-   ( made->behind ? made->behind->before : tail_ ) = made;
-   return *made;
-}
-
-template <class Value, class Link>
-void LinkQueue<Value, Link>::pageDel( Page *page ) noexcept {
-   ( page->before ? page->before->behind : head_ ) = page->behind;
-   ( page->behind ? page->behind->before : tail_ ) = page->before;
-   pages_.erase( page->number );
+   return *home;
 }
 
 template <class Value, class Link>
 auto LinkQueue<Value, Link>::at( Ordinal ordinal ) const noexcept -> Entry * {
-   const Page *const home = page( ordinal );
-   return home ? home->entries[ordinal % kPage] : nullptr;
+   Page *const page = pages_.find( numberOf( ordinal ) );
+   const U32 place = placeOf( ordinal );
+   return page && ( page->occupied & Page::bit( place ) ) ? entry( *page, place ) : nullptr;
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::after( Ordinal ordinal ) const noexcept -> Entry * {
-   const Ordinal next = ordinal + 1;
-   const Page *home = page( next );
-   if( home ) {
-      const U64 rest = home->occupied >> ( next % kPage );
-      if( rest != 0 ) {
-         return home->entries[next % kPage + static_cast<U32>( std::countr_zero( rest ) )];
+auto LinkQueue<Value, Link>::from( Ordinal ordinal ) const noexcept -> Entry * {
+   Page *page = pages_.from( numberOf( ordinal ) );
+   if( page && page->number == numberOf( ordinal ) ) {
+      const U32 place = placeOf( ordinal );
+      const Page::Places left = page->occupied >> place;
+      if( left != 0 ) {
+         return entry( *page, place + static_cast<U32>( std::countr_zero( left ) ) );
       }
-      home = home->behind;
-   } else {
-      home = page( ordinal );
-      home = home ? home->behind : head_;
-      while( home && home->number < next / kPage ) {
-         home = home->behind;
-      }
+      page = page->behind;
    }
-   return home ? home->entries[static_cast<U32>( std::countr_zero( home->occupied ) )] : nullptr;
+   return page ? first( *page ) : nullptr;
 }
 
 template <class Value, class Link>
 auto LinkQueue<Value, Link>::add( Ordinal ordinal, const Value &value ) -> Ptr<Entry> {
-   Ptr<Entry> entry = Ptr<Entry>::adopt( new Entry( ordinal, value ) );
-   Page &home = pageNew( ordinal );
-   home.entries[ordinal % kPage] = Ptr<Entry>( entry ).release(); // the queue's reference
-   home.occupied |= U64{ 1 } << ( ordinal % kPage );
+   static_assert( alignof( Entry ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
+   const U32 place = placeOf( ordinal );
+   Page *const inOrder = pages_.find( numberOf( ordinal ) );
+   Page *home = inOrder;
+   while( home && !home->isFree( place ) ) { // somebody holds the entry that was removed there
+      home = home->aside;
+   }
+   Page *made = nullptr;
+   if( !home ) {
+      home = made = pages_.make( numberOf( ordinal ) );
+   }
+   Entry *const added = Entry::at( *home, place );
+   try {
+      new( added ) Entry( place, value );
+   } catch( ... ) {
+      if( made ) {
+         pages_.drop( *made );
+      }
+      throw;
+   }
+   home->use( place );
+   home->occupied |= Page::bit( place );
+   if( !inOrder ) {
+      pages_.link( *home );
+   } else if( home != inOrder ) {
+      if( made ) {
+         made->aside = std::exchange( inOrder->aside, made );
+         made->displaced = ~Page::Places{ 0 };
+      }
+      inOrder->occupied |= Page::bit( place );
+      inOrder->displaced |= Page::bit( place );
+   }
    ++count_;
-   return entry;
+   return Ptr<Entry>::share( added ); // its first reference is the queue's
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::remove( Entry *entry ) noexcept -> Ptr<Entry> {
-   if( !entry ) {
-      return nullptr;
+auto LinkQueue<Value, Link>::remove( Entry &entry ) noexcept -> Ptr<Entry> {
+   const Page::Places left = ~Page::bit( entry.place_ );
+   Page &home = entry.page();
+   Page *page = &home;
+   if( home.displaced & ~left ) [[unlikely]] {
+      page = pages_.find( home.number );
+      page->displaced &= left;
+      home.occupied &= left;
+      if( home.occupied == 0 ) {
+         dropAside( *page, home );
+      }
    }
-   Page *const home = page( entry->ordinal_ );
-   home->entries[entry->ordinal_ % kPage] = nullptr;
-   home->occupied &= ~( U64{ 1 } << ( entry->ordinal_ % kPage ) );
-   if( home->occupied == 0 ) {
-      pageDel( home );
+   page->occupied &= left;
+   if( page->occupied == 0 ) {
+      pages_.unlink( *page );
    }
-   entry->removed();
+   entry.removed();
    --count_;
-   return Ptr<Entry>::adopt( entry );
+   return Ptr<Entry>::adopt( &entry );
+}
+
+template <class Value, class Link>
+void LinkQueue<Value, Link>::dropAside( Page &page, Page &empty ) noexcept {
+   Page **at = &page.aside;
+   while( *at != &empty ) {
+      at = &( *at )->aside;
+   }
+   *at = std::exchange( empty.aside, nullptr );
+   empty.displaced = 0;
+   pages_.drop( empty );
 }
 
 } // namespace Quor

@@ -4,6 +4,8 @@
 
 #include "quor/HashMap.h"
 
+#include <optional>
+
 namespace Quor {
 
 /// The storage of a watched collection attribute. `Notify` is the owner's const member function
@@ -26,6 +28,21 @@ class NotifiedMap : public HashMap<Key, Value> {
       if( const Ptr<Entry> changed = this->set( key, value ) ) {
          told( *changed );
       }
+   }
+
+   /// Adds the key and notifies; false when the key is present.
+   bool isNew( const Key &key, const Value &value ) {
+      const Ptr<Entry> added = this->setNew( key, value );
+      if( added ) {
+         told( *added );
+      }
+      return static_cast<bool>( added );
+   }
+
+   /// Removes the key and notifies; the value that it had, nothing when the key is absent.
+   std::optional<Value> taken( const Key &key ) {
+      const Ptr<Entry> entry = this->take( key );
+      return entry ? std::optional<Value>( removed( entry ) ) : std::nullopt;
    }
 
    /// Removes the key, notifies and gives the removed value; an absent key notifies nobody and

@@ -59,6 +59,7 @@ class NotifieeConst : public PtrInterface {
 
  private:
    friend class Entity;
+   friend class NotifieeHold;
    friend class NotifieePass;
 
    void leave();

@@ -11,7 +11,8 @@ namespace Quor {
 /// Visits the entries of a HashMap or LinkQueue in order. Keeps its entry and the owner of the
 /// collection alive. An entry that was removed is not visited, none is visited twice, none that was
 /// there throughout is missed; when the current entry has been removed the walk goes on at the
-/// first one behind its place.
+/// first one behind its place. A Collection gives after( entry, cursor ), and a default Cursor:
+/// what it likes to remember about the place of the current entry.
 template <class Collection>
 class PinnedIterator {
  public:
@@ -23,8 +24,8 @@ class PinnedIterator {
 
    const Entry &operator*() const noexcept { return *entry_; }
    const Entry *operator->() const noexcept { return entry_.get(); }
-   PinnedIterator &operator++() {
-      entry_ = Ptr<Entry>::share( collection_->after( *entry_ ) );
+   [[gnu::always_inline]] inline PinnedIterator &operator++() {
+      entry_ = Ptr<Entry>::share( collection_->after( *entry_, cursor_ ) );
       return *this;
    }
    void operator++( int ) { ++*this; }
@@ -38,14 +39,16 @@ class PinnedIterator {
 
  private:
    friend Collection;
-   PinnedIterator( const Collection *collection, Ptr<Entry> entry )
+   using Cursor = typename Collection::Cursor;
+   PinnedIterator( const Collection *collection, Ptr<Entry> entry, const Cursor &cursor = {} )
          : collection_( collection ),
            owner_( Ptr<const PtrInterface>::share( collection->owner_ ) ),
-           entry_( std::move( entry ) ) {}
+           entry_( std::move( entry ) ), cursor_( cursor ) {}
 
    const Collection *collection_ = nullptr;
    Ptr<const PtrInterface> owner_;
    Ptr<Entry> entry_;
+   [[no_unique_address]] Cursor cursor_{};
 };
 
 } // namespace Quor

@@ -20,33 +20,28 @@ class RefCount {
 
    void up() noexcept {
       if( threadSafe_ ) [[unlikely]] {
-         count_.fetch_add( 1, std::memory_order_relaxed );
+         shared().fetch_add( 1, std::memory_order_relaxed );
       } else {
-         count_.store( value() + 1, std::memory_order_relaxed );
+         ++count_;
       }
    }
 
    /// True when the last reference has gone: exactly once in the life of an object, since from then
    /// on the count stays far above zero, whatever pointers come and go during the destruction.
    bool down() noexcept {
-      U32 left = 0;
-      if( threadSafe_ ) [[unlikely]] {
-         left = count_.fetch_sub( 1, std::memory_order_acq_rel ) - 1;
-      } else {
-         left = value() - 1;
-         count_.store( left, std::memory_order_relaxed );
-      }
+      const U32 left =
+            threadSafe_ ? shared().fetch_sub( 1, std::memory_order_acq_rel ) - 1 : --count_;
       if( left != 0 ) [[likely]] {
          return false;
       }
-      count_.store( kGoing, std::memory_order_relaxed );
+      shared().store( kGoing, std::memory_order_relaxed );
       return true;
    }
 
    /// What enableThreadSafePointersIs() has set.
    static bool isThreadSafe() noexcept { return threadSafe_; }
 
-   U32 value() const noexcept { return count_.load( std::memory_order_relaxed ); }
+   U32 value() const noexcept { return shared().load( std::memory_order_relaxed ); }
    /// The last reference has gone and the object is on its way out.
    bool isGoing() const noexcept { return value() >= kGoing / 2; }
    /// Nobody but its creator (or the destruction itself) refers to the object.
@@ -58,7 +53,9 @@ class RefCount {
    static constexpr U32 kGoing = 1u << 30;
    static bool threadSafe_;
 
-   std::atomic<U32> count_{ 1 };
+   std::atomic_ref<U32> shared() const noexcept { return std::atomic_ref( count_ ); }
+
+   mutable U32 count_ = 1;
 };
 
 /// Switches all reference counts of the process; only before the first counted object is shared.

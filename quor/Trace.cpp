@@ -5,6 +5,7 @@
 
 #include <iostream>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -44,7 +45,7 @@ U32 oneLevel( StringIterator &at, StringIterator end ) {
 } // namespace
 
 TraceHandle::TraceHandle( const String &name, bool on )
-      : name_( name ), on_( on ), levels_( on ? kAllTraceLevels : 0 ) {
+      : name_( name ), levels_( on ? kAllTraceLevels : 0 ) {
    Facilities &all = facilities();
    const std::lock_guard lock( all.mutex );
    all.made.push_back( this );
@@ -117,13 +118,16 @@ void traceHelper( const TraceHandle &facility, const char *context, const String
    }
 }
 
-void Trace::start() {
-   message_.emplace();
-   message_->precision( 12 );
+void Trace::start( const TraceHandle &facility, U32 level, const char *source, U32 line,
+                   const char *function ) {
+   message_ = new Message{ facility, level, facility.isLive( level ), source, line, function };
+   message_->text.precision( 12 );
 }
 
 void Trace::emit() noexcept {
-   traceHelper( facility_, "<unknown>", message_->str(), level_, live_, source_, line_, function_ );
+   const std::unique_ptr<Message> message( message_ );
+   traceHelper( message->facility, "<unknown>", message->text.str(), message->level, message->live,
+                message->source, message->line, message->function );
 }
 
 } // namespace Quor

@@ -5,16 +5,16 @@
 //       t << "( " << vrMac << " )";
 //    }
 //
-// Switched off, a trace costs two flag loads and one pointer test; what stands behind << is not
-// evaluated.
+// Switched off, a trace costs a look at the facility's levels and at the coverage stream; what
+// stands behind << is not evaluated.
 #ifndef QUOR_TRACE_H
 #define QUOR_TRACE_H
 
 #include "quor/Types.h"
 
+#include <atomic>
 #include <functional>
 #include <iosfwd>
-#include <optional>
 #include <sstream>
 
 namespace Quor {
@@ -36,18 +36,35 @@ class TraceHandle {
    TraceHandle &operator=( const TraceHandle & ) = delete;
 
    const String &name() const noexcept { return name_; }
-   bool isLive( U32 level ) const noexcept { return on_ && ( levels_ >> level & 1 ) != 0; }
+   bool isLive( U32 level ) const noexcept { return ( levels_ >> level & 1 ) != 0; }
 
-   TraceLevels levels() const noexcept { return on_ ? levels_ : 0; }
-   void levelsIs( TraceLevels levels ) noexcept {
-      on_ = levels != 0;
-      levels_ = levels;
-   }
+   /// None: the facility is off.
+   TraceLevels levels() const noexcept { return levels_; }
+   void levelsIs( TraceLevels levels ) noexcept { levels_ = levels; }
 
  private:
    const String name_;
-   bool on_;
    TraceLevels levels_;
+};
+
+/// Finds the facility of a module: after its first use at the price of one load.
+///
+///    static const TraceHandle &_defaultTraceHandle() { return facility_.get( make ); }
+class TraceFacility {
+ public:
+   /// `make` gives the one facility, however often and from however many threads it is called.
+   const TraceHandle &get( const TraceHandle &( *make )() ) noexcept {
+      const TraceHandle *const made = made_.load( std::memory_order_acquire );
+      if( made ) [[likely]] {
+         return *made;
+      }
+      const TraceHandle &first = make();
+      made_.store( &first, std::memory_order_release );
+      return first;
+   }
+
+ private:
+   std::atomic<const TraceHandle *> made_{ nullptr };
 };
 
 /// Switches the levels of the facility of this name, now or when it is made.
@@ -83,11 +100,9 @@ void traceHelper( const TraceHandle &facility, const char *context, const String
 class Trace {
  public:
    Trace( const TraceHandle &facility, U32 level, const char *source, U32 line,
-          const char *function )
-         : facility_( facility ), level_( level ), live_( facility.isLive( level ) ),
-           source_( source ), line_( line ), function_( function ) {
-      if( live_ || coverageStream ) [[unlikely]] {
-         start();
+          const char *function ) {
+      if( facility.isLive( level ) || coverageStream ) [[unlikely]] {
+         start( facility, level, source, line, function );
       }
    }
    ~Trace() {
@@ -99,25 +114,29 @@ class Trace {
    Trace &operator=( const Trace & ) = delete;
 
    /// The message is wanted.
-   explicit operator bool() const noexcept { return message_.has_value(); }
+   explicit operator bool() const noexcept { return message_ != nullptr; }
 
    template <class V>
    Trace &operator<<( const V &value ) {
-      *message_ << value;
+      message_->text << value;
       return *this;
    }
 
  private:
-   void start();
+   struct Message {
+      const TraceHandle &facility;
+      U32 level;
+      bool live;
+      const char *source;
+      U32 line;
+      const char *function;
+      std::ostringstream text{};
+   };
+   void start( const TraceHandle &facility, U32 level, const char *source, U32 line,
+               const char *function );
    void emit() noexcept;
 
-   const TraceHandle &facility_;
-   const U32 level_;
-   const bool live_;
-   const char *const source_;
-   const U32 line_;
-   const char *const function_;
-   std::optional<std::ostringstream> message_;
+   Message *message_ = nullptr; // nothing but this pointer is touched while the trace is off
 };
 
 } // namespace Quor

@@ -54,7 +54,7 @@ class Lamp : public Fitting {
    void socketIs( Bridging::VlanId at, bool on ) { sockets_.is( at, on ); }
    bool socketDel( Bridging::VlanId at ) { return sockets_.del( at ); }
    void socketNotify( Bridging::VlanId at ) const {
-      notify<NotifieeConst, U32>( kSocket, &NotifieeConst::onSocket, U32{ at.number() } );
+      notify<NotifieeConst, U32, &NotifieeConst::onSocket>( kSocket, U32{ at.number() } );
    }
    const Spares &spares() const noexcept { return spares_; }
    Ptr<Bulb> spareDel( const Pelmo::IntfId &at ) {

@@ -2,6 +2,7 @@
 #ifndef TESTS_UNIT_QUOR_HASHMAPKEYS_H
 #define TESTS_UNIT_QUOR_HASHMAPKEYS_H
 
+#include "quor/BitReverse.h"
 #include "quor/HashMap.h"
 #include "tests/unit/quor/Dice.h"
 
@@ -22,8 +23,8 @@ struct Key {
    friend bool operator<( const Key &a, const Key &b ) { return a.number < b.number; }
 };
 
-inline U32 bucketHash( const Key &key ) {
-   return key.hash;
+inline U32 naturalHash( const Key &key ) {
+   return bitReverse( key.hash );
 }
 inline String valueToStrep( const Key &key ) {
    return "#" + std::to_string( key.number );

@@ -45,7 +45,7 @@ TEST( VlanId, IsASixteenBitNumberThatIsItsOwnHash ) {
    for( const Quor::U16 number : std::vector<Quor::U16>{ 0, 1, 10, 4094, 4095, 65535 } ) {
       EXPECT_EQ( VlanId( number ).number(), number );
       EXPECT_EQ( VlanId( number ).hash(), number );
-      EXPECT_EQ( bucketHash( VlanId( number ) ), Quor::bitReverse( number ) );
+      EXPECT_EQ( naturalHash( VlanId( number ) ), number );
    }
 }
 
@@ -164,7 +164,7 @@ TEST( IntfId, IsOrderedAsItsName ) {
 
 TEST( IntfId, EqualNamesHaveOneHashAndTheNamesOfASwitchManyDifferentOnes ) {
    EXPECT_EQ( IntfId( "br10" ).hash(), IntfId( "br10" ).hash() );
-   EXPECT_EQ( bucketHash( IntfId( "br10" ) ), Quor::bitReverse( IntfId( "br10" ).hash() ) );
+   EXPECT_EQ( naturalHash( IntfId( "br10" ) ), IntfId( "br10" ).hash() );
    std::vector<Quor::U32> hashes;
    for( int n = 1; n <= 4094; ++n ) {
       hashes.push_back( IntfId( "vlan" + std::to_string( n ) ).hash() );

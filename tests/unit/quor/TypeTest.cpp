@@ -13,7 +13,7 @@ struct Pin {
    auto operator<=>( const Pin & ) const = default;
 };
 
-inline U32 bucketHash( Pin pin ) {
+inline U32 naturalHash( Pin pin ) {
    return pin.number;
 }
 

@@ -45,7 +45,7 @@ TEST( VirtualRouterMac, IsOrderedByTheInterfaceThenByTheMac ) {
 
 TEST( VirtualRouterMac, HashesInterfaceAndMac ) {
    EXPECT_EQ( kRecord.hash(), kIntf.hash() ^ kMac.hash() );
-   EXPECT_EQ( bucketHash( kRecord ), Quor::bitReverse( kRecord.hash() ) );
+   EXPECT_EQ( naturalHash( kRecord ), kRecord.hash() );
 }
 
 TEST( VirtualRouterMac, IsWrittenWithASlashBetweenInterfaceAndMac ) {

@@ -1,0 +1,151 @@
+// Memory for the nodes of one collection.
+#ifndef QUOR_SLAB_H
+#define QUOR_SLAB_H
+
+#include "quor/RefCount.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <vector>
+
+namespace Quor {
+
+/// Hands out places for Nodes and takes them back; a place has a 32-bit link, which is half a
+/// pointer. The memory comes in chunks: the first takes 7 nodes, each next one as many as there are
+/// already, up to 4,095. A place that was given back is the next one to be handed out; chunks are
+/// kept until the slab goes, which it does when its owner has dropped it and the last place has
+/// been given back.
+///
+/// One thread takes places; with thread-safe pointers any thread may give them back.
+template <class Node>
+class Slab {
+ public:
+   /// 0 is no place.
+   using Link = U32;
+   struct Dropped {
+      void operator()( Slab *slab ) const noexcept { slab->drop(); }
+   };
+   /// Of the one owner.
+   using Owned = std::unique_ptr<Slab, Dropped>;
+   static Owned make() { return Owned( new Slab ); }
+
+   Node *at( Link link ) const noexcept {
+      return reinterpret_cast<Node *>( chunks_[link / kMostPlaces] +
+                                       ( link % kMostPlaces ) * sizeof( Node ) );
+   }
+
+   /// A place without a node.
+   Link take() {
+      if( RefCount::isThreadSafe() ) [[unlikely]] {
+         const std::lock_guard lock( mutex_ );
+         return takeAlone();
+      }
+      return takeAlone();
+   }
+
+   /// The place has no node any more.
+   void give( Link link ) noexcept {
+      bool isLast = false;
+      if( RefCount::isThreadSafe() ) [[unlikely]] {
+         const std::lock_guard lock( mutex_ );
+         isLast = giveAlone( link );
+      } else {
+         isLast = giveAlone( link );
+      }
+      if( isLast ) [[unlikely]] {
+         delete this;
+      }
+   }
+
+   /// The slab of a node, whose link the caller knows.
+   static Slab &of( const Node &node, Link link ) noexcept {
+      const std::byte *const chunk =
+            reinterpret_cast<const std::byte *>( &node ) - ( link % kMostPlaces ) * sizeof( Node );
+      return **reinterpret_cast<Slab *const *>( chunk );
+   }
+
+ private:
+   static constexpr Link kMostPlaces = 4096; // the first one in each chunk holds its slab
+   static constexpr Link kFirstPlaces = 8;
+
+   struct FreePlace {
+      Link next;
+   };
+   static_assert( sizeof( Node ) >= sizeof( Slab * ) && sizeof( Node ) >= sizeof( FreePlace ) );
+   static_assert( alignof( Node ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
+
+   Slab() = default;
+   ~Slab() {
+      for( std::byte *const chunk : chunks_ ) {
+         ::operator delete( chunk );
+      }
+   }
+
+   void drop() noexcept {
+      std::unique_lock lock( mutex_ );
+      isDropped_ = true;
+      if( inUse_ == 0 ) {
+         lock.unlock();
+         delete this;
+      }
+   }
+
+   Link takeAlone() {
+      Link taken = free_;
+      if( taken != 0 ) {
+         free_ = freePlace( taken ).next;
+      } else {
+         if( fresh_ == freshEnd_ ) [[unlikely]] {
+            chunkNew();
+         }
+         taken = fresh_++;
+      }
+      ++inUse_;
+      return taken;
+   }
+
+   /// True when the slab has to go.
+   bool giveAlone( Link link ) noexcept {
+      ::new( static_cast<void *>( at( link ) ) ) FreePlace{ free_ };
+      free_ = link;
+      return --inUse_ == 0 && isDropped_;
+   }
+
+   FreePlace &freePlace( Link link ) const noexcept {
+      return *std::launder( reinterpret_cast<FreePlace *>( at( link ) ) );
+   }
+
+   [[gnu::noinline]] void chunkNew() {
+      const std::size_t number = chunks_.size();
+      const Link places =
+            number < 10 ? std::min( kFirstPlaces << number, kMostPlaces ) : kMostPlaces;
+      if( number == ( std::size_t{ 1 } << 32 ) / kMostPlaces ) {
+         throw std::bad_alloc(); // no links are left
+      }
+      chunks_.push_back( nullptr ); // first: what it throws must not cost a chunk
+      try {
+         chunks_.back() = static_cast<std::byte *>( ::operator new( places * sizeof( Node ) ) );
+      } catch( ... ) {
+         chunks_.pop_back();
+         throw;
+      }
+      ::new( static_cast<void *>( chunks_.back() ) )( Slab * )( this );
+      fresh_ = static_cast<Link>( number ) * kMostPlaces + 1;
+      freshEnd_ = fresh_ - 1 + places;
+   }
+
+   std::vector<std::byte *> chunks_;
+   Link free_ = 0;  // the places that were given back, the last one first
+   Link fresh_ = 0; // from here to freshEnd_: places of the last chunk that were never taken
+   Link freshEnd_ = 0;
+   U32 inUse_ = 0;
+   bool isDropped_ = false;
+   std::mutex mutex_;
+};
+
+} // namespace Quor
+
+#endif
