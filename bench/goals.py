@@ -45,8 +45,9 @@ def goals(figures, memory):
             floor_many, floor_few = ((f'{line}/{order}/{count}', 'floor', 'leave') for count in ('1M', '10k'))
             if many in figures and few in figures:
                 growth = statistics.median(figures[floor_many]) / statistics.median(figures[floor_few])
-                yield from within(f'{name}, {how}: product, 1,000,000 over 10,000 (aim: as the floor\'s, caches only)',
-                                  '', many, few, 3.0, growth)
+                # No more than the caches cost the floor, which is more than what must be reached now and then.
+                yield from within(f'{name}, {how}: product, 1,000,000 over 10,000 (the floor: {growth:.1f})', '', many,
+                                  few, 3.0, min(growth, 3.0))
     for size, (pairs, _, _) in CYCLES.items():
         for phase, name in PHASES.items():
             yield from within(f'{name}: product, sequential over random MACs', pairs,

@@ -3,6 +3,7 @@
 #define ORLOBENCH_SUBJECTS_ORDEREDSET_H
 
 #include "bench/subjects/Values.h"
+#include "quor/BitReverse.h"
 
 #include <algorithm>
 
@@ -12,8 +13,8 @@ namespace OrloBench {
 struct InTableOrder {
    template <class Key>
    bool operator()( const Key &left, const Key &right ) const noexcept {
-      const U32 l = bucketHash( left );
-      const U32 r = bucketHash( right );
+      const U32 l = Quor::bitReverse( naturalHash( left ) );
+      const U32 r = Quor::bitReverse( naturalHash( right ) );
       return l != r ? l < r : left < right;
    }
 };
