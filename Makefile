@@ -2,7 +2,7 @@
 # make test   sets up, builds, and runs every test
 # The rest: make help
 .DEFAULT_GOAL := help
-.PHONY: help setup build build-sanitize run test soak bench-adds install lint format clean
+.PHONY: help setup build build-sanitize run test soak bench bench-quick bench-adds install lint format clean
 
 PREFIX ?= /usr/local
 
@@ -12,6 +12,8 @@ help:
 	@echo "make run CONFIG=FILE   set up, build, and run the agent on your own configuration"
 	@echo "make test              set up, build, and run every test; ends with one line of totals"
 	@echo "make soak              the long runs: 100 kills under traffic, 100 fail-overs, a kill before each single write"
+	@echo "make bench             set up, build, and measure the product beside hand-written code (docs/performance.md)"
+	@echo "make bench-quick       the most important of it, in under a minute"
 	@echo "make bench-adds        set up, build, and measure how fast the hardware is programmed (docs/performance.md)"
 	@echo "make install           set up, build, and install below PREFIX (/usr/local), in DESTDIR if that is given"
 	@echo "make lint              format, static analysis, warnings as errors with g++ and clang++"
@@ -36,6 +38,16 @@ test: build build-sanitize
 
 soak: build
 	@ORLO_KILLS=100 ORLO_FAIL_OVERS=100 ORLO_KILL_STEP=1 ORLO_KERNEL_LIMIT=5400 tests/system/run undisturbed killed. failover
+
+BENCHES = bench_pipeline bench_memory bench_containers bench_framework
+
+bench: setup
+	@scripts/build release $(BENCHES) orlo-agent orloctl
+	@scripts/bench --instructions --agent --write
+
+bench-quick: setup
+	@scripts/build release $(BENCHES)
+	@scripts/bench --quick
 
 bench-adds: setup
 	@scripts/build release bench_adds wide_registers

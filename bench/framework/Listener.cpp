@@ -1,0 +1,9 @@
+#include "bench/framework/Listener.h"
+
+namespace OrloBench {
+
+void Listener::onVirtualRouterCount() {
+   ++heard_;
+}
+
+} // namespace OrloBench

@@ -1,0 +1,87 @@
+#include "bench/pipeline/Cases.h"
+#include "bench/pipeline/Scene.h"
+
+namespace OrloBench {
+
+namespace {
+
+const char *const kOrders[] = { "arrival", "reverse", "random" };
+
+Pairs inOrder( Pairs pairs, const std::string &order ) {
+   if( order == "reverse" ) {
+      std::reverse( pairs.begin(), pairs.end() );
+   } else if( order == "random" ) {
+      std::shuffle( pairs.begin(), pairs.end(), std::mt19937_64( 3 ) );
+   }
+   return pairs;
+}
+
+/// Phase: leave. Everybody waits, each once.
+template <class Subject>
+Round leaving( const Pairs &arriving, const Pairs &leaving ) {
+   Scene<Subject> scene( 0, 0 );
+   scene->startProgrammer();
+   for( const VlanAndMac &pair : arriving ) {
+      scene->want( pair );
+   }
+   scene.phase( "leave", leaving.size(), [&]( Subject &subject ) {
+      for( const VlanAndMac &pair : leaving ) {
+         subject.unwant( pair );
+      }
+   } );
+   if( scene->waiting() != 0 ) {
+      throw std::logic_error( "somebody waits still" );
+   }
+   return scene.round();
+}
+
+/// The same, of few pairs that stand in line very often.
+template <class Subject>
+Round duplicatesLeaving( const Pairs &arriving, const Pairs &leaving ) {
+   Scene<Subject> scene( 0, 0 );
+   scene->startProgrammer();
+   for( const VlanAndMac &pair : arriving ) {
+      scene->wait( pair );
+   }
+   scene.phase( "leave", leaving.size(), [&]( Subject &subject ) {
+      for( const VlanAndMac &pair : leaving ) {
+         subject.handle( pair );
+      }
+   } );
+   if( scene->waiting() != 0 ) {
+      throw std::logic_error( "somebody waits still" );
+   }
+   return scene.round();
+}
+
+Pairs manyTimes( const Pairs &few, std::size_t count ) {
+   Pairs many;
+   while( many.size() < count ) {
+      many.insert( many.end(), few.begin(), few.end() );
+   }
+   return many;
+}
+
+} // namespace
+
+void registerLines() {
+   const Macs all = macs( 255, MacKind::sequential );
+   for( const std::size_t count : { std::size_t{ 10'000 }, std::size_t{ 1'000'000 } } ) {
+      const std::string size = count == 10'000 ? "10k" : "1M";
+      const int iterations = count == 10'000 ? 5 : 1;
+      const Pairs once = pairs( 4094, all, count );
+      const Pairs often = manyTimes( pairs( 10, macs( 10, MacKind::sequential ) ), count );
+      for( const std::string order : kOrders ) {
+         compare( "waiting/" + order + '/' + size, iterations, count == 10'000,
+                  [=, leave = inOrder( once, order )]<class Subject>() {
+                     return leaving<Subject>( once, leave );
+                  } );
+         compare( "duplicates/" + order + '/' + size, iterations, count == 10'000,
+                  [=, leave = inOrder( often, order )]<class Subject>() {
+                     return duplicatesLeaving<Subject>( often, leave );
+                  } );
+      }
+   }
+}
+
+} // namespace OrloBench
