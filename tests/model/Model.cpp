@@ -103,6 +103,11 @@ void Model::vlanDel( const IntfId &intf, VlanId vlan ) {
    }
 }
 
+void Model::sizeIs( U32 count ) {
+   indexCount = count;
+   slots.erase( slots.lower_bound( count ), slots.end() );
+}
+
 // Reflector
 
 void Model::reflectorStarts() {

@@ -92,7 +92,8 @@ class Model {
 
    // The inputs.
    void vlanSetNew( const IntfId &intf ) { vlanSets[intf]; }
-   void indexCountIs( U32 count ) { indexCount = count; }
+   void sizeIs( U32 count );
+   void slotIs( U32 at, const Pair &pair ) { slots[at] = pair; }
    void recordIs( const Record &record, bool flag );
    void recordDel( const Record &record );
    void vlanIs( const IntfId &intf, VlanId vlan, bool flag );

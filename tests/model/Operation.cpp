@@ -27,6 +27,7 @@ constexpr const char *kNames[Operation::kKinds] = { "publish",
                                                     "VLAN leaves",
                                                     "restart",
                                                     "restart with",
+                                                    "foreign slot",
                                                     "cleanup",
                                                     "reflector goes",
                                                     "reflector goes, keys stay",
@@ -99,6 +100,10 @@ std::string shown( const World &world, const Operation &operation ) {
       break;
    case Operation::kResize:
       text << " " << operation.intf << " indexes";
+      break;
+   case Operation::kForeignSlot:
+      text << " " << operation.intf << " " << world.vlans.at( operation.vlan ) << "/"
+           << world.macs.at( operation.mac );
       break;
    case Operation::kKeyTrue:
    case Operation::kKeyFalse:

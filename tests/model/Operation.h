@@ -29,8 +29,9 @@ struct Operation {
       kJoin, ///< a VLAN is in an interface's set
       kMute, ///< a VLAN is in an interface's set with false
       kLeave,
-      kRestart, ///< programmer and reflector go and come; the programmer adopts
-      kResize,  ///< the same; the hardware's number of indexes is another one
+      kRestart,     ///< programmer and reflector go and come; the programmer adopts
+      kResize,      ///< the same; the hardware's size is another one, and it keeps what fits
+      kForeignSlot, ///< a pair gets into the hardware that nobody has asked for
       kCleanup,
       kStopReflector, ///< its keys go
       kAbandonKeys,   ///< it is stopped, its keys stay
@@ -50,7 +51,7 @@ struct Operation {
    static constexpr int kKinds = kPublishWithoutSet + 1;
 
    Kind kind;
-   U32 intf = 0; ///< of a resize, the new number; of a key, the table
+   U32 intf = 0; ///< of a resize, the new size; of a slot, its index; of a key, its table
    U32 mac = 0;
    U32 vlan = 0;
 
@@ -100,10 +101,12 @@ void perform( System &system, const World &world, const Operation &what ) {
       system.programmerStops();
       system.reflectorStops( false );
       if( what.kind == Operation::kResize ) {
-         system.indexCountIs( what.intf );
+         system.sizeIs( what.intf );
       }
       system.reflectorStarts();
       return system.programmerStarts( true );
+   case Operation::kForeignSlot:
+      return system.slotIs( what.intf, pair() );
    case Operation::kCleanup:
       return system.cleanup();
    case Operation::kStopReflector:

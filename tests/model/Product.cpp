@@ -117,6 +117,11 @@ void Product::starts() {
    }
 }
 
+void Product::sizeIs( U32 count ) {
+   hardware->virtualRouterCountIs( count );
+   helper->slots.erase( helper->slots.lower_bound( count ), helper->slots.end() );
+}
+
 void Product::reflectorStarts() {
    if( !reflector ) {
       reflector = Orlo::VrrpPrivateVlanReflectorLib::libSmFactory( status, vlanSets,

@@ -49,7 +49,8 @@ class Product {
    void vlanDel( const IntfId &intf, VlanId vlan ) {
       vlanSets->sviVlanSet( intf )->vlanIdDel( vlan );
    }
-   void indexCountIs( U32 count ) { hardware->virtualRouterCountIs( count ); }
+   void sizeIs( U32 count );
+   void slotIs( U32 at, const Pair &pair ) { helper->slots[at] = pair; }
    void reflectorStarts();
    void reflectorStops( bool keepKeys );
    void programmerStarts( bool adopts );
