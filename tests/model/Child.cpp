@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <exception>
 #include <system_error>
 
 #include <sys/resource.h>
@@ -13,6 +14,8 @@
 namespace ModelTests {
 
 namespace {
+
+constexpr int kThrown = 99;
 
 void need( bool works, const char *what ) {
    if( !works ) {
@@ -34,7 +37,12 @@ Child::Child( const std::function<int( int )> &work ) {
       const rlimit noCore{ 0, 0 };
       setrlimit( RLIMIT_CORE, &noCore );
       std::signal( SIGABRT, SIG_DFL );
-      _exit( work( ends[1] ) );
+      try {
+         _exit( work( ends[1] ) );
+      } catch( const std::exception &thrown ) { // two processes must not go on from here
+         std::fprintf( stderr, "thrown: %s\n", thrown.what() );
+      }
+      _exit( kThrown );
    }
    close( ends[1] );
    from_ = ends[0];

@@ -14,6 +14,7 @@ namespace ModelTests {
 class Child {
  public:
    /// `work` gets the descriptor; the child ends with what it returns as its exit status.
+   /// What it throws is its last words.
    explicit Child( const std::function<int( int )> &work );
    /// Waits for the end.
    ~Child();

@@ -170,7 +170,7 @@ Tally tryEverywhere( const char *what, const History &operations, U32 length ) {
 }
 
 U32 length() {
-   return fromEnvironment( "ORLO_HISTORY_LENGTH", kSanitized ? 2 : 4 );
+   return fromEnvironment( "ORLO_HISTORY_LENGTH", kSanitized ? 3 : 4 );
 }
 
 TEST( EveryHistory, OfAnythingThatCanBeDone ) {

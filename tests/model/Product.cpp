@@ -210,6 +210,35 @@ void compareNumbers( std::string &result, const char *what, U32 product, U32 mod
 
 } // namespace
 
+namespace {
+
+/// The same interfaces have MACs, the same MACs, and a reactor that writes for these.
+bool sameReflector( const Product &product, const Model &model ) {
+   if( !product.reflector || !model.reflecting ) {
+      return !product.reflector && !model.reflecting;
+   }
+   const auto &reflector = *product.reflector;
+   auto at = model.macsOf.begin();
+   for( const auto &entry : reflector.dmacsForIntfs() ) {
+      if( at == model.macsOf.end() || entry.key() != at->first ||
+          !sameEntries( entry.value()->ethAddrs(), *at->second ) ) {
+         return false;
+      }
+      ++at;
+   }
+   auto with = model.reactors.begin();
+   for( const auto &entry : reflector.vlanIntfSms() ) {
+      if( with == model.reactors.end() || entry.key() != with->first ||
+          !sameEntries( entry.value()->dmacList()->ethAddrs(), *with->second ) ) {
+         return false;
+      }
+      ++with;
+   }
+   return at == model.macsOf.end() && with == model.reactors.end();
+}
+
+} // namespace
+
 std::string difference( const Product &product, const Model &model ) {
    std::string result;
    if( product.helper->calls != model.calls ) {
@@ -230,6 +259,9 @@ std::string difference( const Product &product, const Model &model ) {
                    sm.freeVirtualRouterIndexMetadata().nextKey, model.free.nextKey );
    compareNumbers( result, "next position of the waiting pairs",
                    sm.macsNeedingVirtualRouterIndexMetadata().nextKey, model.waiting.nextKey );
+   if( !sameReflector( product, model ) ) {
+      result += "the reflector has other MACs or other reactors\n   ";
+   }
    if( sm.vrrpMacStatus().get() !=
        ( model.watched == Model::kNoTable ? nullptr : product.tables[model.watched].get() ) ) {
       result += "watches another table\n   ";

@@ -9,10 +9,22 @@
 #include <sstream>
 
 #include <unistd.h>
+#if defined( __SANITIZE_ADDRESS__ )
+#include <sanitizer/lsan_interface.h>
+#endif
 
 namespace ModelTests {
 
 namespace {
+
+/// Has this process lost anything? Known in a sanitized build alone.
+bool leaks() {
+#if defined( __SANITIZE_ADDRESS__ )
+   return __lsan_do_recoverable_leak_check() != 0;
+#else
+   return false;
+#endif
+}
 
 /// The pairs that left the table, for who asks whether those that stayed have kept their places.
 class Departures : public VirtualRouterMacTable::NotifieeConst {
@@ -180,12 +192,12 @@ Outcome tried( const Story &story ) {
            << outcome.differs;
       const std::string bytes = text.str();
       const ssize_t written = write( to, bytes.data(), bytes.size() );
-      return written == static_cast<ssize_t>( bytes.size() ) ? 0 : 1;
+      return written == static_cast<ssize_t>( bytes.size() ) && !leaks() ? 0 : 1;
    } );
    child.wait();
    Outcome outcome;
    if( !child.ended( 0 ) ) {
-      outcome.differs = "the process stopped, and should not: " + child.output();
+      outcome.differs = "the process stopped or lost something, and should not: " + child.output();
       return outcome;
    }
    std::istringstream in( child.output() );

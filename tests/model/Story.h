@@ -13,6 +13,7 @@ struct Step {
    What what = kPerform;
    Operation operation{ Operation::kPublish };
    Disturbance disturbance{ Moment::kTableEarly, 0, { Operation::kPublish } };
+   bool sameIntf = false, sameKey = false; ///< the disturbance is about what the operation is about
 };
 
 struct Story {
