@@ -11,7 +11,8 @@ help:
 	@echo "                       pairs appearing in the hardware table"
 	@echo "make run CONFIG=FILE   set up, build, and run the agent on your own configuration"
 	@echo "make test              set up, build, and run every test; ends with one line of totals"
-	@echo "make soak              the long runs: 100 kills under traffic, 100 fail-overs, a kill before each single write"
+	@echo "make soak              the long runs: every history of 5 operations, 100 kills under traffic, 100 fail-overs,"
+	@echo "                       a kill before each single write"
 	@echo "make bench             set up, build, and measure the product beside hand-written code (docs/performance.md)"
 	@echo "make bench-quick       the most important of it, in under a minute"
 	@echo "make bench-adds        set up, build, and measure how fast the hardware is programmed (docs/performance.md)"
@@ -37,6 +38,7 @@ test: build build-sanitize
 	@scripts/test release sanitize
 
 soak: build
+	@ORLO_HISTORY_LENGTH=5 ORLO_RANDOM_CASES=50000 build/release/tests/model/model_tests --gtest_brief=1
 	@ORLO_KILLS=100 ORLO_FAIL_OVERS=100 ORLO_KILL_STEP=1 ORLO_KERNEL_LIMIT=5400 tests/system/run undisturbed killed. failover
 
 BENCHES = bench_pipeline bench_memory bench_containers bench_framework
