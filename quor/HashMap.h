@@ -95,6 +95,8 @@ class HashMap {
       U32 mask = 0;
    };
    static constexpr U32 kMostBuckets = 1u << 31;
+   static constexpr U32 kFarApart = 1u << 17; // buckets that do not stay in a cache
+   static constexpr U32 kStepsAhead = 4;
 
    Entry &node( Link link ) const noexcept { return *nodes_->at( link ); }
    Bucket bucket( U32 naturalHash ) const noexcept { return naturalHash & mask_; }
@@ -103,8 +105,10 @@ class HashMap {
       const U32 differing = a ^ b;
       return ( b & differing & ( 0 - differing ) ) != 0;
    }
-   /// The bucket behind this one; 0 at the end.
-   Bucket following( Bucket bucket ) const noexcept;
+   /// The bucket so many steps (a power of 2) behind this one; 0 at the end.
+   Bucket ahead( Bucket bucket, U32 steps ) const noexcept;
+   /// A walk through a large map jumps about in memory: what it will reach is fetched meanwhile.
+   void prefetch( Bucket from ) const noexcept;
 
    Entry *lookup( const Key &key ) const noexcept;
    /// The link to (hash, key), or to what stands behind it.

@@ -217,11 +217,13 @@ auto HashMap<Key, Value>::iteratorFrom( const Key &key ) const -> Iterator {
    return Iterator( this, Ptr<Entry>::share( entry ), cursor );
 }
 
-/// Counting in reversed bits: the carry runs downwards from the highest one.
+/// Counting in reversed bits: the carry runs downwards from the highest one, or from the one that
+/// stands for so many steps.
 template <class Key, class Value>
-inline auto HashMap<Key, Value>::following( Bucket bucket ) const noexcept -> Bucket {
-   const U32 carry = std::bit_floor( ~bucket & mask_ );
-   return carry == 0 ? 0 : ( bucket & ( carry - 1 ) ) | carry;
+inline auto HashMap<Key, Value>::ahead( Bucket bucket, U32 steps ) const noexcept -> Bucket {
+   const U32 counted = mask_ / steps;
+   const U32 carry = std::bit_floor( ~bucket & counted );
+   return carry == 0 ? 0 : ( bucket & ~( counted & ~( carry - 1 ) ) ) | carry;
 }
 
 template <class Key, class Value>
@@ -232,7 +234,7 @@ inline auto HashMap<Key, Value>::first( Cursor &from ) const noexcept -> Entry *
 
 template <class Key, class Value>
 inline auto HashMap<Key, Value>::firstBehind( Cursor &cursor ) const noexcept -> Entry * {
-   while( ( cursor.bucket = following( cursor.bucket ) ) != 0 ) {
+   while( ( cursor.bucket = ahead( cursor.bucket, 1 ) ) != 0 ) {
       if( const Link link = buckets_[cursor.bucket] ) {
          return &node( link );
       }
@@ -254,7 +256,21 @@ template <class Key, class Value>
          next = node( next ).link_;
       }
    }
-   return next != 0 ? &node( next ) : firstBehind( cursor );
+   if( next != 0 ) {
+      return &node( next );
+   }
+   if( mask_ >= kFarApart ) {
+      prefetch( cursor.bucket );
+   }
+   return firstBehind( cursor );
+}
+
+template <class Key, class Value>
+void HashMap<Key, Value>::prefetch( Bucket from ) const noexcept {
+   __builtin_prefetch( &buckets_[ahead( from, 2 * kStepsAhead )] );
+   if( const Link link = buckets_[ahead( from, kStepsAhead )] ) {
+      __builtin_prefetch( &node( link ) );
+   }
 }
 
 } // namespace Quor
