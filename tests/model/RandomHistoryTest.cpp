@@ -89,40 +89,43 @@ bool isAboutInterface( const Operation &operation ) {
 
 /// Most surprises come from what is in work already.
 Step related( Step step ) {
-   Operation &nested = step.disturbance.operation;
-   if( step.sameIntf && isAboutInterface( step.operation ) && isAboutInterface( nested ) ) {
-      nested.intf = step.operation.intf;
-   }
-   if( step.sameKey ) {
-      nested.mac = step.operation.mac;
-      nested.vlan = step.operation.vlan;
+   for( Operation *const nested : { &step.disturbance.operation, &step.another.operation } ) {
+      if( step.sameIntf && isAboutInterface( step.operation ) && isAboutInterface( *nested ) ) {
+         nested->intf = step.operation.intf;
+      }
+      if( step.sameKey ) {
+         nested->mac = step.operation.mac;
+         nested->vlan = step.operation.vlan;
+      }
    }
    return step;
 }
 
+rc::Gen<Disturbance> disturbances() {
+   return rc::gen::build<Disturbance>(
+         rc::gen::set( &Disturbance::moment,
+                       rc::gen::element( Moment::kTableEarly, Moment::kTableLate,
+                                         Moment::kStatusEarly, Moment::kStatusLate,
+                                         Moment::kHelperAdd, Moment::kHelperDelete ) ),
+         rc::gen::set( &Disturbance::nth, rc::gen::inRange<U32>( 0, 3 ) ),
+         rc::gen::set( &Disturbance::operation, operations( kNested ) ) );
+}
+
 rc::Gen<Step> anyStep() {
    return rc::gen::map(
-         rc::gen::build<Step>(
-               rc::gen::set( &Step::what,
-                             rc::gen::weightedElement<Step::What>( { { 10, Step::kPerform },
-                                                                     { 10, Step::kDisturb },
-                                                                     { 1, Step::kWalkTable },
-                                                                     { 4, Step::kTableOn },
-                                                                     { 1, Step::kWalkIndexes },
-                                                                     { 4, Step::kIndexesOn } } ) ),
-               rc::gen::set( &Step::operation, operations( kAnything ) ),
-               rc::gen::set(
-                     &Step::disturbance,
-                     rc::gen::build<Disturbance>(
-                           rc::gen::set( &Disturbance::moment,
-                                         rc::gen::element( Moment::kTableEarly, Moment::kTableLate,
-                                                           Moment::kStatusEarly,
-                                                           Moment::kStatusLate, Moment::kHelperAdd,
-                                                           Moment::kHelperDelete ) ),
-                           rc::gen::set( &Disturbance::nth, rc::gen::inRange<U32>( 0, 3 ) ),
-                           rc::gen::set( &Disturbance::operation, operations( kNested ) ) ) ),
-               rc::gen::set( &Step::sameIntf, rc::gen::arbitrary<bool>() ),
-               rc::gen::set( &Step::sameKey, rc::gen::arbitrary<bool>() ) ),
+         rc::gen::build<Step>( rc::gen::set( &Step::what, rc::gen::weightedElement<Step::What>(
+                                                                { { 10, Step::kPerform },
+                                                                  { 6, Step::kDisturb },
+                                                                  { 6, Step::kDisturbTwice },
+                                                                  { 1, Step::kWalkTable },
+                                                                  { 4, Step::kTableOn },
+                                                                  { 1, Step::kWalkIndexes },
+                                                                  { 4, Step::kIndexesOn } } ) ),
+                               rc::gen::set( &Step::operation, operations( kAnything ) ),
+                               rc::gen::set( &Step::disturbance, disturbances() ),
+                               rc::gen::set( &Step::another, disturbances() ),
+                               rc::gen::set( &Step::sameIntf, rc::gen::arbitrary<bool>() ),
+                               rc::gen::set( &Step::sameKey, rc::gen::arbitrary<bool>() ) ),
          related );
 }
 

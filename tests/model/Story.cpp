@@ -6,6 +6,7 @@
 #include "tests/model/Walk.h"
 
 #include <algorithm>
+#include <array>
 #include <sstream>
 
 #include <unistd.h>
@@ -92,11 +93,15 @@ class Telling {
    }
 
  private:
+   using Traps = std::array<Trap, 2>;
+
    template <class System>
-   void happensTo( System &system, Trap &trap, Moment moment ) {
-      if( const Operation *const operation = trap.at( moment ) ) {
-         ++sprung_;
-         perform( system, story_.world, *operation );
+   void happensTo( System &system, Traps &traps, Moment moment ) {
+      for( Trap &trap : traps ) {
+         if( const Operation *const operation = trap.at( moment ) ) {
+            ++sprung_;
+            perform( system, story_.world, *operation );
+         }
       }
    }
 
@@ -106,9 +111,13 @@ class Telling {
       switch( step.what ) {
       case Step::kPerform:
          return operate( step );
+      case Step::kDisturbTwice:
+         ofModel_[1].arm( step.another );
+         ofProduct_[1].arm( step.another );
+         [[fallthrough]];
       case Step::kDisturb:
-         ofModel_.arm( step.disturbance );
-         ofProduct_.arm( step.disturbance );
+         ofModel_[0].arm( step.disturbance );
+         ofProduct_[0].arm( step.disturbance );
          return operate( step );
       case Step::kWalkTable:
          table_.begin( wanted, model_.tables[Model::kOutput].keys );
@@ -152,8 +161,10 @@ class Telling {
       }
       const U32 inModel = std::exchange( sprung_, 0 );
       perform( product_, story_.world, step.operation );
-      ofModel_.disarm();
-      ofProduct_.disarm();
+      for( const std::size_t i : { 0u, 1u } ) {
+         ofModel_[i].disarm();
+         ofProduct_[i].disarm();
+      }
       outcome_.disturbed += inModel;
       outcome_.differs = difference( product_, model_ );
       if( outcome_.differs.empty() && inModel != sprung_ ) {
@@ -170,7 +181,7 @@ class Telling {
    }
 
    const Story &story_;
-   Trap ofModel_, ofProduct_;
+   Traps ofModel_, ofProduct_;
    U32 sprung_ = 0;
    Model model_;
    Product product_;
@@ -217,9 +228,10 @@ std::string shown( const Story &story ) {
    U32 number = 0;
    for( const Step &step : story.steps ) {
       text += "\n   " + std::to_string( ++number ) + ". ";
-      if( step.what == Step::kPerform || step.what == Step::kDisturb ) {
+      if( step.what <= Step::kDisturbTwice ) {
          text += shown( story.world, step.operation );
-         text += step.what == Step::kDisturb ? " " + shown( story.world, step.disturbance ) : "";
+         text += step.what != Step::kPerform ? " " + shown( story.world, step.disturbance ) : "";
+         text += step.what == Step::kDisturbTwice ? " " + shown( story.world, step.another ) : "";
       } else {
          text += kWalks[step.what];
       }

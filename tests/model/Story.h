@@ -7,12 +7,13 @@
 
 namespace ModelTests {
 
-/// One step: an operation, with another one in the middle of it or without, or a walk's.
+/// One step: an operation, with others in the middle of it or without, or a walk's.
 struct Step {
-   enum What { kPerform, kDisturb, kWalkTable, kTableOn, kWalkIndexes, kIndexesOn };
+   enum What { kPerform, kDisturb, kDisturbTwice, kWalkTable, kTableOn, kWalkIndexes, kIndexesOn };
    What what = kPerform;
    Operation operation{ Operation::kPublish };
    Disturbance disturbance{ Moment::kTableEarly, 0, { Operation::kPublish } };
+   Disturbance another = disturbance;      ///< a second one, perhaps in the middle of the first
    bool sameIntf = false, sameKey = false; ///< the disturbance is about what the operation is about
 };
 
