@@ -1,11 +1,12 @@
 // Entries of queues that somebody holds when they have been removed: what they keep, and what takes
 // their positions meanwhile.
+#include "tests/unit/quor/Stubborn.h"
 #include "tests/unit/quor/Surprise.h"
+#include "tests/unit/quor/ThreadSafePointers.h"
 #include "tests/unit/quor/Twins.h"
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <thread>
 
 namespace Quor {
@@ -160,22 +161,6 @@ TEST( LinkQueueHeld, AValueThatGoesMayPutAnotherOneInItsPlace ) {
    EXPECT_EQ( owner->queue.pageCount(), 0u );
 }
 
-/// Cannot be copied as long as somebody forbids it.
-class Stubborn {
- public:
-   explicit Stubborn( U32 what ) : number( what ) {}
-   Stubborn( const Stubborn &other ) : number( other.number ) {
-      if( refuses ) {
-         throw std::runtime_error( "no" );
-      }
-   }
-   Stubborn &operator=( const Stubborn & ) = default;
-   bool operator==( const Stubborn & ) const = default;
-
-   static inline bool refuses = false;
-   U32 number;
-};
-
 class LinkQueueRefusal : public testing::Test {
  protected:
    ~LinkQueueRefusal() override { Stubborn::refuses = false; }
@@ -231,10 +216,7 @@ TEST_F( LinkQueueRefusal, WhereAHeldEntryStoodLeavesTheQueueAsItIs ) {
 }
 
 TEST( LinkQueueHeld, EntriesAreLetGoOfByOtherThreads ) {
-   struct ThreadSafePointers {
-      ThreadSafePointers() { enableThreadSafePointersIs( true ); }
-      ~ThreadSafePointers() { enableThreadSafePointersIs( false ); }
-   } const threadSafe;
+   const ThreadSafePointers on;
    constexpr U32 kCount = 20'000;
    const Ptr<Line> line = make<Line>();
    std::vector<Ptr<Entry>> here;

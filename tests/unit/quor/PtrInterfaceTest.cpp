@@ -1,5 +1,6 @@
 // Counted objects: how they come and go, on the heap and on the stack, on one thread and on two.
 #include "quor/PtrInterface.h"
+#include "tests/unit/quor/ThreadSafePointers.h"
 #include "tests/unit/support/DeathReport.h"
 
 #include <gtest/gtest.h>
@@ -214,15 +215,6 @@ TEST( PtrInterface, TheWholeAuditTellsWhatTheObjectFindsInItself ) {
    const Ptr<PtrInterface> object = make<Unsound>( lives );
    EXPECT_EQ( object->quorAuditErrors(), std::vector<String>{ "the lamp has no bulb" } );
 }
-
-/// Counts are atomic for a scope.
-class ThreadSafePointers {
- public:
-   ThreadSafePointers() { enableThreadSafePointersIs( true ); }
-   ~ThreadSafePointers() { enableThreadSafePointersIs( false ); }
-   ThreadSafePointers( const ThreadSafePointers & ) = delete;
-   ThreadSafePointers &operator=( const ThreadSafePointers & ) = delete;
-};
 
 /// Runs `work` on two threads again and again, until they have been seen at it at the same time
 /// often enough, or for a second at most.
