@@ -27,6 +27,7 @@ inline constexpr AttrId kZeroReferences = 5;
 /// A pass over one or two watchers allocates nothing.
 class Entity : public PtrInterface {
  public:
+   bool isWatched() const noexcept { return !notifiees_.empty(); }
    U32 notifieeCount() const noexcept { return static_cast<U32>( notifiees_.size() ); }
    /// Tells the watchers that the entity goes, takes back their bindings, destroys it.
    void zeroReferencesIs() override;

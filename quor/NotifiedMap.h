@@ -61,7 +61,7 @@ class NotifiedMap : public HashMap<Key, Value> {
    template <class Owner, class Told>
    void tell( void ( Owner::*notify )( Told ) const, const Entry &entry ) const {
       const Owner &owner = *static_cast<const Owner *>( this->owner() );
-      if( owner.notifieeCount() != 0 ) {
+      if( owner.isWatched() ) {
          ( owner.*notify )( entry.key() );
       }
    }

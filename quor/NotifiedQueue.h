@@ -45,7 +45,7 @@ class NotifiedQueue : public Queue {
    template <class Owner>
    void tell( void ( Owner::*notify )( U32 ) const, const Entry &entry ) const {
       const Owner &owner = *static_cast<const Owner *>( owner_ );
-      if( owner.notifieeCount() != 0 ) {
+      if( owner.isWatched() ) {
          ( owner.*notify )( entry.key() );
       }
    }
