@@ -58,12 +58,24 @@ void VrrpSm::freeVirtualRouterIndexDelAll() {
    freeVirtualRouterIndex_.delAll();
 }
 
+void VrrpSm::freeVirtualRouterIndexNotify( U32 key ) const {
+   notify<NotifieeConst, U32, &NotifieeConst::onFreeVirtualRouterIndex>( kFreeVirtualRouterIndex,
+                                                                         key );
+}
+
 VrrpSm::FreeVirtualRouterIndexMetadata VrrpSm::freeVirtualRouterIndexMetadata() const {
    return { freeVirtualRouterIndex_.nextKey(), freeVirtualRouterIndex_.count() };
 }
 
 void VrrpSm::freeVirtualRouterIndexMetadataIs( const FreeVirtualRouterIndexMetadata &metadata ) {
    freeVirtualRouterIndex_.nextKeyIs( metadata.nextKey );
+}
+
+// Indexes of pairs
+
+void VrrpSm::virtualRouterIndexNotify( const VlanAndMac &vrMac ) const {
+   notify<NotifieeConst, const VlanAndMac &, &NotifieeConst::onVirtualRouterIndex>(
+         kVirtualRouterIndex, vrMac );
 }
 
 // Pairs that wait
@@ -100,6 +112,11 @@ VrrpSm::macsNeedingVirtualRouterIndexDel( const MacsNeedingVirtualRouterIndexes:
 
 void VrrpSm::macsNeedingVirtualRouterIndexDelAll() {
    macsNeedingVirtualRouterIndex_.delAll();
+}
+
+void VrrpSm::macsNeedingVirtualRouterIndexNotify( U32 key ) const {
+   notify<NotifieeConst, U32, &NotifieeConst::onMacsNeedingVirtualRouterIndex>(
+         kMacsNeedingVirtualRouterIndex, key );
 }
 
 VrrpSm::MacsNeedingVirtualRouterIndexMetadata

@@ -94,7 +94,7 @@ class VrrpSm : public Quor::Entity {
    U32 freeVirtualRouterIndexDel( U32 key );
    U32 freeVirtualRouterIndexDel( const FreeVirtualRouterIndexes::Iterator &at );
    void freeVirtualRouterIndexDelAll();
-   void freeVirtualRouterIndexNotify( U32 key ) const;
+   [[gnu::cold]] void freeVirtualRouterIndexNotify( U32 key ) const;
    FreeVirtualRouterIndexMetadata freeVirtualRouterIndexMetadata() const;
    /// Sets the next position key; the count follows from the entries.
    void freeVirtualRouterIndexMetadataIs( const FreeVirtualRouterIndexMetadata &metadata );
@@ -118,7 +118,7 @@ class VrrpSm : public Quor::Entity {
       return virtualRouterIndex_.del( at );
    }
    void virtualRouterIndexDelAll() { virtualRouterIndex_.delAll(); }
-   void virtualRouterIndexNotify( const VlanAndMac &vrMac ) const;
+   [[gnu::cold]] void virtualRouterIndexNotify( const VlanAndMac &vrMac ) const;
 
    // The pairs that wait, oldest first. The same pair may stand there more than once. Reading or
    // removing what is not there gives the default pair.
@@ -135,7 +135,7 @@ class VrrpSm : public Quor::Entity {
    VlanAndMac
    macsNeedingVirtualRouterIndexDel( const MacsNeedingVirtualRouterIndexes::Iterator &at );
    void macsNeedingVirtualRouterIndexDelAll();
-   void macsNeedingVirtualRouterIndexNotify( U32 key ) const;
+   [[gnu::cold]] void macsNeedingVirtualRouterIndexNotify( U32 key ) const;
    MacsNeedingVirtualRouterIndexMetadata macsNeedingVirtualRouterIndexMetadata() const;
    void
    macsNeedingVirtualRouterIndexMetadataIs( const MacsNeedingVirtualRouterIndexMetadata &metadata );
@@ -206,21 +206,6 @@ class VrrpSm::NotifieeConst : public Quor::NotifieeConstOf<VrrpSm> {
 };
 
 class VrrpSm::Notifiee : public Quor::NotifieeOf<VrrpSm, NotifieeConst> {};
-
-inline void VrrpSm::freeVirtualRouterIndexNotify( U32 key ) const {
-   notify<NotifieeConst, U32, &NotifieeConst::onFreeVirtualRouterIndex>( kFreeVirtualRouterIndex,
-                                                                         key );
-}
-
-inline void VrrpSm::virtualRouterIndexNotify( const VlanAndMac &vrMac ) const {
-   notify<NotifieeConst, const VlanAndMac &, &NotifieeConst::onVirtualRouterIndex>(
-         kVirtualRouterIndex, vrMac );
-}
-
-inline void VrrpSm::macsNeedingVirtualRouterIndexNotify( U32 key ) const {
-   notify<NotifieeConst, U32, &NotifieeConst::onMacsNeedingVirtualRouterIndex>(
-         kMacsNeedingVirtualRouterIndex, key );
-}
 
 /// Makes a running programmer.
 Quor::Ptr<VrrpSm> VrrpSmIs( const Quor::Ptr<VrrpSm::VirtualRouterMacTable> &vrrpMacStatus,

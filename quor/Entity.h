@@ -27,6 +27,7 @@ inline constexpr AttrId kZeroReferences = 5;
 /// A pass over one or two watchers allocates nothing.
 class Entity : public PtrInterface {
  public:
+   bool isWatched() const noexcept { return !notifiees_.empty(); }
    U32 notifieeCount() const noexcept { return static_cast<U32>( notifiees_.size() ); }
    /// Tells the watchers that the entity goes, takes back their bindings, destroys it.
    void zeroReferencesIs() override;
@@ -75,6 +76,7 @@ class NotifieeHold {
    NotifieeHold( const NotifieeHold & ) = delete;
    NotifieeHold &operator=( const NotifieeHold & ) = delete;
 
+   NotifieeConst &notifiee() const noexcept { return notifiee_; }
    /// Nobody but the notifications that are under way holds it.
    bool isReleased() const noexcept { return notifiee_.isReleased(); }
 
@@ -121,14 +123,6 @@ template <class Call>
 template <class Call>
 void Entity::notifyAll( AttrId id, const Call &call, const void *key ) const {
    const Ptr<const Entity> self = ptrTo( *this );
-   if( notifiees_.size() == 1 ) {
-      NotifieeConst &only = *notifiees_.front();
-      const NotifieeHold hold( only );
-      if( !hold.isReleased() ) {
-         tell( only, id, call, key );
-      }
-      return;
-   }
    NotifieePass pass( notifiees_ );
    while( NotifieeConst *const notifiee = pass.next() ) {
       tell( *notifiee, id, call, key );
@@ -137,7 +131,13 @@ void Entity::notifyAll( AttrId id, const Call &call, const void *key ) const {
 
 template <class Call>
 inline void Entity::notifyEach( AttrId id, const Call &call, const void *key ) const {
-   if( !notifiees_.empty() ) {
+   if( notifiees_.size() == 1 ) {
+      const Ptr<const Entity> self = ptrTo( *this );
+      const NotifieeHold hold( *notifiees_.front() );
+      if( !hold.isReleased() ) {
+         tell( hold.notifiee(), id, call, key );
+      }
+   } else if( !notifiees_.empty() ) {
       notifyAll( id, call, key );
    }
 }

@@ -137,6 +137,7 @@ class LinkQueue {
    struct Cursor {}; // positions tell the order
    Entry *after( const Entry &entry, Cursor ) const noexcept { return from( entry.ordinal() + 1 ); }
    Ptr<Entry> add( Ordinal ordinal, const Value &value );
+   [[gnu::noinline]] Ptr<Entry> addAnywhere( Ordinal ordinal, const Value &value );
    Ptr<Entry> remove( Entry &entry ) noexcept;
    /// Lets go of a page aside of another one.
    void dropAside( Page &page, Page &empty ) noexcept;

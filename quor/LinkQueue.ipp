@@ -121,8 +121,23 @@ auto LinkQueue<Value, Link>::from( Ordinal ordinal ) const noexcept -> Entry * {
    return page ? first( *page ) : nullptr;
 }
 
+/// In the page where nearly everything is added, when that has room.
 template <class Value, class Link>
 auto LinkQueue<Value, Link>::add( Ordinal ordinal, const Value &value ) -> Ptr<Entry> {
+   const U32 place = placeOf( ordinal );
+   Page *const tail = pages_.tail();
+   if( !tail || tail->number != numberOf( ordinal ) || !tail->isFree( place ) ) {
+      return addAnywhere( ordinal, value );
+   }
+   Entry *const added = new( Entry::at( *tail, place ) ) Entry( place, value );
+   tail->use( place );
+   tail->occupied |= Page::bit( place );
+   ++count_;
+   return Ptr<Entry>::share( added ); // its first reference is the queue's
+}
+
+template <class Value, class Link>
+auto LinkQueue<Value, Link>::addAnywhere( Ordinal ordinal, const Value &value ) -> Ptr<Entry> {
    static_assert( alignof( Entry ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
    const U32 place = placeOf( ordinal );
    Page *const inOrder = pages_.find( numberOf( ordinal ) );
@@ -156,7 +171,7 @@ auto LinkQueue<Value, Link>::add( Ordinal ordinal, const Value &value ) -> Ptr<E
       inOrder->displaced |= Page::bit( place );
    }
    ++count_;
-   return Ptr<Entry>::share( added ); // its first reference is the queue's
+   return Ptr<Entry>::share( added );
 }
 
 template <class Value, class Link>

@@ -58,11 +58,14 @@ class NotifiedMap : public HashMap<Key, Value> {
    }
 
  private:
-   template <class Owner, class... Args>
-   void tell( void ( Owner::*notify )( Args... ) const, const Key &key ) const {
-      ( static_cast<const Owner *>( this->owner() )->*notify )( key );
+   template <class Owner, class Told>
+   void tell( void ( Owner::*notify )( Told ) const, const Entry &entry ) const {
+      const Owner &owner = *static_cast<const Owner *>( this->owner() );
+      if( owner.isWatched() ) {
+         ( owner.*notify )( entry.key() );
+      }
    }
-   void told( const Entry &entry ) const { tell( Notify, entry.key() ); }
+   void told( const Entry &entry ) const { tell( Notify, entry ); }
 
    Value removed( const Ptr<Entry> &entry ) const {
       if( !entry ) {

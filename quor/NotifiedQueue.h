@@ -42,13 +42,16 @@ class NotifiedQueue : public Queue {
 
  private:
    static Value valueOf( const Ptr<Entry> &entry ) { return entry ? entry->value() : Value{}; }
-   template <class Owner, class Key>
-   void tell( void ( Owner::*notify )( Key ) const, U32 key ) const {
-      ( static_cast<const Owner *>( owner_ )->*notify )( key );
+   template <class Owner>
+   void tell( void ( Owner::*notify )( U32 ) const, const Entry &entry ) const {
+      const Owner &owner = *static_cast<const Owner *>( owner_ );
+      if( owner.isWatched() ) {
+         ( owner.*notify )( entry.key() );
+      }
    }
    Value told( const Ptr<Entry> &entry ) const {
       if( entry ) {
-         tell( Notify, entry->key() );
+         tell( Notify, *entry );
       }
       return valueOf( entry );
    }

@@ -23,6 +23,10 @@
 
 namespace Quor {
 
+/// Not made where it is needed, or every step through a pointer would prepare it.
+inline constexpr AssertSite kNullFollowed{ "object_ != nullptr", __LINE__, "QuorPtr",
+                                           "T *Quor::Ptr<T>::operator->() const" };
+
 template <class T>
 class Ptr {
  public:
@@ -60,8 +64,7 @@ class Ptr {
 
    T *get() const noexcept { return object_; }
    T *operator->() const noexcept {
-      require( object_ != nullptr, { "object_ != nullptr", __LINE__, "QuorPtr",
-                                     "T *Quor::Ptr<T>::operator->() const" } );
+      require( object_ != nullptr, kNullFollowed );
       return object_;
    }
    T &operator*() const noexcept { return *operator->(); }
