@@ -300,16 +300,22 @@ TEST( HashMapHeld, AValueThatGoesMayGrowTheMapAndTakeOthersAlong ) {
    EXPECT_EQ( last, 199u );
 }
 
+/// It stands in the last bucket in every order.
+const Key kLast{ 0xFFFFFFFF, 5 };
+/// These stand in all buckets.
+Key spread( U32 number ) {
+   return { bitReverse( number ), number };
+}
+
 TEST( HashMapHeld, ClearTakesAlsoWhatIsAddedMeanwhile ) {
    const auto owner = make<Surprises>();
    int gone = 0;
-   owner->map.set( key( 5 ), make<Surprise>( [&] {
-                      for( U32 number = 0; number < 100; ++number ) { // before it and behind it
-                         owner->map.set( key( number ), make<Surprise>( [&gone] { ++gone; } ) );
+   owner->map.set( key( 1 ), nullptr );
+   owner->map.set( kLast, make<Surprise>( [&] {
+                      for( U32 number = 100; number < 200; ++number ) {
+                         owner->map.set( spread( number ), make<Surprise>( [&gone] { ++gone; } ) );
                       }
                    } ) );
-   owner->map.set( key( 6 ), make<Surprise>( [&] { owner->map.clear(); } ) );
-   owner->map.set( key( 7 ), make<Surprise>( [&] { owner->map.take( key( 1 ) ); } ) );
    owner->map.clear();
    EXPECT_EQ( owner->map.size(), 0u );
    EXPECT_TRUE( owner->map.begin() == owner->map.end() );
@@ -318,25 +324,41 @@ TEST( HashMapHeld, ClearTakesAlsoWhatIsAddedMeanwhile ) {
    EXPECT_EQ( owner->map.begin()->key(), key( 1 ) );
 }
 
+TEST( HashMapHeld, ClearMayBeCalledByAValueThatGoesAndOthersBeTakenMeanwhile ) {
+   const auto owner = make<Surprises>();
+   int gone = 0;
+   owner->map.set( key( 1 ), make<Surprise>( [&] {
+                      owner->map.take( key( 4000 ) );
+                      ++gone;
+                   } ) );
+   owner->map.set( key( 2000 ), make<Surprise>( [&] {
+                      owner->map.clear();
+                      ++gone;
+                   } ) );
+   owner->map.set( key( 4000 ), make<Surprise>( [&gone] { ++gone; } ) );
+   owner->map.set( kLast, make<Surprise>( [&gone] { ++gone; } ) );
+   owner->map.clear();
+   EXPECT_EQ( gone, 4 );
+   EXPECT_EQ( owner->map.size(), 0u );
+   EXPECT_TRUE( owner->map.begin() == owner->map.end() );
+}
+
 TEST( HashMapHeld, ValuesThatGoWithTheMapMayStillChangeIt ) {
    const std::size_t before = allocatedBytes();
    int gone = 0;
    {
       Ptr<Surprises> owner = make<Surprises>();
       auto &map = owner->map;
-      map.set( key( 5 ), make<Surprise>( [&] {
-                  map.take( key( 9 ) );
-                  for( U32 number = 0; number < 50; ++number ) {
-                     map.set( key( number ), make<Surprise>( [&gone] { ++gone; } ) );
+      map.set( key( 1 ), make<Surprise>( [&gone] { ++gone; } ) );
+      map.set( kLast, make<Surprise>( [&] {
+                  map.take( key( 1 ) );
+                  for( U32 number = 100; number < 200; ++number ) {
+                     map.set( spread( number ), make<Surprise>( [&gone] { ++gone; } ) );
                   }
-               } ) );
-      map.set( key( 9 ), make<Surprise>( [&] {
-                  ++gone;
-                  map.clear();
                } ) );
       owner = nullptr;
    }
-   EXPECT_EQ( gone, 51 );
+   EXPECT_EQ( gone, 101 );
    EXPECT_EQ( allocatedBytes(), before );
 }
 
