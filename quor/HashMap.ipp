@@ -137,8 +137,8 @@ inline auto HashMap<Key, Value>::remove( Link &link ) noexcept -> Ptr<Entry> {
 
 template <class Key, class Value>
 void HashMap<Key, Value>::clear() noexcept {
-   while( size_ != 0 ) { // again when a value that goes has added something
-      for( std::size_t i = 0; i < buckets_.size(); ++i ) {
+   while( size_ != 0 ) { // again when a value that goes has added something, which may grow it
+      for( std::size_t i = 0; i < buckets_.size(); ++i ) { // NOLINT(modernize-loop-convert)
          while( buckets_[i] != 0 ) {
             remove( buckets_[i] );
          }

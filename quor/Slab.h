@@ -14,10 +14,10 @@
 namespace Quor {
 
 /// Hands out places for Nodes and takes them back; a place has a 32-bit link, which is half a
-/// pointer. The memory comes in chunks: the first takes 7 nodes, each next one as many as there are
-/// already, up to 4,095. A place that was given back is the next one to be handed out; chunks are
-/// kept until the slab goes, which it does when its owner has dropped it and the last place has
-/// been given back.
+/// pointer. The memory comes in chunks: the first takes 7 nodes, each next one twice as many and
+/// one, up to 4,095. A place that was given back is the next one to be handed out; chunks are kept
+/// until the slab goes, which it does when its owner has dropped it and the last place has been
+/// given back.
 ///
 /// One thread takes places; with thread-safe pointers any thread may give them back.
 template <class Node>
@@ -112,7 +112,7 @@ class Slab {
       return *std::launder( reinterpret_cast<FreePlace *>( at( link ) ) );
    }
 
-   [[gnu::noinline]] void chunkNew() {
+   [[gnu::noinline]] void chunkNew() { // NOLINTNEXTLINE(bugprone-sizeof-expression): no array
       static_assert( sizeof( Node ) >= sizeof( Slab * ) && sizeof( Node ) >= sizeof( FreePlace ) );
       static_assert( alignof( Node ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
       const std::size_t number = chunks_.size();
