@@ -62,6 +62,15 @@ Pairs manyTimes( const Pairs &few, std::size_t count ) {
    return many;
 }
 
+std::string caseName( const char *line, const std::string &order, const std::string &size ) {
+   std::string name = line;
+   for( const std::string &part : { order, size } ) {
+      name += '/';
+      name += part;
+   }
+   return name;
+}
+
 } // namespace
 
 void registerLines() {
@@ -72,11 +81,11 @@ void registerLines() {
       const Pairs once = pairs( 4094, all, count );
       const Pairs often = manyTimes( pairs( 10, macs( 10, MacKind::sequential ) ), count );
       for( const std::string order : kOrders ) {
-         compare( "waiting/" + order + '/' + size, iterations, count == 10'000,
+         compare( caseName( "waiting", order, size ), iterations, count == 10'000,
                   [=, leave = inOrder( once, order )]<class Subject>() {
                      return leaving<Subject>( once, leave );
                   } );
-         compare( "duplicates/" + order + '/' + size, iterations, count == 10'000,
+         compare( caseName( "duplicates", order, size ), iterations, count == 10'000,
                   [=, leave = inOrder( often, order )]<class Subject>() {
                      return duplicatesLeaving<Subject>( often, leave );
                   } );
