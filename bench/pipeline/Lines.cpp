@@ -16,36 +16,17 @@ Pairs inOrder( Pairs pairs, const std::string &order ) {
    return pairs;
 }
 
-/// Phase: leave. Everybody waits, each once.
-template <class Subject>
-Round leaving( const Pairs &arriving, const Pairs &leaving ) {
+/// Phase: leave. Everybody waits by `join`, and goes by `leave`.
+template <class Subject, class Step>
+Round leaving( const Pairs &arriving, const Pairs &going, Step join, Step leave ) {
    Scene<Subject> scene( 0, 0 );
    scene->startProgrammer();
    for( const VlanAndMac &pair : arriving ) {
-      scene->want( pair );
+      ( ( *scene ).*join )( pair );
    }
-   scene.phase( "leave", leaving.size(), [&]( Subject &subject ) {
-      for( const VlanAndMac &pair : leaving ) {
-         subject.unwant( pair );
-      }
-   } );
-   if( scene->waiting() != 0 ) {
-      throw std::logic_error( "somebody waits still" );
-   }
-   return scene.round();
-}
-
-/// The same, of few pairs that stand in line very often.
-template <class Subject>
-Round duplicatesLeaving( const Pairs &arriving, const Pairs &leaving ) {
-   Scene<Subject> scene( 0, 0 );
-   scene->startProgrammer();
-   for( const VlanAndMac &pair : arriving ) {
-      scene->wait( pair );
-   }
-   scene.phase( "leave", leaving.size(), [&]( Subject &subject ) {
-      for( const VlanAndMac &pair : leaving ) {
-         subject.handle( pair );
+   scene.phase( "leave", going.size(), [&]( Subject &subject ) {
+      for( const VlanAndMac &pair : going ) {
+         ( subject.*leave )( pair );
       }
    } );
    if( scene->waiting() != 0 ) {
@@ -83,11 +64,11 @@ void registerLines() {
       for( const std::string order : kOrders ) {
          compare( caseName( "waiting", order, size ), iterations, count == 10'000,
                   [=, leave = inOrder( once, order )]<class Subject>() {
-                     return leaving<Subject>( once, leave );
+                     return leaving<Subject>( once, leave, &Subject::want, &Subject::unwant );
                   } );
          compare( caseName( "duplicates", order, size ), iterations, count == 10'000,
                   [=, leave = inOrder( often, order )]<class Subject>() {
-                     return duplicatesLeaving<Subject>( often, leave );
+                     return leaving<Subject>( often, leave, &Subject::wait, &Subject::handle );
                   } );
       }
    }

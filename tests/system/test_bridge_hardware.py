@@ -27,8 +27,8 @@ def bridge(switch, *lines):
     switch.run(need('bridge', 'iproute2'), '-batch', '-', text='\n'.join(lines) + '\n')
 
 
-class FdbTest(unittest.TestCase):
-    """What the agent writes, and what it does about what others write."""
+class OnBridge(unittest.TestCase):
+    """A switch with a bridge, and its FDB as the hardware."""
 
     needs_vlan_kernel = True
     maxDiff = None
@@ -39,6 +39,10 @@ class FdbTest(unittest.TestCase):
         self.switch = self.lab.switch('switch')
         self.hardware = BridgeHardware(self.switch, 'br0', 10)
         make_bridge(self.switch)
+
+
+class FdbTest(OnBridge):
+    """What the agent writes, and what it does about what others write."""
 
     def agent(self, indexes=8):
         return Agent(self.switch, indexes=indexes, interfaces=[SVI], hardware=self.hardware)

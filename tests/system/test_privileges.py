@@ -5,9 +5,9 @@ import unittest
 
 from agent import PROGRAM, Agent, appears
 from case import SystemTest
-from hardware import BridgeHardware, EbpfHardware
+from hardware import EbpfHardware
 from lab import Lab
-from test_bridge_hardware import SVI, make_bridge
+from test_bridge_hardware import SVI, OnBridge
 
 NET_ADMIN, BPF = 1 << 12, 1 << 39
 NOBODY = ('setpriv', '--reuid=65534', '--regid=65534', '--clear-groups')
@@ -116,16 +116,10 @@ class EbpfInAnotherKernelTest(EbpfTest):
     needs_vlan_kernel = True
 
 
-class BridgeTest(unittest.TestCase):
-
-    needs_vlan_kernel = True
+class BridgeTest(OnBridge):
 
     def setUp(self):
-        self.lab = Lab()
-        self.addCleanup(self.lab.close)
-        self.switch = self.lab.switch('switch')
-        self.hardware = BridgeHardware(self.switch, 'br0', 10)
-        make_bridge(self.switch)
+        super().setUp()
         self.switch.router(51, 'br0.10')
 
     def agent(self, *prefix):
