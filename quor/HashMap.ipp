@@ -27,7 +27,8 @@ Value HashMap<Key, Value>::Entry::exchange( const Value &value ) {
       this->bitIs( value );
       return former;
    } else {
-      return std::exchange( value_, value );
+      Value next = value; // a copy that is refused leaves the former value
+      return std::exchange( value_, std::move( next ) );
    }
 }
 
@@ -76,8 +77,7 @@ template <class Key, class Value>
 [[gnu::always_inline]] inline auto HashMap<Key, Value>::add( Link *at, U32 naturalHash,
                                                              const Key &key, const Value &value )
       -> Entry & {
-   if( size_ > mask_ || !nodes_ ) [[unlikely]] {
-      grow();
+   if( growForOneMore() ) [[unlikely]] {
       at = place( naturalHash, key );
    }
    const Link link = nodes_->take();

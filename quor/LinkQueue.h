@@ -90,9 +90,6 @@ class LinkQueue {
       const Ordinal ordinal = ordinalOf( key );
       return Iterator( this, Ptr<Entry>::share( from( ordinal ) ) );
    }
-   Iterator iteratorAt( const Entry &entry ) const {
-      return Iterator( this, Ptr<Entry>::share( at( entry.ordinal() ) ) );
-   }
    /// Calls `visit` for every entry from head to tail; it must not change the queue.
    template <class Visit>
    void forEach( const Visit &visit ) const;

@@ -43,7 +43,9 @@ auto LinkQueue<Value, Link>::set( U32 key, const Value &value ) -> Ptr<Entry> {
       return nullptr;
    }
    Ptr<Entry> held = ptrTo( *entry );
-   [[maybe_unused]] const Value former = std::exchange( entry->value_, value ); // see HashMap::set
+   Value next = value;                   // a copy that is refused leaves the former value
+   [[maybe_unused]] const Value former = // see HashMap::set
+         std::exchange( entry->value_, std::move( next ) );
    return held;
 }
 
