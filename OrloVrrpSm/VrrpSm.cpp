@@ -87,10 +87,10 @@ void VrrpSm::hasNotificationActiveIs( bool on ) {
    if( on == hasNotificationActive_ ) {
       return;
    }
-   hasNotificationActive_ = on;
    if( vrrpMacStatus_ ) {
       vrrpMacStatus_->hasNotificationActiveIs( on );
    }
+   hasNotificationActive_ = on; // last: what is refused can be asked for again
 }
 
 void VrrpSm::quorDoZombieReactors( bool on ) {
@@ -216,6 +216,7 @@ inline void VrrpSm::programNew( const VlanAndMac &vrMac ) {
       macsNeedingVirtualRouterIndex_.append( vrMac );
       return;
    }
+   virtualRouterIndex_.prepare(); // what is programmed can be written down
    const U32 index = freeVirtualRouterIndex_.next();
    if( VrrpTrace t{ Traced::kAdding } ) {
       t << " adding vrmac at index " << index;

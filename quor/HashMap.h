@@ -40,7 +40,7 @@ class HashMap {
    class Entry;
    using Iterator = PinnedIterator<HashMap>;
 
-   explicit HashMap( const PtrInterface *owner ) noexcept : owner_( owner ) {}
+   explicit HashMap( const PtrInterface *owner ) : owner_( owner ) {}
    HashMap( const HashMap & ) = delete;
    HashMap &operator=( const HashMap & ) = delete;
    ~HashMap() { clear(); }
@@ -64,6 +64,11 @@ class HashMap {
    Ptr<Entry> setNew( const Key &key, const Value &value );
    /// The same; NameInUseException when the key is present.
    Ptr<Entry> insert( const Key &key, const Value &value );
+   /// Asks for the memory that the next addition needs, so that it is not refused then.
+   void prepare() {
+      growForOneMore();
+      nodes_->prepare();
+   }
    /// Removes the entry of the key and gives it; null when the key is absent.
    Ptr<Entry> take( const Key &key );
    /// Removes the entry under the iterator, if it is still there.
@@ -122,6 +127,14 @@ class HashMap {
    Entry &add( Link *at, U32 naturalHash, const Key &key, const Value &value );
    Entry &newEntry( Link link, U32 naturalHash, const Key &key, const Value &value );
    Ptr<Entry> remove( Link &link ) noexcept;
+   /// True when places may have moved.
+   bool growForOneMore() {
+      const bool grows = size_ > mask_ || !nodes_;
+      if( grows ) [[unlikely]] {
+         grow();
+      }
+      return grows;
+   }
    [[gnu::noinline]] void grow();
    void split();
    /// The first entry of this bucket, or of the first one behind it that has any.

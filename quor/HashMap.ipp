@@ -78,8 +78,7 @@ template <class Key, class Value>
 [[gnu::always_inline]] inline auto HashMap<Key, Value>::add( Link *at, U32 naturalHash,
                                                              const Key &key, const Value &value )
       -> Entry & {
-   if( size_ > mask_ || !nodes_ ) [[unlikely]] {
-      grow();
+   if( growForOneMore() ) [[unlikely]] {
       at = place( naturalHash, key );
    }
    const Link link = nodes_->take();

@@ -37,6 +37,16 @@ class Slab {
                                        ( link % kMostPlaces ) * sizeof( Node ) );
    }
 
+   /// Asks for the memory of the next place, so that take() is not refused it.
+   void prepare() {
+      if( RefCount::isThreadSafe() ) [[unlikely]] {
+         const std::lock_guard lock( mutex_ );
+         prepareAlone();
+      } else {
+         prepareAlone();
+      }
+   }
+
    /// A place without a node.
    Link take() { return RefCount::isThreadSafe() ? takeLocked() : takeAlone(); }
 
@@ -88,14 +98,18 @@ class Slab {
       return giveAlone( place, link );
    }
 
+   void prepareAlone() {
+      if( free_ == 0 && fresh_ == freshEnd_ ) [[unlikely]] {
+         chunkNew();
+      }
+   }
+
    Link takeAlone() {
+      prepareAlone();
       Link taken = free_;
       if( taken != 0 ) {
          free_ = freePlace( taken ).next;
       } else {
-         if( fresh_ == freshEnd_ ) [[unlikely]] {
-            chunkNew();
-         }
          taken = fresh_++;
       }
       ++inUse_;
