@@ -19,8 +19,6 @@
 #include "quor/Slab.h"
 #include "quor/Strep.h"
 
-#include <bit>
-
 namespace Quor {
 
 /// Is the hash of a key kept beside it? Where computing it costs more than reading it.
@@ -77,6 +75,8 @@ class HashMap {
    Ptr<Entry> take( const Iterator &at );
    /// Removes all entries at once.
    void clear() noexcept;
+   /// Takes the buckets that so many entries will have anyway, at once and before they come.
+   void reserve( U32 entries );
 
    /// Costs the same however much has been removed from the front.
    Iterator begin() const;
@@ -110,6 +110,8 @@ class HashMap {
       const U32 differing = a ^ b;
       return ( b & differing & ( 0 - differing ) ) != 0;
    }
+   /// The next bucket of 0 to `mask`; 0 at the end.
+   static Bucket behind( Bucket bucket, U32 mask ) noexcept;
    /// The bucket so many steps (a power of 2) behind this one; 0 at the end.
    Bucket ahead( Bucket bucket, U32 steps ) const noexcept;
    /// A walk through a large map jumps about in memory: what it will reach is fetched meanwhile.
@@ -134,6 +136,7 @@ class HashMap {
       return grows;
    }
    [[gnu::noinline]] void grow();
+   void split();
    /// The first entry of this bucket, or of the first one behind it that has any.
    Entry *first( Cursor &from ) const noexcept;
    Entry *firstBehind( Cursor &cursor ) const noexcept;
