@@ -32,11 +32,6 @@ class ClientsTest(SystemTest):
         Keepalived(self.right, Instance(251, priority=200))
         agent.expect(disappears(251, self.vlans(options)))
 
-    def memory(self, agent):
-        """What the agent has in memory, in kB."""
-        with open(f'/proc/{agent.process.pid}/status', encoding='ascii') as status:
-            return next(int(line.split()[1]) for line in status if line.startswith('VmRSS'))
-
     def refused(self, client):
         """The error that a client is told."""
         line = client.line()
@@ -54,7 +49,7 @@ class ClientsTest(SystemTest):
         agent = self.start()
         ctl = self.ctl(agent)
         ctl.text('show')
-        memory = self.memory(agent)
+        memory = agent.memory()
         chance = random.Random(1)
         lines = [b'', b'{', b'[]', b'null', b'7', b'\0' * 100, b'\xff\xfe', b'GET / HTTP/1.1', b'[' * 20000,
                  b'{"schema":1}', b'{"schema":2,"id":1,"command":"show"}', b'{"schema":1,"id":1,"command":7}',
@@ -74,7 +69,7 @@ class ClientsTest(SystemTest):
         self.fail_over(agent)
 
         self.assertEqual(0, ctl.json('show')['macs'])
-        self.assertLess(self.memory(agent), memory + FEW_MEGABYTES)
+        self.assertLess(agent.memory(), memory + FEW_MEGABYTES)
 
     def test_half_requests(self):
         agent = self.start()
@@ -93,7 +88,7 @@ class ClientsTest(SystemTest):
         agent = self.start()
         ctl = self.ctl(agent)
         ctl.text('show')
-        memory = self.memory(agent)
+        memory = agent.memory()
         clients = [self.client(agent) for _ in range(3)]
 
         for client in clients:
@@ -103,7 +98,7 @@ class ClientsTest(SystemTest):
         for client in clients:
             wait_until(lambda: client.line() is None, 'the agent has closed the connection')
         self.assertEqual(0, ctl.json('show')['macs'])
-        self.assertLess(self.memory(agent), memory + FEW_MEGABYTES)
+        self.assertLess(agent.memory(), memory + FEW_MEGABYTES)
 
     def many(self):
         """An agent with two thousand pairs, beside those of the real daemon."""
@@ -122,7 +117,7 @@ class ClientsTest(SystemTest):
         agent, options = self.many()
         ctl = self.ctl(agent)
         self.assertEqual(2010, ctl.json('show', 'pairs')['total'])
-        memory = self.memory(agent)
+        memory = agent.memory()
         request = json.dumps({'schema': 1, 'id': 1, 'command': 'show pairs'}).encode() + b'\n'
         deaf = [Client(agent.socket, timeout=0.2) for _ in range(4)]
         for client in deaf:
@@ -132,14 +127,14 @@ class ClientsTest(SystemTest):
         self.fail_over(agent, **options)
 
         self.assertEqual(2000, ctl.json('show', 'pairs')['total'])
-        self.assertLess(self.memory(agent), memory + FEW_MEGABYTES)
+        self.assertLess(agent.memory(), memory + FEW_MEGABYTES)
         for client in deaf:
             client.close()
         self.assertEqual(2000, len(ctl.json('list', 'vrrpSm/virtualRouterIndex')['members']))
 
     def test_a_watcher_that_reads_too_late_is_told_what_it_has_lost(self):
         agent, _ = self.many()
-        ctl, memory = self.ctl(agent), self.memory(agent)
+        ctl, memory = self.ctl(agent), agent.memory()
         client = self.client(agent)
         client.request('watch')
         self.assertEqual({'following': True}, client.line()['result'])
@@ -150,7 +145,7 @@ class ClientsTest(SystemTest):
             agent.take(201)
             ctl.text('remove', vlan)
             agent.take(201)
-        self.assertLess(self.memory(agent), memory + FEW_MEGABYTES)
+        self.assertLess(agent.memory(), memory + FEW_MEGABYTES)
 
         # It reads what was kept for it, and with the next change it is told what was not.
         client.socket.settimeout(0.2)
