@@ -1,17 +1,18 @@
 """Clients of the control socket that misbehave, while a real fail-over is to be programmed."""
 
 import json
+import os
 import random
 import signal
 
 from agent import appears, disappears, programmed, removed
 from case import SystemTest
 from daemons import Instance, Keepalived, mac
-from lab import wait_until
-from orloctl import Client
+from lab import PYTHON, wait_until
+from orloctl import CTL, Client
 
 FEW_MEGABYTES = 6 * 1024  # in kB
-MOST_CLIENTS = 64
+MOST_CLIENTS, RESERVED = 64, 8
 
 
 class ClientsTest(SystemTest):
@@ -205,6 +206,36 @@ class ClientsTest(SystemTest):
         for client in clients:
             client.close()
         wait_until(lambda: ctl.run('show')[0] == 0, 'there is room again')
+
+    def test_members_of_the_group_who_only_watch_do_not_keep_root_out(self):
+        agent = self.start(control={'group': '65534'})
+        held = self.crowd_of_nobody(agent)
+
+        self.assertEqual(MOST_CLIENTS - RESERVED, held)
+        self.assertEqual(1, self.ctl(agent).json('show')['macs'])
+        status, said = self.as_nobody(CTL, '--socket', agent.socket, 'show')
+        self.assertEqual(3, status, said)
+        self.assertIn('clients already', said)
+        self.fail_over(agent)
+
+    def crowd_of_nobody(self, agent):
+        """Somebody of the group watches with every connection that he is given; returns how many those are."""
+        code = ('import socket, sys, time\n'
+                'held = []\n'
+                'while True:\n'
+                '    one = socket.socket(socket.AF_UNIX)\n'
+                '    one.connect(sys.argv[1])\n'
+                '    one.sendall(b\'{"schema":1,"id":1,"command":"watch"}\\n\')\n'
+                '    if b"following" not in one.recv(4096): break\n'
+                '    held.append(one)\n'
+                'print(len(held), flush=True)\n'
+                'time.sleep(1000)\n')
+        os.chmod(self.lab.directory, 0o755)
+        os.chmod(self.left.directory, 0o755)
+        crowd = self.left.start('/usr/bin/setpriv', '--reuid=65534', '--regid=65534', '--clear-groups', PYTHON, '-c',
+                                code, agent.socket)
+        position = crowd.wait_line(str.isdigit, 'how many it holds', 20.0)
+        return int(crowd.lines()[position])
 
     def test_watchers_that_are_killed(self):
         agent = self.start()
