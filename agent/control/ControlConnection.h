@@ -35,6 +35,8 @@ class ControlConnection {
    ControlConnection( const ControlConnection & ) = delete;
    ControlConnection &operator=( const ControlConnection & ) = delete;
 
+   const Peer &peer() const noexcept { return peer_; }
+
    /// An error line that stands for no request.
    static std::string errorLine( Protocol::ErrorKind kind, std::string_view message );
 

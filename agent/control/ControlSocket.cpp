@@ -66,13 +66,13 @@ std::optional<gid_t> groupNamed( const std::string &name ) {
 
 } // namespace
 
-ControlSocket::ControlSocket( const std::string &path, const std::string &group )
+ControlSocket::ControlSocket( const std::string &path, const std::string &group, Group need )
       : path_( path ), group_( groupNamed( group ) ) {
    addressOf( path_ ); // is it one?
    makeFolder();
    makeWay();
    try {
-      bindAndListen();
+      bindAndListen( need );
    } catch( ... ) {
       if( isBound_ ) {
          ::unlink( path_.c_str() );
@@ -82,10 +82,15 @@ ControlSocket::ControlSocket( const std::string &path, const std::string &group 
 }
 
 ControlSocket::~ControlSocket() {
-   struct stat there {};
-   if( lstat( path_.c_str(), &there ) == 0 && there.st_dev == device_ && there.st_ino == inode_ ) {
+   if( isThere() ) {
       ::unlink( path_.c_str() );
    }
+}
+
+bool ControlSocket::isThere() const noexcept {
+   struct stat there {};
+   return isBound_ && lstat( path_.c_str(), &there ) == 0 && there.st_dev == device_ &&
+          there.st_ino == inode_;
 }
 
 FileDescriptor ControlSocket::take() noexcept {
@@ -142,7 +147,7 @@ void ControlSocket::makeWay() const {
    }
 }
 
-void ControlSocket::bindAndListen() {
+void ControlSocket::bindAndListen( Group need ) {
    socket_ = newSocket();
    if( socket_.get() < 0 ) {
       fail( "make", errno );
@@ -154,7 +159,10 @@ void ControlSocket::bindAndListen() {
    isBound_ = true;
    // Nobody can connect before it listens, so nobody slips in with the wrong permissions.
    if( group_ && ::lchown( path_.c_str(), static_cast<uid_t>( -1 ), *group_ ) < 0 ) {
-      fail( "set the group of", errno );
+      if( errno != EPERM || need == Group::needed ) {
+         fail( "set the group of", errno );
+      }
+      isGroupsOwn_ = false;
    }
    if( ::chmod( path_.c_str(), 0660 ) < 0 ) {
       fail( "set the mode of", errno );

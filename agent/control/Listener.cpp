@@ -1,6 +1,7 @@
 #include "agent/control/Listener.h"
 
 #include <cerrno>
+#include <cstring>
 #include <exception>
 #include <sys/socket.h>
 #include <utility>
@@ -14,9 +15,9 @@ constexpr int kConnectionsOfTurn = 16;
 } // namespace
 
 Listener::Listener( EventLoop &loop, FileDescriptor listening, std::chrono::microseconds pause,
-                    Accepted accepted )
+                    Accepted accepted, Notice notice )
       : loop_( loop ), socket_( std::move( listening ) ), pause_( pause ),
-        accepted_( std::move( accepted ) ) {
+        accepted_( std::move( accepted ) ), notice_( std::move( notice ) ) {
    // The loop's first timer takes a descriptor. It is needed when there are none.
    subscription_ = loop_.after( pause_, [] {} );
    listen();
@@ -37,23 +38,39 @@ void Listener::onReadable() {
             continue;
          }
          if( errno != EAGAIN && errno != EWOULDBLOCK ) {
-            pause();
+            pause( std::strerror( errno ) );
+         } else if( isShort_ ) {
+            isShort_ = false;
+            tell( "clients are accepted again" );
          }
          return;
       }
       try {
          accepted_( std::move( connection ) );
-      } catch( const std::exception & ) {
-         pause(); // whatever is short now will be so for the next connection, too
+      } catch( const std::exception &error ) {
+         pause( error.what() ); // whatever is short now will be so for the next connection, too
          return;
       }
    }
 }
 
-void Listener::pause() {
+void Listener::pause( const std::string &reason ) {
    isPaused_ = true;
+   if( !isShort_ ) {
+      isShort_ = true;
+      tell( "cannot accept another client: " + reason + "; it is tried again and again" );
+   }
    subscription_ = EventLoop::Subscription();
    subscription_ = loop_.after( pause_, [this] { listen(); } );
+}
+
+void Listener::tell( const std::string &what ) const noexcept {
+   try {
+      if( notice_ ) {
+         notice_( what );
+      }
+   } catch( ... ) { // only the telling failed
+   }
 }
 
 } // namespace OrloAgent

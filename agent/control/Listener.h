@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <functional>
+#include <string>
 
 namespace OrloAgent {
 
@@ -15,24 +16,29 @@ namespace OrloAgent {
 class Listener {
  public:
    using Accepted = std::function<void( FileDescriptor connection )>;
+   /// Hears, once, that nobody else can be accepted for now, and why; and once that it goes on.
+   using Notice = std::function<void( const std::string & )>;
 
    /// `listening` is non-blocking and listens already. What `accepted` throws costs that one
    /// connection only. Throws std::system_error. `loop` must outlive the listener.
    Listener( EventLoop &loop, FileDescriptor listening, std::chrono::microseconds pause,
-             Accepted accepted );
+             Accepted accepted, Notice notice = {} );
 
    bool isPaused() const noexcept { return isPaused_; }
 
  private:
    void listen();
    void onReadable();
-   void pause();
+   void pause( const std::string &reason );
+   void tell( const std::string &what ) const noexcept;
 
    EventLoop &loop_;
    FileDescriptor socket_;
    std::chrono::microseconds pause_;
    Accepted accepted_;
+   Notice notice_;
    bool isPaused_ = false;
+   bool isShort_ = false; // of something, since it was told; until nobody waits any more
    EventLoop::Subscription subscription_; // for connections, or for the end of the pause
 };
 

@@ -35,6 +35,9 @@ struct Protocol {
    /// What the agent holds for a client that does not read; no line is longer.
    static constexpr std::size_t mostOutput = std::size_t{ 256 } * 1024;
    static constexpr std::size_t mostClients = 64;
+   /// Of these, only for root and the agent's own user: whatever the group's members do, these two
+   /// get in.
+   static constexpr std::size_t reservedClients = 8;
    /// For a request to come as a whole, counted from the end of the answer before; and for some of
    /// an answer to be taken. Who follows may be silent for ever. After it an error is sent, and the
    /// connection is closed.

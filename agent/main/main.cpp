@@ -92,7 +92,9 @@ class Process {
    void serve( const ControlConfiguration &control ) {
       try {
          server_.emplace( loop_, control_,
-                          ControlServer::Settings{ .path = control.path, .group = control.group } );
+                          ControlServer::Settings{ .path = control.path,
+                                                   .group = control.group,
+                                                   .notice = &complain } );
       } catch( const std::exception &error ) {
          complain( std::string( error.what() ) + "; orloctl cannot reach this agent" );
       }

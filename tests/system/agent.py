@@ -133,6 +133,8 @@ class Pool:
 class Agent:
     """An agent on a switch. Each expect() accounts for every change since the one before."""
 
+    patience = 5.0  # seconds until it is ready
+
     def __init__(self, switch, indexes=8, interfaces=(SVI10,), on_line=None, control=None, prefix=(), hardware=None):
         if not os.access(PROGRAM, os.X_OK):
             raise LabError(f'there is no {PROGRAM}: build it first, or set ORLO_AGENT')
@@ -159,7 +161,8 @@ class Agent:
         self.ended = False
         self._seen = 0
         self._pool, self._judged = Pool(self.indexes), 0
-        position = self.process.wait_line(lambda line: line.startswith('ready'), 'that it is ready')
+        position = self.process.wait_line(lambda line: line.startswith('ready'), 'that it is ready',
+                                          self.patience)
         found = READY.match(self.process.lines()[position])
         assert found, f'not what was agreed on: {self.process.lines()[position]}'
         self.ready = dict(zip(('indexes', 'adopted', 'programmed', 'waiting'), map(int, found.groups())))
@@ -180,14 +183,26 @@ class Agent:
         """Like take(), of a reload to another number of indexes. The pool is filled anew by that: what was held stays,
         the others are free in ascending order, and the line is made again. So these changes are all the caller's."""
         came = self._next(count, timeout, settle)
-        self._judged = len(self.changes())
-        rows = self._read_table(self._ask_for_table()).rows
+        self.begin_anew()
+        return came
+
+    def begin_anew(self):
+        """What it has said so far counts no more: the table says what is held and who waits, and in which order the
+        free indexes are handed out next is what a reload to another number of them makes it."""
+        begin = self._ask_for_table()
+        rows = self._read_table(begin).rows
+        header = next(n for n, line in enumerate(self.process.lines()) if n >= begin and line.startswith('VLAN  MAC'))
+        self._judged = len([line for line in self.process.lines()[:header] if parse(line)])
         self._pool = Pool(self.indexes)
         self._pool.held = {(row.vlan, row.mac): row.place for row in rows if isinstance(row.place, int)}
         self._pool.free = collections.deque(n for n in range(self.indexes) if n not in self._pool.held.values())
         waiting = {int(row.place.split()[1]): (row.vlan, row.mac) for row in rows if isinstance(row.place, str)}
         self._pool.line = [waiting[place] for place in sorted(waiting)]
-        return came
+
+    def free_are(self, indexes):
+        """The order in which free indexes are handed out, from somebody who has asked the agent."""
+        assert set(indexes) == set(self._pool.free), (indexes, self._pool.free)
+        self._pool.free = collections.deque(indexes)
 
     def _next(self, count, timeout, settle):
         deadline = time.monotonic() + timeout
@@ -291,6 +306,14 @@ class Agent:
     def kill(self):
         self.ended = True
         self.process.stop(signal.SIGKILL)
+
+    def memory(self, name='VmRSS'):
+        """What it has in memory, in kB; VmHWM: the most that it ever had."""
+        with open(f'/proc/{self.process.pid}/status', encoding='ascii') as status:
+            return next(int(line.split()[1]) for line in status if line.startswith(name))
+
+    def descriptors(self):
+        return len(os.listdir(f'/proc/{self.process.pid}/fd'))
 
     def hardware(self):
         """What is in the file of the hardware, byte for byte."""

@@ -80,6 +80,13 @@ class Keepalived:
                 for path in (self._parent, self._child) if os.path.exists(path)]
         return list(map(int, pids)) if len(pids) == 2 and all(pids) else None
 
+    def wait_running(self):
+        """Waits until its child runs, again."""
+        def runs():
+            pids = self._pids()
+            return pids and all(os.path.exists(f'/proc/{pid}') for pid in pids)
+        wait_until(runs, 'keepalived runs', 10.0, self.process.report)
+
     def reload(self):
         os.kill(self.process.pid, signal.SIGHUP)
 

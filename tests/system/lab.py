@@ -353,10 +353,10 @@ class Lab:
         self.join(one, two, svi)
         return one, two
 
-    def join(self, one, two, svi):
+    def join(self, one, two, svi, index=1001):
         # The kernel reports the carrier of a veth at once only when its two ends differ in their index: otherwise the
         # bridge leaves the port closed for up to a second.
-        one.ip(f'link add link-{svi} index 1001 type veth peer name link-{svi} index 1002 netns {two.pid}')
+        one.ip(f'link add link-{svi} index {index} type veth peer name link-{svi} index {index + 1} netns {two.pid}')
         for switch in (one, two):
             switch.ip(f'link set link-{svi} master {svi} up')
         for switch in (one, two):

@@ -1,17 +1,18 @@
 """Clients of the control socket that misbehave, while a real fail-over is to be programmed."""
 
 import json
+import os
 import random
 import signal
 
 from agent import appears, disappears, programmed, removed
 from case import SystemTest
 from daemons import Instance, Keepalived, mac
-from lab import wait_until
-from orloctl import Client
+from lab import PYTHON, wait_until
+from orloctl import CTL, Client
 
 FEW_MEGABYTES = 6 * 1024  # in kB
-MOST_CLIENTS = 64
+MOST_CLIENTS, RESERVED = 64, 8
 
 
 class ClientsTest(SystemTest):
@@ -32,11 +33,6 @@ class ClientsTest(SystemTest):
         Keepalived(self.right, Instance(251, priority=200))
         agent.expect(disappears(251, self.vlans(options)))
 
-    def memory(self, agent):
-        """What the agent has in memory, in kB."""
-        with open(f'/proc/{agent.process.pid}/status', encoding='ascii') as status:
-            return next(int(line.split()[1]) for line in status if line.startswith('VmRSS'))
-
     def refused(self, client):
         """The error that a client is told."""
         line = client.line()
@@ -54,7 +50,7 @@ class ClientsTest(SystemTest):
         agent = self.start()
         ctl = self.ctl(agent)
         ctl.text('show')
-        memory = self.memory(agent)
+        memory = agent.memory()
         chance = random.Random(1)
         lines = [b'', b'{', b'[]', b'null', b'7', b'\0' * 100, b'\xff\xfe', b'GET / HTTP/1.1', b'[' * 20000,
                  b'{"schema":1}', b'{"schema":2,"id":1,"command":"show"}', b'{"schema":1,"id":1,"command":7}',
@@ -74,7 +70,7 @@ class ClientsTest(SystemTest):
         self.fail_over(agent)
 
         self.assertEqual(0, ctl.json('show')['macs'])
-        self.assertLess(self.memory(agent), memory + FEW_MEGABYTES)
+        self.assertLess(agent.memory(), memory + FEW_MEGABYTES)
 
     def test_half_requests(self):
         agent = self.start()
@@ -93,7 +89,7 @@ class ClientsTest(SystemTest):
         agent = self.start()
         ctl = self.ctl(agent)
         ctl.text('show')
-        memory = self.memory(agent)
+        memory = agent.memory()
         clients = [self.client(agent) for _ in range(3)]
 
         for client in clients:
@@ -103,7 +99,7 @@ class ClientsTest(SystemTest):
         for client in clients:
             wait_until(lambda: client.line() is None, 'the agent has closed the connection')
         self.assertEqual(0, ctl.json('show')['macs'])
-        self.assertLess(self.memory(agent), memory + FEW_MEGABYTES)
+        self.assertLess(agent.memory(), memory + FEW_MEGABYTES)
 
     def many(self):
         """An agent with two thousand pairs, beside those of the real daemon."""
@@ -122,7 +118,7 @@ class ClientsTest(SystemTest):
         agent, options = self.many()
         ctl = self.ctl(agent)
         self.assertEqual(2010, ctl.json('show', 'pairs')['total'])
-        memory = self.memory(agent)
+        memory = agent.memory()
         request = json.dumps({'schema': 1, 'id': 1, 'command': 'show pairs'}).encode() + b'\n'
         deaf = [Client(agent.socket, timeout=0.2) for _ in range(4)]
         for client in deaf:
@@ -132,14 +128,14 @@ class ClientsTest(SystemTest):
         self.fail_over(agent, **options)
 
         self.assertEqual(2000, ctl.json('show', 'pairs')['total'])
-        self.assertLess(self.memory(agent), memory + FEW_MEGABYTES)
+        self.assertLess(agent.memory(), memory + FEW_MEGABYTES)
         for client in deaf:
             client.close()
         self.assertEqual(2000, len(ctl.json('list', 'vrrpSm/virtualRouterIndex')['members']))
 
     def test_a_watcher_that_reads_too_late_is_told_what_it_has_lost(self):
         agent, _ = self.many()
-        ctl, memory = self.ctl(agent), self.memory(agent)
+        ctl, memory = self.ctl(agent), agent.memory()
         client = self.client(agent)
         client.request('watch')
         self.assertEqual({'following': True}, client.line()['result'])
@@ -150,7 +146,7 @@ class ClientsTest(SystemTest):
             agent.take(201)
             ctl.text('remove', vlan)
             agent.take(201)
-        self.assertLess(self.memory(agent), memory + FEW_MEGABYTES)
+        self.assertLess(agent.memory(), memory + FEW_MEGABYTES)
 
         # It reads what was kept for it, and with the next change it is told what was not.
         client.socket.settimeout(0.2)
@@ -210,6 +206,36 @@ class ClientsTest(SystemTest):
         for client in clients:
             client.close()
         wait_until(lambda: ctl.run('show')[0] == 0, 'there is room again')
+
+    def test_members_of_the_group_who_only_watch_do_not_keep_root_out(self):
+        agent = self.start(control={'group': '65534'})
+        held = self.crowd_of_nobody(agent)
+
+        self.assertEqual(MOST_CLIENTS - RESERVED, held)
+        self.assertEqual(1, self.ctl(agent).json('show')['macs'])
+        status, said = self.as_nobody(CTL, '--socket', agent.socket, 'show')
+        self.assertEqual(3, status, said)
+        self.assertIn('clients already', said)
+        self.fail_over(agent)
+
+    def crowd_of_nobody(self, agent):
+        """Somebody of the group watches with every connection that he is given; returns how many those are."""
+        code = ('import socket, sys, time\n'
+                'held = []\n'
+                'while True:\n'
+                '    one = socket.socket(socket.AF_UNIX)\n'
+                '    one.connect(sys.argv[1])\n'
+                '    one.sendall(b\'{"schema":1,"id":1,"command":"watch"}\\n\')\n'
+                '    if b"following" not in one.recv(4096): break\n'
+                '    held.append(one)\n'
+                'print(len(held), flush=True)\n'
+                'time.sleep(1000)\n')
+        os.chmod(self.lab.directory, 0o755)
+        os.chmod(self.left.directory, 0o755)
+        crowd = self.left.start('/usr/bin/setpriv', '--reuid=65534', '--regid=65534', '--clear-groups', PYTHON, '-c',
+                                code, agent.socket)
+        position = crowd.wait_line(str.isdigit, 'how many it holds', 20.0)
+        return int(crowd.lines()[position])
 
     def test_watchers_that_are_killed(self):
         agent = self.start()

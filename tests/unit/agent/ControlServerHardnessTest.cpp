@@ -1,9 +1,20 @@
 // Clients that make mistakes, do not read, vanish, or mean harm.
 #include "tests/unit/agent/FakeControlHandler.h"
 
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <list>
+#include <mutex>
 #include <optional>
 #include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <unistd.h>
 
 namespace OrloAgent {
 namespace {
@@ -197,6 +208,78 @@ TEST_F( ControlServerTest, OneClientTooManyIsToldSoAndClosed ) {
    clients.pop_front();
    EXPECT_TRUE( eventuallyClients( Protocol::mostClients - 1 ) );
    expectServed();
+}
+
+/// Takes notes of what the administrator is told, on whatever thread.
+class Notices {
+ public:
+   Listener::Notice hear() {
+      return [this]( const std::string &what ) {
+         const std::lock_guard lock( mutex_ );
+         heard_.push_back( what );
+      };
+   }
+   std::vector<std::string> heard() const {
+      const std::lock_guard lock( mutex_ );
+      return heard_;
+   }
+
+ private:
+   mutable std::mutex mutex_;
+   std::vector<std::string> heard_;
+};
+
+/// Waits until it is so, for ten seconds.
+bool eventually( const std::function<bool()> &isSo ) {
+   for( int i = 0; i < 10000 && !isSo(); ++i ) {
+      std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
+   }
+   return isSo();
+}
+
+TEST_F( ControlServerTest, ASocketThatSomebodyRemovesIsMadeAgain ) {
+   Notices notices;
+   ControlServer::Settings settings;
+   settings.path = folder_.path( "control" );
+   settings.lookEvery = std::chrono::milliseconds( 1 );
+   settings.notice = notices.hear();
+   start( settings );
+   TestSocket connected( path_ );
+   ASSERT_TRUE( eventuallyClients( 1 ) );
+
+   ASSERT_EQ( unlink( path_.c_str() ), 0 );
+
+   ASSERT_TRUE( eventually( [&] { return !notices.heard().empty(); } ) );
+   expectServed();
+   ASSERT_TRUE( connected.send( request( 8, "echo" ) ) );
+   EXPECT_EQ( connected.json()["id"], 8 ) << "who was connected still is";
+   EXPECT_EQ( notices.heard(), std::vector{ "somebody has removed the control socket " + path_ +
+                                            ": it is made again" } );
+}
+
+TEST_F( ControlServerTest, WhatStandsInPlaceOfItsSocketIsLeftAlone ) {
+   Notices notices;
+   ControlServer::Settings settings;
+   settings.path = folder_.path( "control" );
+   settings.lookEvery = std::chrono::milliseconds( 1 );
+   settings.notice = notices.hear();
+   start( settings );
+
+   std::ofstream( folder_.path( "precious" ) ) << "precious";
+   ASSERT_EQ( rename( folder_.path( "precious" ).c_str(), path_.c_str() ), 0 );
+
+   ASSERT_TRUE( eventually( [&] { return !notices.heard().empty(); } ) );
+   EXPECT_EQ( std::filesystem::file_size( path_ ), 8u );
+   ASSERT_EQ( unlink( path_.c_str() ), 0 );
+   ASSERT_TRUE( eventually( [&] { return notices.heard().size() > 1; } ) );
+   expectServed();
+   const std::string what = "somebody has removed the control socket " + path_ + ": ";
+   EXPECT_EQ( notices.heard(),
+              ( std::vector<std::string>{
+                    what + path_ +
+                          " is not a socket; choose another path for the control socket; it is "
+                          "tried again and again",
+                    what + "it is made again" } ) );
 }
 
 TEST_F( ControlServerTest, WhoAsksNothingIsSentAway ) {

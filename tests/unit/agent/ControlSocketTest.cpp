@@ -6,10 +6,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <optional>
 #include <vector>
 
+#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -138,6 +141,31 @@ TEST_F( ControlSocketTest, ItGoesAtTheEndAndNobodyElsesDoes ) {
    leaveStaleSocket( path_ );
    socket.reset();
    EXPECT_EQ( access( path_.c_str(), F_OK ), 0 );
+}
+
+TEST_F( ControlSocketTest, ItTellsWhetherItsFileIsStillThere ) {
+   const ControlSocket socket( path_, "" );
+   EXPECT_TRUE( socket.isThere() );
+   ASSERT_EQ( unlink( path_.c_str() ), 0 );
+   EXPECT_FALSE( socket.isThere() );
+   leaveStaleSocket( path_ );
+   EXPECT_FALSE( socket.isThere() ) << "that is somebody else's";
+}
+
+TEST_F( ControlSocketTest, WithoutThePrivilegeTheWishedGroupIsDoneWithout ) {
+   if( geteuid() != 0 ) {
+      GTEST_SKIP() << "only root can become somebody who may not give files away";
+   }
+   ASSERT_EQ( chmod( folder_.path( "" ).c_str(), 0777 ), 0 );
+   const auto asNobody = [this] {
+      if( setgroups( 0, nullptr ) != 0 || setgid( 65534 ) != 0 || setuid( 65534 ) != 0 ) {
+         std::_Exit( 2 );
+      }
+      std::fputs( reasonAgainst( path_, "1" ).c_str(), stderr );
+      const ControlSocket socket( path_, "1", ControlSocket::Group::wished );
+      std::_Exit( socket.isThere() && !socket.isGroupsOwn() ? 0 : 1 );
+   };
+   EXPECT_EXIT( asNobody(), testing::ExitedWithCode( 0 ), "cannot set the group of" );
 }
 
 TEST( Credentials, AreThoseOfTheProcessAtTheOtherEnd ) {

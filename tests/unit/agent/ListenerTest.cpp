@@ -9,6 +9,8 @@
 #include <list>
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include <sys/resource.h>
 
@@ -97,6 +99,27 @@ TEST_F( ListenerTest, WhoWaitedForAFileDescriptorIsAcceptedAfterThePause ) {
    loop_.run();
    EXPECT_TRUE( wasPaused );
    EXPECT_FALSE( listener.isPaused() );
+}
+
+TEST_F( ListenerTest, ThatNobodyCanBeAcceptedIsSaidOnceAndThatItGoesOn ) {
+   const TestSocket client( path_ );
+   std::optional<NoDescriptors> none;
+   std::vector<std::string> notices;
+   const Listener listener(
+         loop_, socket_.take(), 1ms, []( const FileDescriptor & ) {},
+         [&]( const std::string &what ) {
+            notices.push_back( what );
+            if( notices.size() == 2 ) {
+               loop_.stop();
+            }
+         } );
+   const auto enough = loop_.after( 20ms, [&] { none.reset(); } ); // many pauses later
+   none.emplace();
+   loop_.run();
+   EXPECT_EQ( notices, ( std::vector<std::string>{
+                             "cannot accept another client: Too many open files; it is tried "
+                             "again and again",
+                             "clients are accepted again" } ) );
 }
 
 TEST_F( ListenerTest, WhatCannotBeTakenCostsOneConnectionAndAPause ) {
