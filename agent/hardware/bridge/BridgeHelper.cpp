@@ -156,6 +156,10 @@ std::vector<BridgeHelper::Adding> BridgeHelper::lookUp( std::span<Write> writes 
          write.refusal = reason( {} );
          continue;
       }
+      if( !isOurs && standsOtherwise( write, states[i] ) ) {
+         write.refusal = "the slot table still holds what bridge " + bridge_ + " had before";
+         continue; // only while the bridge could not be read
+      }
       if( states[i] == FdbState::fixed && !isOurs ) {
          write.refusal = "somebody else has pinned the MAC to a port of bridge " + bridge_;
          continue;
@@ -168,6 +172,20 @@ std::vector<BridgeHelper::Adding> BridgeHelper::lookUp( std::span<Write> writes 
       addings.push_back( { &write, states[i] != FdbState::local } );
    }
    return addings;
+}
+
+/// Does the table have another pair at the index, or does it have what stands in the bridge as ours
+/// at another index? Forgotten there it would stay in the bridge for ever, as somebody else's.
+bool BridgeHelper::standsOtherwise( const Write &write, FdbState state ) const {
+   if( slots_->slot( write.index ).value_or( write.pair ) != write.pair ) {
+      return true;
+   }
+   for( U32 index = 0; state == FdbState::local && index < slots_->count(); ++index ) {
+      if( index != write.index && isOurs( index, write.pair ) ) {
+         return true;
+      }
+   }
+   return false;
 }
 
 void BridgeHelper::useForeign( const Write &write ) {

@@ -56,6 +56,7 @@ class BridgeHelper : public OrloHelper::RetryingHelper {
    std::vector<Adding> lookUp( std::span<Write> writes );
    void addRules( std::vector<Adding> &addings );
    void addEntries( std::vector<Adding> &addings );
+   bool standsOtherwise( const Write &write, FdbState state ) const;
    void useForeign( const Write &write );
    // remove() in its steps.
    void removeEntries( std::span<Write> writes );
