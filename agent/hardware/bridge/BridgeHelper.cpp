@@ -398,11 +398,16 @@ void BridgeHelper::removeStrayRules() {
       }
    }
    kernel_->change( device_.ifindex, changes );
+   const bool isTold = std::exchange( hasStrayRules_, false );
    for( const Change &change : changes ) {
       if( isGone( change ) ) {
          rules_.erase( change.number - 1 );
-      } else {
-         tell( "cannot remove a rule from bridge " + bridge_ + ": " + reason( change ) );
+         continue;
+      }
+      hasStrayRules_ = true;
+      if( !isTold ) {
+         tell( "cannot remove a rule from bridge " + bridge_ + ": " + reason( change ) +
+               "; it is tried again" );
       }
    }
 }
@@ -426,7 +431,7 @@ void BridgeHelper::repair() {
 
 BridgeHelper::Time BridgeHelper::work( Time now ) {
    const Time next = RetryingHelper::work( now );
-   return mustRead_ ? std::min( next, now + kReadAgain ) : next;
+   return mustRead_ || hasStrayRules_ ? std::min( next, now + kReadAgain ) : next;
 }
 
 // Listening.
@@ -462,6 +467,9 @@ void BridgeHelper::hear() {
       }
       onEntries( news.entries );
       onRules( news.rules );
+      if( hasStrayRules_ ) {
+         removeStrayRules();
+      }
    } catch( const std::exception &error ) {
       if( !mustRead_ ) {
          tell( "cannot look at bridge " + bridge_ + ": " + error.what() + "; it is tried again" );

@@ -87,7 +87,8 @@ class BridgeHelper : public OrloHelper::RetryingHelper {
    /// rules look like, or perhaps something.
    std::map<Quor::U32, FoundRule> rules_;
    Quor::U32 toldForeign_ = 0;
-   bool mustRead_ = false; ///< what the bridge holds could not be read
+   bool mustRead_ = false;      ///< what the bridge holds could not be read
+   bool hasStrayRules_ = false; ///< as removeStrayRules() left it
 };
 
 } // namespace OrloAgent

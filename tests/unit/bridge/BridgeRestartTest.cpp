@@ -111,6 +111,22 @@ TEST_F( BridgeRestartTest, APairThatStandsInTwoSlotsIsGivenOnceAndStays ) {
    EXPECT_EQ( bridge_.entries.size(), 3u );
 }
 
+TEST_F( BridgeRestartTest, AStrayRuleThatCannotBeRemovedIsTriedAgain ) {
+   bridge_.rules[5] = rule( 12, 99, 10 );
+   bridge_.ruleRefusal = EBUSY;
+   EXPECT_EQ( start(), ( Lines{ "no rule 5", "no rule 5" } ) );
+   EXPECT_EQ( told(), Lines{ "cannot remove a rule from bridge br0: the kernel refuses the rule: "
+                             "Device or resource busy; it is tried again" } );
+   EXPECT_LE( next_, now_ + std::chrono::seconds( 1 ) );
+
+   bridge_.ruleRefusal = 0;
+   EXPECT_EQ( work( 1000 ), Lines{ "no rule 5" } );
+
+   EXPECT_FALSE( bridge_.rules.contains( 5 ) );
+   EXPECT_EQ( next_, Time::max() );
+   EXPECT_EQ( told(), Lines{} );
+}
+
 TEST_F( BridgeRestartTest, WhatCouldNotBeReadIsNotForgotten ) {
    bridge_.isUnreadable = true;
    make();
