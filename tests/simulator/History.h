@@ -117,6 +117,7 @@ class History {
    U32 fewestIndexes_ = 0;
    std::set<U32> lost_; // indexes that the hardware lost
    bool mustRepair_ = false;
+   bool isReloading_ = false;
    bool isFaulty_ = false; // the hardware, or the kernel
 
    U64 step_ = 0;
