@@ -2,7 +2,7 @@
 # make test   sets up, builds, and runs every test
 # The rest: make help
 .DEFAULT_GOAL := help
-.PHONY: help setup build build-sanitize run test soak bench bench-quick bench-adds install lint format clean
+.PHONY: help setup build build-sanitize build-fuzz run test soak bench bench-quick bench-adds install lint format clean
 
 PREFIX ?= /usr/local
 
@@ -30,11 +30,14 @@ build: setup
 build-sanitize: setup
 	@scripts/build sanitize
 
+build-fuzz: setup
+	@scripts/build fuzz
+
 run: setup
 	@scripts/build release orlo-agent orloctl
 	@scripts/demo $(CONFIG)
 
-test: build build-sanitize
+test: build build-sanitize build-fuzz
 	@scripts/test release sanitize
 
 soak: build

@@ -77,13 +77,13 @@ void LibSm::hasNotificationActiveIs( bool on ) {
    if( on == hasNotificationActive_ ) {
       return;
    }
-   hasNotificationActive_ = on;
    if( virtualRouterMacStatusIn_ ) {
       virtualRouterMacStatusIn_->hasNotificationActiveIs( on );
    }
    for( const auto &entry : vlanIntfSm_ ) {
       entry.value()->hasNotificationActiveIs( on );
    }
+   hasNotificationActive_ = on; // last: what is refused can be asked for again
 }
 
 void LibSm::quorDoZombieReactors( bool on ) {
@@ -97,7 +97,12 @@ void LibSm::quorDoZombieReactors( bool on ) {
 Quor::ValidPtr<EthAddrsForIntf> LibSm::dmacsForIntfIs( const IntfId &intf ) {
    if( !dmacsForIntf_.isMemberOf( intf ) ) {
       newDmacsForIntf( intf );
-      handleDmacsForIntf( intf );
+      try {
+         handleDmacsForIntf( intf );
+      } catch( const std::bad_alloc & ) { // a set without a reactor would be reflected by nobody
+         dmacsForIntf_.take( intf );
+         throw;
+      }
    }
    return dmacsForIntf( intf );
 }
@@ -153,7 +158,12 @@ Ptr<VlanIntfSm> LibSm::newVlanIntfSm( LibSm *libSm, const Ptr<const SviVlanSet> 
                                       const Ptr<const EthAddrsForIntf> &dmacList ) {
    auto made = Quor::make<VlanIntfSm>( libSm, sviVlanSet, dmacList );
    vlanIntfSm_.insert( made->intf(), made );
-   made->hasNotificationActiveIs( true );
+   try {
+      made->hasNotificationActiveIs( true );
+   } catch( const std::bad_alloc & ) { // one that does not listen is as good as none
+      vlanIntfSm_.take( made->intf() );
+      throw;
+   }
    return made;
 }
 

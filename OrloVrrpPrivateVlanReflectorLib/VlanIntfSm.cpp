@@ -50,9 +50,10 @@ template <class Listener, class Input>
 void connect( Ptr<Listener> &listener, VlanIntfSm &sm, const Ptr<const Input> &input ) {
    disconnect( listener );
    if( input ) {
-      listener = Quor::make<Listener>( &sm );
-      listener->notifierIs( input );
-      listener->hasNotificationActiveIs( sm.hasNotificationActive() );
+      const auto made = Quor::make<Listener>( &sm );
+      made->notifierIs( input );
+      made->hasNotificationActiveIs( sm.hasNotificationActive() );
+      listener = made;
    }
 }
 
@@ -121,13 +122,13 @@ void VlanIntfSm::hasNotificationActiveIs( bool on ) {
    if( on == hasNotificationActive_ ) {
       return;
    }
-   hasNotificationActive_ = on;
    if( sviVlanSet_ ) {
       sviVlanSet_->hasNotificationActiveIs( on );
    }
    if( dmacList_ ) {
       dmacList_->hasNotificationActiveIs( on );
    }
+   hasNotificationActive_ = on; // last: what is refused can be asked for again
 }
 
 void VlanIntfSm::quorDoZombieReactors( bool on ) {

@@ -87,10 +87,10 @@ void VrrpSm::hasNotificationActiveIs( bool on ) {
    if( on == hasNotificationActive_ ) {
       return;
    }
-   hasNotificationActive_ = on;
    if( vrrpMacStatus_ ) {
       vrrpMacStatus_->hasNotificationActiveIs( on );
    }
+   hasNotificationActive_ = on; // last: what is refused can be asked for again
 }
 
 void VrrpSm::quorDoZombieReactors( bool on ) {
@@ -101,7 +101,8 @@ void VrrpSm::quorDoZombieReactors( bool on ) {
 
 // Start and cleanup
 
-void VrrpSm::handleInitialized() {
+/// Flat, for a start that finds everything in the hardware.
+[[gnu::flatten]] void VrrpSm::handleInitialized() {
    if( VrrpTrace t{ Traced::kHandleInitialized } ) {
       t << Signature::kHandleInitialized;
    }
@@ -114,7 +115,7 @@ void VrrpSm::handleInitialized() {
       t << "Preparing indexes for " << vrrpHwStatus_->virtualRouterCount() << " Vrrp routers.";
    }
    for( U32 i = 0; i < vrrpHwStatus_->virtualRouterCount(); ++i ) {
-      freeVirtualRouterIndexEnq( i );
+      freeVirtualRouterIndex_.append( i );
    }
    require( static_cast<bool>( vrrpHelper_ ), Asserted::kHelperAtStart );
    currentVrrpStateForInitIs();
@@ -123,6 +124,7 @@ void VrrpSm::handleInitialized() {
          t << "Syncing vrrp state";
       }
       vrrpHelper_->syncVrrpStateOnInit( currentVrrpStateForInit_ );
+      virtualRouterIndex_.reserve( currentVrrpStateForInit_->virtualRouterIndexes().size() );
       for( const auto &entry : currentVrrpStateForInit_->virtualRouterIndexes() ) {
          adopt( entry.key(), entry.value() );
       }
@@ -138,12 +140,12 @@ inline bool VrrpSm::isWanted( const VlanAndMac &vrMac ) const {
 
 /// The free queue has just been filled, so position and index coincide: an index outside of it
 /// removes nothing and is adopted all the same.
-void VrrpSm::adopt( const VlanAndMac &vrMac, U32 index ) {
+inline void VrrpSm::adopt( const VlanAndMac &vrMac, U32 index ) {
    if( VrrpTrace t{ Traced::kAdopting } ) {
       t << "Index:" << index << " vrmac:" << vrMac;
    }
    virtualRouterIndexIs( vrMac, index );
-   freeVirtualRouterIndexDel( index );
+   freeVirtualRouterIndex_.del( index );
    if( !isWanted( vrMac ) ) {
       reconcile( vrMac );
    }
@@ -214,6 +216,7 @@ inline void VrrpSm::programNew( const VlanAndMac &vrMac ) {
       macsNeedingVirtualRouterIndex_.append( vrMac );
       return;
    }
+   virtualRouterIndex_.prepare(); // what is programmed can be written down
    const U32 index = freeVirtualRouterIndex_.next();
    if( VrrpTrace t{ Traced::kAdding } ) {
       t << " adding vrmac at index " << index;

@@ -20,24 +20,19 @@ int checked( int result, const char *doing ) {
 
 } // namespace
 
-struct EventLoop::Subscription::State {
-   EventLoop *loop = nullptr;
-   Callback callback;
-   sd_event_source *source = nullptr;
-
-   ~State() { sd_event_source_disable_unref( source ); }
+struct EventLoop::State final : Subscription::Source {
+   State( EventLoop &of, Callback what ) : loop( of ), callback( std::move( what ) ) {}
+   ~State() override { sd_event_source_disable_unref( source ); }
 
    static int run( void *state ) noexcept {
       State &self = *static_cast<State *>( state );
-      return self.loop->call( self );
+      return self.loop.call( self );
    }
-};
 
-EventLoop::Subscription::Subscription() noexcept = default;
-EventLoop::Subscription::Subscription( Subscription &&other ) noexcept = default;
-EventLoop::Subscription &
-EventLoop::Subscription::operator=( Subscription &&other ) noexcept = default;
-EventLoop::Subscription::~Subscription() = default;
+   EventLoop &loop;
+   const Callback callback;
+   sd_event_source *source = nullptr;
+};
 
 EventLoop::EventLoop() {
    checked( sd_event_new( &event_ ), "cannot make an event loop" );
@@ -47,64 +42,54 @@ EventLoop::~EventLoop() {
    sd_event_unref( event_ );
 }
 
-EventLoop::Subscription EventLoop::subscription( Callback callback ) {
-   Subscription made;
-   made.state_ = std::make_unique<Subscription::State>();
-   made.state_->loop = this;
-   made.state_->callback = std::move( callback );
-   return made;
-}
-
-EventLoop::Subscription EventLoop::onReadable( int fd, Callback callback ) {
+Events::Subscription EventLoop::onReadable( int fd, Callback callback ) {
    return onEvents( fd, EPOLLIN, std::move( callback ) );
 }
 
-EventLoop::Subscription EventLoop::onWritable( int fd, Callback callback ) {
+Events::Subscription EventLoop::onWritable( int fd, Callback callback ) {
    return onEvents( fd, EPOLLOUT, std::move( callback ) );
 }
 
-EventLoop::Subscription EventLoop::onEvents( int fd, std::uint32_t events, Callback callback ) {
-   Subscription made = subscription( std::move( callback ) );
+Events::Subscription EventLoop::onEvents( int fd, std::uint32_t events, Callback callback ) {
+   auto state = std::make_unique<State>( *this, std::move( callback ) );
    checked( sd_event_add_io(
-                  event_, &made.state_->source, fd, events,
-                  []( sd_event_source *, int, std::uint32_t, void *state ) {
-                     return Subscription::State::run( state );
+                  event_, &state->source, fd, events,
+                  []( sd_event_source *, int, std::uint32_t, void *made ) {
+                     return State::run( made );
                   },
-                  made.state_.get() ),
+                  state.get() ),
             "cannot watch a socket" );
-   return made;
+   return Subscription( std::move( state ) );
 }
 
-EventLoop::Subscription EventLoop::onSignal( int signal, Callback callback ) {
-   Subscription made = subscription( std::move( callback ) );
+Events::Subscription EventLoop::onSignal( int signal, Callback callback ) {
+   auto state = std::make_unique<State>( *this, std::move( callback ) );
    sigset_t blocked;
    sigemptyset( &blocked );
    sigaddset( &blocked, signal );
    checked( -pthread_sigmask( SIG_BLOCK, &blocked, nullptr ), "cannot block a signal" );
    checked( sd_event_add_signal(
-                  event_, &made.state_->source, signal,
-                  []( sd_event_source *, const signalfd_siginfo *, void *state ) {
-                     return Subscription::State::run( state );
+                  event_, &state->source, signal,
+                  []( sd_event_source *, const signalfd_siginfo *, void *made ) {
+                     return State::run( made );
                   },
-                  made.state_.get() ),
+                  state.get() ),
             "cannot watch a signal" );
-   return made;
+   return Subscription( std::move( state ) );
 }
 
-EventLoop::Subscription EventLoop::after( std::chrono::microseconds delay, Callback callback ) {
-   Subscription made = subscription( std::move( callback ) );
+Events::Subscription EventLoop::after( std::chrono::microseconds delay, Callback callback ) {
+   auto state = std::make_unique<State>( *this, std::move( callback ) );
    checked( sd_event_add_time_relative(
-                  event_, &made.state_->source, CLOCK_MONOTONIC,
+                  event_, &state->source, CLOCK_MONOTONIC,
                   static_cast<std::uint64_t>( delay.count() ), 1,
-                  []( sd_event_source *, std::uint64_t, void *state ) {
-                     return Subscription::State::run( state );
-                  },
-                  made.state_.get() ),
+                  []( sd_event_source *, std::uint64_t, void *made ) { return State::run( made ); },
+                  state.get() ),
             "cannot set a timer" );
-   return made;
+   return Subscription( std::move( state ) );
 }
 
-int EventLoop::call( Subscription::State &state ) noexcept {
+int EventLoop::call( State &state ) noexcept {
    try {
       const Callback callback = state.callback; // outlives a subscription that it ends itself
       callback();

@@ -28,14 +28,6 @@ IntfId::IntfId( std::string_view name ) {
    std::copy( name.begin(), name.end(), name_.begin() );
 }
 
-Quor::U32 IntfId::hash() const noexcept {
-   Quor::U32 h = 2166136261u; // FNV-1a
-   for( const char c : name() ) {
-      h = ( h ^ static_cast<Quor::U8>( c ) ) * 16777619u;
-   }
-   return h;
-}
-
 Quor::String valueToStrep( const IntfId &intf ) {
    return Quor::String( intf.name() );
 }

@@ -28,28 +28,25 @@ void Entity::notifieeDel( NotifieeConst *notifiee ) const {
    std::erase( notifiees_, notifiee );
 }
 
-NotifieePass::NotifieePass( const std::vector<NotifieeConst *> &notifiees )
-      : count_( notifiees.size() ) {
-   if( count_ <= kInline ) {
-      std::copy( notifiees.begin(), notifiees.end(), few_.begin() );
-   } else {
-      many_ = notifiees;
+NotifieePass::NotifieePass( const std::vector<NotifieeConst *> &notifiees,
+                            NotifieePass *before ) noexcept
+      : first_( before ? before->first_ : *this ), end_( before ? before->end_ : 0 ) {
+   if( before ) {
+      before->behind_ = this;
    }
-   for( std::size_t i = 0; i < count_; ++i ) {
-      NotifieeConst &notifiee = *member( i );
-      notifiee.referenceNew();
-      ++notifiee.passes_;
+   while( count_ < kMost && end_ < notifiees.size() ) {
+      NotifieeConst *const notifiee = notifiees[end_++];
+      notifiee->referenceNew();
+      ++notifiee->passes_;
+      members_[count_++] = notifiee;
    }
+   isLast_ = end_ == notifiees.size();
 }
 
-NotifieePass::~NotifieePass() {
+void NotifieePass::drop() noexcept {
    for( std::size_t i = 0; i < count_; ++i ) {
-      drop( member( i ) );
+      drop( members_[i] );
    }
-}
-
-NotifieeConst *&NotifieePass::member( std::size_t i ) noexcept {
-   return count_ <= kInline ? few_[i] : many_[i];
 }
 
 void NotifieePass::drop( NotifieeConst *&member ) noexcept {
@@ -61,7 +58,7 @@ void NotifieePass::drop( NotifieeConst *&member ) noexcept {
 
 NotifieeConst *NotifieePass::next() noexcept {
    while( at_ < count_ ) {
-      NotifieeConst *&notifiee = member( at_++ );
+      NotifieeConst *&notifiee = members_[at_++];
       if( !notifiee->isReleased() ) {
          return notifiee;
       }

@@ -12,19 +12,19 @@ namespace Quor {
 /// The identifier that a watcher is given when its onZeroReferences() has thrown.
 inline constexpr AttrId kZeroReferences = 5;
 
+class NotifieePass;
+
 /// A counted object with a list of registered watchers. A change of an attribute is told at once,
 /// inside the call that makes it, by this rule:
 ///
 /// - the watchers registered at that moment are called, in the order of their registration; who
-/// registers
-///   during the pass is not called in it;
+///   registers during the pass is not called in it;
 /// - a watcher that everybody else has let go of during the pass is not called any more; one that
-/// was only
-///   unregistered still is;
+///   was only unregistered still is;
 /// - what a callback throws goes to its own onNotificationException(); the others are still called;
 /// - callbacks may do anything: change the entity again, drop it, drop each other.
 ///
-/// A pass over one or two watchers allocates nothing.
+/// A pass allocates nothing, so it can always be made: what has changed is told.
 class Entity : public PtrInterface {
  public:
    bool isWatched() const noexcept { return !notifiees_.empty(); }
@@ -50,8 +50,10 @@ class Entity : public PtrInterface {
 
  private:
    friend class NotifieeConst;
+   /// Tells the watchers that the passes further up the stack hold, and those behind them.
    template <class Call>
-   [[gnu::noinline]] void notifyAll( AttrId id, const Call &call, const void *key ) const;
+   [[gnu::noinline]] void notifyAll( NotifieePass *before, AttrId id, const Call &call,
+                                     const void *key ) const;
    template <class Call>
    static void tell( NotifieeConst &notifiee, AttrId id, const Call &call, const void *key );
    void notifieeNew( NotifieeConst *notifiee ) const;
@@ -84,27 +86,37 @@ class NotifieeHold {
    NotifieeConst &notifiee_;
 };
 
-/// The watchers of one notification, each held for its duration.
+/// Some of the watchers of one notification, each held for its duration. Stands on the stack; when
+/// there are more, another one behind it has the next of them.
 class NotifieePass {
  public:
-   explicit NotifieePass( const std::vector<NotifieeConst *> &notifiees );
-   ~NotifieePass();
+   /// Those behind `before`, or the first ones.
+   NotifieePass( const std::vector<NotifieeConst *> &notifiees, NotifieePass *before ) noexcept;
    NotifieePass( const NotifieePass & ) = delete;
    NotifieePass &operator=( const NotifieePass & ) = delete;
 
+   /// It has the last one of the list.
+   bool isLast() const noexcept { return isLast_; }
+   NotifieePass &first() noexcept { return first_; }
+   NotifieePass *behind() const noexcept { return behind_; }
+
    /// The next watcher that somebody still holds; null at the end.
    NotifieeConst *next() noexcept;
+   /// Lets go of the watchers.
+   void drop() noexcept;
    static void thrown( NotifieeConst &by, AttrId id ) noexcept;
 
  private:
-   static constexpr std::size_t kInline = 4;
-   NotifieeConst *&member( std::size_t i ) noexcept;
+   static constexpr std::size_t kMost = 16;
    static void drop( NotifieeConst *&member ) noexcept;
 
-   std::size_t count_;
+   NotifieePass &first_;
+   NotifieePass *behind_ = nullptr;
+   std::size_t end_; // in the list
+   std::size_t count_ = 0;
    std::size_t at_ = 0;
-   std::array<NotifieeConst *, kInline> few_;
-   std::vector<NotifieeConst *> many_;
+   bool isLast_;
+   std::array<NotifieeConst *, kMost> members_;
 };
 
 template <class Call>
@@ -121,11 +133,20 @@ template <class Call>
 }
 
 template <class Call>
-void Entity::notifyAll( AttrId id, const Call &call, const void *key ) const {
+void Entity::notifyAll( NotifieePass *before, AttrId id, const Call &call, const void *key ) const {
    const Ptr<const Entity> self = ptrTo( *this );
-   NotifieePass pass( notifiees_ );
-   while( NotifieeConst *const notifiee = pass.next() ) {
-      tell( *notifiee, id, call, key );
+   NotifieePass pass( notifiees_, before );
+   if( !pass.isLast() ) {
+      notifyAll( &pass, id, call, key );
+      return;
+   }
+   for( NotifieePass *part = &pass.first(); part; part = part->behind() ) {
+      while( NotifieeConst *const notifiee = part->next() ) {
+         tell( *notifiee, id, call, key );
+      }
+   }
+   for( NotifieePass *part = &pass.first(); part; part = part->behind() ) {
+      part->drop();
    }
 }
 
@@ -138,7 +159,7 @@ inline void Entity::notifyEach( AttrId id, const Call &call, const void *key ) c
          tell( hold.notifiee(), id, call, key );
       }
    } else if( !notifiees_.empty() ) {
-      notifyAll( id, call, key );
+      notifyAll( nullptr, id, call, key );
    }
 }
 

@@ -19,8 +19,6 @@
 #include "quor/Slab.h"
 #include "quor/Strep.h"
 
-#include <bit>
-
 namespace Quor {
 
 /// Is the hash of a key kept beside it? Where computing it costs more than reading it.
@@ -42,7 +40,7 @@ class HashMap {
    class Entry;
    using Iterator = PinnedIterator<HashMap>;
 
-   explicit HashMap( const PtrInterface *owner ) noexcept : owner_( owner ) {}
+   explicit HashMap( const PtrInterface *owner ) : owner_( owner ) {}
    HashMap( const HashMap & ) = delete;
    HashMap &operator=( const HashMap & ) = delete;
    ~HashMap() { clear(); }
@@ -66,12 +64,19 @@ class HashMap {
    Ptr<Entry> setNew( const Key &key, const Value &value );
    /// The same; NameInUseException when the key is present.
    Ptr<Entry> insert( const Key &key, const Value &value );
+   /// Asks for the memory that the next addition needs, so that it is not refused then.
+   void prepare() {
+      growForOneMore();
+      nodes_->prepare();
+   }
    /// Removes the entry of the key and gives it; null when the key is absent.
    Ptr<Entry> take( const Key &key );
    /// Removes the entry under the iterator, if it is still there.
    Ptr<Entry> take( const Iterator &at );
    /// Removes all entries at once.
    void clear() noexcept;
+   /// Takes the buckets that so many entries will have anyway, at once and before they come.
+   void reserve( U32 entries );
 
    /// Costs the same however much has been removed from the front.
    Iterator begin() const;
@@ -105,6 +110,8 @@ class HashMap {
       const U32 differing = a ^ b;
       return ( b & differing & ( 0 - differing ) ) != 0;
    }
+   /// The next bucket of 0 to `mask`; 0 at the end.
+   static Bucket behind( Bucket bucket, U32 mask ) noexcept;
    /// The bucket so many steps (a power of 2) behind this one; 0 at the end.
    Bucket ahead( Bucket bucket, U32 steps ) const noexcept;
    /// A walk through a large map jumps about in memory: what it will reach is fetched meanwhile.
@@ -120,7 +127,16 @@ class HashMap {
    Entry &add( Link *at, U32 naturalHash, const Key &key, const Value &value );
    Entry &newEntry( Link link, U32 naturalHash, const Key &key, const Value &value );
    Ptr<Entry> remove( Link &link ) noexcept;
+   /// True when places may have moved.
+   bool growForOneMore() {
+      const bool grows = size_ > mask_ || !nodes_;
+      if( grows ) [[unlikely]] {
+         grow();
+      }
+      return grows;
+   }
    [[gnu::noinline]] void grow();
+   void split();
    /// The first entry of this bucket, or of the first one behind it that has any.
    Entry *first( Cursor &from ) const noexcept;
    Entry *firstBehind( Cursor &cursor ) const noexcept;

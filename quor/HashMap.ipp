@@ -27,7 +27,8 @@ Value HashMap<Key, Value>::Entry::exchange( const Value &value ) {
       this->bitIs( value );
       return former;
    } else {
-      return std::exchange( value_, value );
+      Value next = value; // what copying throws leaves the former value where it is
+      return std::exchange( value_, std::move( next ) );
    }
 }
 
@@ -35,8 +36,9 @@ template <class Key, class Value>
 void HashMap<Key, Value>::Entry::unheld() const noexcept {
    Nodes &nodes = Nodes::of( *this, link_ );
    const Link self = link_;
-   std::destroy_at( this );
-   nodes.give( self );
+   Entry *const place = const_cast<Entry *>( this );
+   std::destroy_at( place );
+   nodes.give( place, self );
 }
 
 // Changes
@@ -76,8 +78,7 @@ template <class Key, class Value>
 [[gnu::always_inline]] inline auto HashMap<Key, Value>::add( Link *at, U32 naturalHash,
                                                              const Key &key, const Value &value )
       -> Entry & {
-   if( size_ > mask_ || !nodes_ ) [[unlikely]] {
-      grow();
+   if( growForOneMore() ) [[unlikely]] {
       at = place( naturalHash, key );
    }
    const Link link = nodes_->take();
@@ -96,10 +97,11 @@ template <class Key, class Value>
 template <class Key, class Value>
 inline auto HashMap<Key, Value>::newEntry( Link link, U32 naturalHash, const Key &key,
                                            const Value &value ) -> Entry & {
+   Entry *const place = nodes_->at( link );
    try {
-      return *::new( static_cast<void *>( nodes_->at( link ) ) ) Entry( naturalHash, key, value );
+      return *::new( static_cast<void *>( place ) ) Entry( naturalHash, key, value );
    } catch( ... ) {
-      nodes_->give( link );
+      nodes_->give( place, link );
       throw;
    }
 }
@@ -146,17 +148,27 @@ void HashMap<Key, Value>::clear() noexcept {
    }
 }
 
-/// Room for one more. Each chain is in order of reversed bits: what belongs to the upper of its two
-/// new buckets is its rear part.
+template <class Key, class Value>
+void HashMap<Key, Value>::reserve( U32 entries ) {
+   while( bucketCount() < entries && bucketCount() != kMostBuckets ) {
+      split();
+   }
+}
+
+/// Room for one more.
 template <class Key, class Value>
 void HashMap<Key, Value>::grow() {
    if( !nodes_ ) {
       nodes_ = Nodes::make();
    }
+   reserve( size_ + 1 );
+}
+
+/// Each chain is in order of reversed bits: what belongs to the upper of its two new buckets is its
+/// rear part.
+template <class Key, class Value>
+void HashMap<Key, Value>::split() {
    const U32 before = bucketCount();
-   if( size_ < before || before == kMostBuckets ) {
-      return;
-   }
    buckets_.resize( std::size_t{ before } * 2 );
    for( Bucket lower = 0; lower < before; ++lower ) {
       Link *cut = &buckets_[lower];
@@ -217,13 +229,23 @@ auto HashMap<Key, Value>::iteratorFrom( const Key &key ) const -> Iterator {
    return Iterator( this, Ptr<Entry>::share( entry ), cursor );
 }
 
-/// Counting in reversed bits: the carry runs downwards from the highest one, or from the one that
-/// stands for so many steps.
+/// Counting in reversed bits: the carry runs downwards from the highest one.
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::behind( Bucket bucket, U32 mask ) noexcept -> Bucket {
+   const U32 clear = ~bucket & mask;
+   if( clear == 0 ) {
+      return 0;
+   }
+   const U32 carry = 0x80000000u >> __builtin_clz( clear );
+   return ( bucket & ( carry - 1 ) ) | carry;
+}
+
+/// The highest bits stand for single steps: they stay as they are.
 template <class Key, class Value>
 inline auto HashMap<Key, Value>::ahead( Bucket bucket, U32 steps ) const noexcept -> Bucket {
    const U32 counted = mask_ / steps;
-   const U32 carry = std::bit_floor( ~bucket & counted );
-   return carry == 0 ? 0 : ( bucket & ~( counted & ~( carry - 1 ) ) ) | carry;
+   const Bucket next = behind( bucket & counted, counted );
+   return next == 0 ? 0 : next | ( bucket & ~counted );
 }
 
 template <class Key, class Value>
@@ -234,7 +256,7 @@ inline auto HashMap<Key, Value>::first( Cursor &from ) const noexcept -> Entry *
 
 template <class Key, class Value>
 inline auto HashMap<Key, Value>::firstBehind( Cursor &cursor ) const noexcept -> Entry * {
-   while( ( cursor.bucket = ahead( cursor.bucket, 1 ) ) != 0 ) {
+   while( ( cursor.bucket = behind( cursor.bucket, mask_ ) ) != 0 ) {
       if( const Link link = buckets_[cursor.bucket] ) {
          return &node( link );
       }

@@ -54,7 +54,12 @@ RegisteredType &IntrospectionReactor::handleType( const Type *type, const Type *
    if( !isNew ) {
       throw NameInUseException( "the type " + name + " is registered already" );
    }
-   scopes_.push_back( { .nameSpace = {}, .type = &at->second } );
+   try {
+      scopes_.push_back( { .nameSpace = {}, .type = &at->second } );
+   } catch( ... ) {
+      types_.erase( at );
+      throw;
+   }
    return at->second;
 }
 
@@ -100,8 +105,8 @@ void IntrospectionReactor::handleScopeExit() {
    scopes_.pop_back();
 }
 
-void IntrospectionReactor::typeDel( const Type *type ) {
-   const auto found = types_.find( String( type->name ) );
+void IntrospectionReactor::typeDel( const Type *type ) noexcept {
+   const auto found = types_.find( type->name );
    if( found != types_.end() && found->second.type() == type ) {
       types_.erase( found );
    }
@@ -129,8 +134,7 @@ const QuorAttr &IntrospectionReactor::attribute( const String &typeName,
 
 namespace {
 
-void registerType( IntrospectionReactor &registry, const Type *type ) {
-   registry.handleType( type, type->base ).hasGenericIfSupportIs( true );
+void registerAttributes( IntrospectionReactor &registry, const Type *type ) {
    for( const Attribute &attribute : type->attributes ) {
       QuorAttr row = QuorAttr::attrIs( String( attribute.name ), nameOf( attribute.type ),
                                        flagsOf( attribute ), attribute.id );
@@ -150,39 +154,50 @@ void registerType( IntrospectionReactor &registry, const Type *type ) {
       }
       registry.handleAttr( row );
    }
-   registry.handleScopeExit();
 }
-
-/// Name spaces that are open for as long as it lives: left also when a type is refused.
-class OpenNameSpaces {
- public:
-   OpenNameSpaces( IntrospectionReactor &registry, const std::vector<String> &names )
-         : registry_( registry ), count_( names.size() ) {
-      for( const String &name : names ) {
-         registry.handleNameSpace( name );
-      }
-   }
-   ~OpenNameSpaces() {
-      for( std::size_t i = 0; i < count_; ++i ) {
-         registry_.handleScopeExit();
-      }
-   }
-   OpenNameSpaces( const OpenNameSpaces & ) = delete;
-   OpenNameSpaces &operator=( const OpenNameSpaces & ) = delete;
-
- private:
-   IntrospectionReactor &registry_;
-   const std::size_t count_;
-};
 
 } // namespace
 
-void registerTypes( const std::vector<String> &nameSpace, std::span<const Type *const> types ) {
-   IntrospectionReactor &registry = IntrospectionReactor::instance();
-   const OpenNameSpaces open( registry, nameSpace );
-   for( const Type *const type : types ) {
-      registerType( registry, type );
+/// Declarations that count all or not at all: when one is refused, the registry is as before.
+class Registration {
+ public:
+   Registration( IntrospectionReactor &registry, std::span<const Type *const> types )
+         : registry_( registry ), scopes_( registry.openScopes() ), types_( types ) {}
+   ~Registration() {
+      registry_.scopes_.resize( std::min( scopes_, registry_.scopes_.size() ) );
+      for( std::size_t i = 0; i < begun_; ++i ) {
+         registry_.typeDel( types_[i] );
+      }
    }
+   Registration( const Registration & ) = delete;
+   Registration &operator=( const Registration & ) = delete;
+
+   void run( const std::vector<String> &nameSpace ) {
+      for( const String &name : nameSpace ) {
+         registry_.handleNameSpace( name );
+      }
+      for( const Type *const type : types_ ) {
+         begin( type );
+         registerAttributes( registry_, type );
+         registry_.handleScopeExit();
+      }
+      begun_ = 0;
+   }
+
+ private:
+   void begin( const Type *type ) {
+      registry_.handleType( type, type->base ).hasGenericIfSupportIs( true );
+      ++begun_;
+   }
+
+   IntrospectionReactor &registry_;
+   const std::size_t scopes_; // that were open before
+   const std::span<const Type *const> types_;
+   std::size_t begun_ = 0; // of them, to be taken back
+};
+
+void registerTypes( const std::vector<String> &nameSpace, std::span<const Type *const> types ) {
+   Registration( IntrospectionReactor::instance(), types ).run( nameSpace );
 }
 
 } // namespace Quor

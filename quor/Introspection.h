@@ -61,6 +61,8 @@ class RegisteredType {
 /// NameInUseException or RangeException.
 class IntrospectionReactor {
  public:
+   using Types = std::map<String, RegisteredType, std::less<>>;
+
    static IntrospectionReactor &instance();
 
    // Declarations, each inside the scope that was entered last.
@@ -76,7 +78,7 @@ class IntrospectionReactor {
    void handleScopeExit();
 
    /// Forgets a type, when its module is unloaded; nothing when it is not there.
-   void typeDel( const Type *type );
+   void typeDel( const Type *type ) noexcept;
 
    /// Null when no type is registered under this name.
    const RegisteredType *find( const String &typeName ) const;
@@ -84,11 +86,12 @@ class IntrospectionReactor {
    /// NoSuchAttributeException.
    const QuorAttr &attribute( const String &typeName, const String &name ) const;
    /// By full name, in order.
-   const std::map<String, RegisteredType> &types() const noexcept { return types_; }
+   const Types &types() const noexcept { return types_; }
    /// The scopes that are open: none between two modules' registrations.
    std::size_t openScopes() const noexcept { return scopes_.size(); }
 
  private:
+   friend class Registration;
    struct Scope {
       String nameSpace;               ///< or
       RegisteredType *type = nullptr; ///< whose attributes are being declared
@@ -96,11 +99,12 @@ class IntrospectionReactor {
    };
    Scope &typeScope( const char *what );
 
-   std::map<String, RegisteredType> types_;
+   Types types_;
    std::vector<Scope> scopes_;
 };
 
-/// Declares described types with all their attributes, in the name space with these components.
+/// Declares described types with all their attributes, in the name space with these components: all
+/// of them, or none when one is refused.
 void registerTypes( const std::vector<String> &nameSpace, std::span<const Type *const> types );
 
 } // namespace Quor

@@ -90,9 +90,6 @@ class LinkQueue {
       const Ordinal ordinal = ordinalOf( key );
       return Iterator( this, Ptr<Entry>::share( from( ordinal ) ) );
    }
-   Iterator iteratorAt( const Entry &entry ) const {
-      return Iterator( this, Ptr<Entry>::share( at( entry.ordinal() ) ) );
-   }
    /// Calls `visit` for every entry from head to tail; it must not change the queue.
    template <class Visit>
    void forEach( const Visit &visit ) const;
@@ -102,6 +99,7 @@ class LinkQueue {
    /// A position on a line that does not wrap; its low 32 bits are the position key.
    using Ordinal = U64;
    using Page = QueuePage;
+   static constexpr Ordinal kMostPages = ( Ordinal{ 1 } << 32 ) / Page::kPlaces;
 
    static constexpr std::size_t pageSize() noexcept {
       return Entry::pageHead() + Page::kPlaces * sizeof( Entry );
@@ -114,12 +112,16 @@ class LinkQueue {
    // Of a queue that is not empty.
    Ordinal headOrdinal() const noexcept {
       const Page &page = *pages_.head();
-      return page.number * Page::kPlaces + static_cast<U32>( std::countr_zero( page.occupied ) );
+      return page.number * Page::kPlaces + page.first();
    }
    Ordinal tailOrdinal() const noexcept {
       const Page &page = *pages_.tail();
-      return page.number * Page::kPlaces +
-             ( Page::kPlaces - 1 - static_cast<U32>( std::countl_zero( page.occupied ) ) );
+      return page.number * Page::kPlaces + page.last();
+   }
+   /// The keys have come round to the head's.
+   bool isFullAt( Ordinal ordinal ) const noexcept {
+      return numberOf( ordinal ) - pages_.head()->number >= kMostPages - 1 &&
+             ordinal - headOrdinal() >= ~U32{ 0 };
    }
 
    Ordinal ordinalOf( U32 key ) const noexcept;
@@ -128,9 +130,7 @@ class LinkQueue {
    static Entry *entry( Page &page, U32 place ) noexcept {
       return Entry::at( home( page, place ), place );
    }
-   static Entry *first( Page &page ) noexcept {
-      return entry( page, static_cast<U32>( std::countr_zero( page.occupied ) ) );
-   }
+   static Entry *first( Page &page ) noexcept { return entry( page, page.first() ); }
    Entry *at( Ordinal ordinal ) const noexcept;
    /// The entry at the position, or the first one behind it.
    Entry *from( Ordinal ordinal ) const noexcept;

@@ -25,7 +25,7 @@ auto LinkQueue<Value, Link>::enq( const Value &value ) -> Ptr<Entry> {
    const U32 tailKey = static_cast<U32>( tail );
    const U32 key = tailKey >= nextKey_ ? tailKey + 1 : nextKey_;
    const Ordinal ordinal = tail + static_cast<U32>( key - tailKey );
-   if( ordinal - headOrdinal() >= ~U32{ 0 } ) {
+   if( isFullAt( ordinal ) ) [[unlikely]] {
       QueuePages::throwFull();
    }
    Ptr<Entry> added = add( ordinal, value );
@@ -43,7 +43,8 @@ auto LinkQueue<Value, Link>::set( U32 key, const Value &value ) -> Ptr<Entry> {
       return nullptr;
    }
    Ptr<Entry> held = ptrTo( *entry );
-   [[maybe_unused]] const Value former = std::exchange( entry->value_, value ); // see HashMap::set
+   Value next = value; // what copying throws leaves the former value where it is
+   [[maybe_unused]] const Value former = std::exchange( entry->value_, std::move( next ) );
    return held;
 }
 

@@ -24,14 +24,29 @@ void NotifieeConst::isRegisteredNotifieeIs( bool on ) {
    }
    require( !on || isHeld(), { "isHeld()", __LINE__, "QuorNotifiee",
                                "void Quor::NotifieeConst::isRegisteredNotifieeIs(bool)" } );
-   registered_ = on;
-   if( !entity_ ) {
+   if( entity_ && on ) {
+      entity_->notifieeNew( this );
+   } else if( entity_ ) {
+      entity_->notifieeDel( this );
+   }
+   registered_ = on; // last: the list may be refused the memory for one more
+}
+
+/// Into the lists of an entity that it is to be bound to: into all of them, or none.
+void NotifieeConst::join( const Entity &entity, bool counted ) {
+   if( !counted ) {
+      entity.uncounted_.push_back( this );
+   }
+   if( entity_ == &entity || !registered_ ) {
       return;
    }
-   if( on ) {
-      entity_->notifieeNew( this );
-   } else {
-      entity_->notifieeDel( this );
+   try {
+      entity.notifieeNew( this );
+   } catch( ... ) {
+      if( !counted ) {
+         entity.uncounted_.pop_back();
+      }
+      throw;
    }
 }
 
@@ -40,22 +55,17 @@ void NotifieeConst::entityIs( const Entity *entity, Binding binding ) {
    if( entity == entity_ && counted == static_cast<bool>( hold_ ) ) {
       return;
    }
+   if( entity ) {
+      join( *entity, counted ); // first: what may be refused the memory for it
+   }
    // Held to the end: dropping it may destroy the entity that was watched, and with it who knows
    // what.
    const Ptr<const Entity> before = std::move( hold_ );
-   if( entity_ != entity ) {
-      if( entity_ && registered_ ) {
-         entity_->notifieeDel( this );
-      }
-      if( entity && registered_ ) {
-         entity->notifieeNew( this );
-      }
+   if( entity_ && entity_ != entity && registered_ ) {
+      entity_->notifieeDel( this );
    }
    if( entity_ && !before ) {
       std::erase( entity_->uncounted_, this );
-   }
-   if( entity && !counted ) {
-      entity->uncounted_.push_back( this );
    }
    entity_ = entity;
    if( counted ) {

@@ -62,6 +62,7 @@ class NotifieeConst : public PtrInterface {
    friend class NotifieeHold;
    friend class NotifieePass;
 
+   void join( const Entity &entity, bool counted );
    void leave();
    /// Nobody holds the watcher but the notifications that are under way.
    bool isReleased() const noexcept { return !isHeld() || references() == passes_; }
@@ -97,15 +98,24 @@ class NotifieeOf : public Base {
       return Ptr<E>::share( this->entity() == writable_ ? writable_ : nullptr );
    }
    void notifierIs( const Ptr<E> &notifier ) {
-      writable_ = notifier.get();
-      Base::notifierIs( notifier );
+      bind( notifier, [&] { Base::notifierIs( notifier ); } );
    }
    void uncountedNotifierIs( const Ptr<E> &notifier ) {
-      writable_ = notifier.get();
-      Base::uncountedNotifierIs( notifier );
+      bind( notifier, [&] { Base::uncountedNotifierIs( notifier ); } );
    }
 
  private:
+   template <class Bind>
+   void bind( const Ptr<E> &notifier, const Bind &base ) {
+      E *const before = std::exchange( writable_, notifier.get() );
+      try {
+         base();
+      } catch( ... ) { // refused: it stays with the entity that it watches
+         writable_ = before;
+         throw;
+      }
+   }
+
    E *writable_ = nullptr;
 };
 

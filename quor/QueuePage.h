@@ -28,6 +28,10 @@ class QueuePage {
 
    static constexpr Places bit( U32 place ) noexcept { return Places{ 1 } << place; }
 
+   // Of a page in which entries stand: the place of the first one, and of the last.
+   U32 first() const noexcept { return static_cast<U32>( __builtin_ctz( occupied ) ); }
+   U32 last() const noexcept { return kPlaces - 1 - static_cast<U32>( __builtin_clz( occupied ) ); }
+
    /// Nobody holds an entry that stood there.
    bool isFree( U32 place ) const noexcept { return ( users() & bit( place ) ) == 0; }
    /// Of the places, only the queue still has a use for the page.

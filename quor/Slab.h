@@ -37,12 +37,23 @@ class Slab {
                                        ( link % kMostPlaces ) * sizeof( Node ) );
    }
 
+   /// Asks for the memory of the next place, so that take() is not refused it.
+   void prepare() {
+      if( RefCount::isThreadSafe() ) [[unlikely]] {
+         const std::lock_guard lock( mutex_ );
+         prepareAlone();
+      } else {
+         prepareAlone();
+      }
+   }
+
    /// A place without a node.
    Link take() { return RefCount::isThreadSafe() ? takeLocked() : takeAlone(); }
 
-   /// The place has no node any more.
-   void give( Link link ) noexcept {
-      if( RefCount::isThreadSafe() ? giveLocked( link ) : giveAlone( link ) ) [[unlikely]] {
+   /// The place, to which the link leads, has no node any more.
+   void give( Node *place, Link link ) noexcept {
+      if( RefCount::isThreadSafe() ? giveLocked( place, link ) : giveAlone( place, link ) )
+            [[unlikely]] {
          delete this;
       }
    }
@@ -82,19 +93,23 @@ class Slab {
       const std::lock_guard lock( mutex_ );
       return takeAlone();
    }
-   [[gnu::noinline, gnu::cold]] bool giveLocked( Link link ) noexcept {
+   [[gnu::noinline, gnu::cold]] bool giveLocked( Node *place, Link link ) noexcept {
       const std::lock_guard lock( mutex_ );
-      return giveAlone( link );
+      return giveAlone( place, link );
+   }
+
+   void prepareAlone() {
+      if( free_ == 0 && fresh_ == freshEnd_ ) [[unlikely]] {
+         chunkNew();
+      }
    }
 
    Link takeAlone() {
+      prepareAlone();
       Link taken = free_;
       if( taken != 0 ) {
          free_ = freePlace( taken ).next;
       } else {
-         if( fresh_ == freshEnd_ ) [[unlikely]] {
-            chunkNew();
-         }
          taken = fresh_++;
       }
       ++inUse_;
@@ -102,8 +117,8 @@ class Slab {
    }
 
    /// True when the slab has to go.
-   bool giveAlone( Link link ) noexcept {
-      ::new( static_cast<void *>( at( link ) ) ) FreePlace{ free_ };
+   bool giveAlone( Node *place, Link link ) noexcept {
+      ::new( static_cast<void *>( place ) ) FreePlace{ free_ };
       free_ = link;
       return --inUse_ == 0 && isDropped_;
    }

@@ -119,15 +119,21 @@ void traceHelper( const TraceHandle &facility, const char *context, const String
 }
 
 void Trace::start( const TraceHandle &facility, U32 level, const char *source, U32 line,
-                   const char *function ) {
-   message_ = new Message{ facility, level, facility.isLive( level ), source, line, function };
-   message_->text.precision( 12 );
+                   const char *function ) noexcept {
+   try {
+      message_ = new Message{ facility, level, facility.isLive( level ), source, line, function };
+      message_->text.precision( 12 );
+   } catch( const std::bad_alloc & ) { // then without it
+   }
 }
 
 void Trace::emit() noexcept {
    const std::unique_ptr<Message> message( message_ );
-   traceHelper( message->facility, "<unknown>", message->text.str(), message->level, message->live,
-                message->source, message->line, message->function );
+   try {
+      traceHelper( message->facility, "<unknown>", message->text.str(), message->level,
+                   message->live, message->source, message->line, message->function );
+   } catch( const std::bad_alloc & ) { // not worth a stop
+   }
 }
 
 } // namespace Quor

@@ -15,6 +15,7 @@
 #include <atomic>
 #include <functional>
 #include <iosfwd>
+#include <new>
 #include <sstream>
 
 namespace Quor {
@@ -53,7 +54,7 @@ class TraceHandle {
 class TraceFacility {
  public:
    /// `make` gives the one facility, however often and from however many threads it is called.
-   const TraceHandle &get( const TraceHandle &( *make )() ) noexcept {
+   const TraceHandle &get( const TraceHandle &( *make )() ) {
       const TraceHandle *const made = made_.load( std::memory_order_acquire );
       if( made ) [[likely]] {
          return *made;
@@ -96,11 +97,12 @@ extern std::ostream *coverageStream;
 void traceHelper( const TraceHandle &facility, const char *context, const String &message,
                   U32 level, bool live, const char *source, U32 line, const char *function );
 
-/// One trace site. Collects its message while it lives, and emits it when it goes.
+/// One trace site. Collects its message while it lives, and emits it when it goes. What finds no
+/// memory is left out: a trace hinders nothing.
 class Trace {
  public:
    Trace( const TraceHandle &facility, U32 level, const char *source, U32 line,
-          const char *function ) {
+          const char *function ) noexcept {
       if( facility.isLive( level ) || coverageStream ) [[unlikely]] {
          start( facility, level, source, line, function );
       }
@@ -118,7 +120,11 @@ class Trace {
 
    template <class V>
    [[gnu::noinline, gnu::cold]] Trace &operator<<( const V &value ) {
-      message_->text << value;
+      try {
+         message_->text << value;
+      } catch( const std::bad_alloc & ) {
+         message_->text.setstate( std::ios::badbit ); // ends here
+      }
       return *this;
    }
 
@@ -133,7 +139,7 @@ class Trace {
       std::ostringstream text{};
    };
    void start( const TraceHandle &facility, U32 level, const char *source, U32 line,
-               const char *function );
+               const char *function ) noexcept;
    void emit() noexcept;
 
    Message *message_ = nullptr; // nothing but this pointer is touched while the trace is off

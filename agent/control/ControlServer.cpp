@@ -34,6 +34,7 @@ void ControlServer::look() {
 }
 
 void ControlServer::makeSocketAgain() {
+   socket_->forget();
    try {
       auto made = std::make_unique<ControlSocket>( settings_.path, settings_.group,
                                                    ControlSocket::Group::wished );

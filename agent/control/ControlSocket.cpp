@@ -89,7 +89,8 @@ ControlSocket::~ControlSocket() {
 
 bool ControlSocket::isThere() const noexcept {
    struct stat there {};
-   return lstat( path_.c_str(), &there ) == 0 && there.st_dev == device_ && there.st_ino == inode_;
+   return isBound_ && lstat( path_.c_str(), &there ) == 0 && there.st_dev == device_ &&
+          there.st_ino == inode_;
 }
 
 FileDescriptor ControlSocket::take() noexcept {

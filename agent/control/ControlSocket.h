@@ -45,6 +45,9 @@ class ControlSocket {
    bool isGroupsOwn() const noexcept { return isGroupsOwn_; }
    /// Does the file still stand at its path? Costs a look at the file system.
    bool isThere() const noexcept;
+   /// The file is gone for good: what stands at the path from now on is another one's, even if it
+   /// is given the same number.
+   void forget() noexcept { isBound_ = false; }
 
  private:
    void makeFolder() const;

@@ -1,5 +1,7 @@
 #include "agent/input/Rtnetlink.h"
 
+#include "agent/netlink/NetlinkSocket.h"
+
 #include <array>
 #include <chrono>
 #include <libmnl/libmnl.h>
@@ -15,7 +17,13 @@ constexpr std::chrono::milliseconds kRetryDelay{ 100 };
 
 } // namespace
 
-Rtnetlink::Rtnetlink( EventLoop &loop ) : loop_( loop ) {}
+std::unique_ptr<NetlinkSource> Rtnetlink::subscribedSocket() {
+   return std::make_unique<NetlinkSocket>( std::initializer_list<rtnetlink_groups>{
+         RTNLGRP_LINK, RTNLGRP_IPV4_IFADDR, RTNLGRP_IPV6_IFADDR } );
+}
+
+Rtnetlink::Rtnetlink( Events &events, Open open, Stopwatch stopwatch )
+      : events_( events ), open_( std::move( open ) ), stopwatch_( std::move( stopwatch ) ) {}
 
 Rtnetlink::~Rtnetlink() = default;
 
@@ -25,11 +33,11 @@ std::optional<DumpProtocol::Counters> Rtnetlink::counters() const {
 
 void Rtnetlink::start( KernelWatcher &watcher ) {
    // Subscribed from here on, before the first dump is asked for.
-   socket_.emplace( { RTNLGRP_LINK, RTNLGRP_IPV4_IFADDR, RTNLGRP_IPV6_IFADDR } );
+   socket_ = open_();
    // Two sockets that use the same port one after the other do not count from the same number.
-   const auto now = std::chrono::steady_clock::now().time_since_epoch();
+   const auto now = stopwatch_().time_since_epoch();
    protocol_.emplace( socket_->port(), static_cast<Quor::U32>( now.count() / 1000 ), watcher );
-   readable_ = loop_.onReadable( socket_->fd(), [this] { onReadable(); } );
+   readable_ = events_.onReadable( socket_->fd(), [this] { onReadable(); } );
    onDrained();
 }
 
@@ -49,12 +57,12 @@ void Rtnetlink::onReadable() {
 
 bool Rtnetlink::receive() {
    switch( socket_->receive() ) {
-   case NetlinkSocket::Received::nothing:
+   case NetlinkSource::Received::nothing:
       return false;
-   case NetlinkSocket::Received::lost:
+   case NetlinkSource::Received::lost:
       protocol_->overrun();
       break;
-   case NetlinkSocket::Received::datagram:
+   case NetlinkSource::Received::datagram:
       protocol_->datagram( socket_->datagram() );
       break;
    }
@@ -69,7 +77,7 @@ void Rtnetlink::onDrained() {
    }
    if( protocol_->waitsForRetry() && !retryIsSet_ ) {
       retryIsSet_ = true;
-      retry_ = loop_.after( kRetryDelay, [this] {
+      retry_ = events_.after( kRetryDelay, [this] {
          retryIsSet_ = false;
          protocol_->retry();
          onReadable();

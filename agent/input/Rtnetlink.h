@@ -2,10 +2,11 @@
 #ifndef ORLOAGENT_INPUT_RTNETLINK_H
 #define ORLOAGENT_INPUT_RTNETLINK_H
 
-#include "agent/EventLoop.h"
+#include "agent/Clock.h"
+#include "agent/Events.h"
 #include "agent/input/DumpProtocol.h"
 #include "agent/input/Kernel.h"
-#include "agent/netlink/NetlinkSocket.h"
+#include "agent/netlink/NetlinkSource.h"
 
 #include <optional>
 
@@ -15,8 +16,12 @@ namespace OrloAgent {
 /// with CAP_NET_ADMIN its receive buffer may be larger than the system's limit for everybody.
 class Rtnetlink : public Kernel {
  public:
-   /// `loop` must outlive this object.
-   explicit Rtnetlink( EventLoop &loop );
+   using Open = std::function<std::unique_ptr<NetlinkSource>()>;
+
+   /// `events` must outlive this object. `open` gives a socket that is subscribed to links and
+   /// addresses.
+   explicit Rtnetlink( Events &events, Open open = &subscribedSocket,
+                       Stopwatch stopwatch = &steadyTime );
    ~Rtnetlink() override;
 
    void start( KernelWatcher &watcher ) override;
@@ -31,12 +36,15 @@ class Rtnetlink : public Kernel {
    bool receive();
    void onDrained();
    int send( const DumpProtocol::Request &request );
+   static std::unique_ptr<NetlinkSource> subscribedSocket();
 
-   EventLoop &loop_;
-   std::optional<NetlinkSocket> socket_;
+   Events &events_;
+   const Open open_;
+   const Stopwatch stopwatch_;
+   std::unique_ptr<NetlinkSource> socket_;
    std::optional<DumpProtocol> protocol_;
-   EventLoop::Subscription readable_;
-   EventLoop::Subscription retry_;
+   Events::Subscription readable_;
+   Events::Subscription retry_;
    bool retryIsSet_ = false;
 };
 

@@ -2,6 +2,7 @@
 #include "agent/Agent.h"
 #include "agent/Configuration.h"
 #include "agent/EventLoop.h"
+#include "agent/HardwareWaiting.h"
 #include "agent/Privileges.h"
 #include "agent/Service.h"
 #include "agent/control/Control.h"
@@ -13,7 +14,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -64,7 +64,9 @@ class Process {
          complain( file_ + " cannot be read by this user any more: a reload will be refused" );
       }
       agent_.onReady = [this] { Service::ready( status() ); };
-      agent_.programming().onWait = [this]( int fd, Instant next ) { waitForHardware( fd, next ); };
+      agent_.programming().onWait = [this]( int fd, Instant next ) {
+         hardware_.waitFor( fd, next );
+      };
    }
 
    int run() {
@@ -109,27 +111,6 @@ class Process {
       } catch( const std::exception &error ) {
          complain( "cannot serve metrics on " + address + ": " + error.what() );
       }
-   }
-
-   void waitForHardware( int fd, Instant next ) {
-      if( fd != hardwareFd_ ) {
-         hardwareReadable_ = {};
-         hardwareReadable_ = fd < 0 ? EventLoop::Subscription()
-                                    : loop_.onReadable( fd, [this] { agent_.work(); } );
-         hardwareFd_ = fd;
-      }
-      if( next == hardwareNext_ ) {
-         return;
-      }
-      hardwareNext_ = next;
-      const auto delay = std::chrono::duration_cast<std::chrono::microseconds>(
-            std::max( next - steadyTime(), Instant::duration::zero() ) );
-      hardwareTimer_ = next == OrloHelper::HardwareWork::kNever
-                             ? EventLoop::Subscription()
-                             : loop_.after( delay, [this] {
-                                  hardwareNext_ = OrloHelper::HardwareWork::kNever;
-                                  agent_.work();
-                               } );
    }
 
    std::string status() const {
@@ -189,14 +170,11 @@ class Process {
    EventLoop loop_;
    Rtnetlink kernel_;
    Tracing tracing_;
+   HardwareWaiting hardware_{ loop_, &steadyTime, [this] { agent_.work(); } };
    Agent agent_;
    Control control_;
    std::optional<ControlServer> server_;
    std::optional<MetricsServer> metrics_;
-   int hardwareFd_ = -1;
-   Instant hardwareNext_ = OrloHelper::HardwareWork::kNever;
-   EventLoop::Subscription hardwareReadable_;
-   EventLoop::Subscription hardwareTimer_;
 };
 
 } // namespace

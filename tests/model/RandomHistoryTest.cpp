@@ -38,22 +38,6 @@ const std::vector<std::pair<std::size_t, Op::Kind>> kNested{
       { 6, Op::kPublish }, { 6, Op::kWithdraw }, { 4, Op::kJoin },   { 4, Op::kLeave },
       { 1, Op::kRefuse },  { 1, Op::kKeyTrue },  { 1, Op::kKeyDel }, { 1, Op::kMute } };
 
-Operation fitting( Operation operation ) {
-   switch( operation.kind ) {
-   case Op::kKeyTrue:
-   case Op::kKeyFalse:
-   case Op::kKeyDel:
-      operation.intf %= static_cast<U32>( Model::kTables );
-      break;
-   case Op::kResize:
-      operation.intf = 5 * operation.intf + operation.mac - 5;
-      break;
-   default:
-      break;
-   }
-   return operation;
-}
-
 rc::Gen<Operation> operations( const std::vector<std::pair<std::size_t, Op::Kind>> &kinds ) {
    return rc::gen::map(
          rc::gen::build<Operation>(
@@ -71,34 +55,6 @@ rc::Gen<Operation> operations( const std::vector<std::pair<std::size_t, Op::Kind
                rc::gen::set( &Operation::vlan,
                              rc::gen::inRange<U32>( 0, static_cast<U32>( kVlans.size() ) ) ) ),
          fitting );
-}
-
-bool isAboutInterface( const Operation &operation ) {
-   switch( operation.kind ) {
-   case Op::kPublish:
-   case Op::kRefuse:
-   case Op::kWithdraw:
-   case Op::kJoin:
-   case Op::kMute:
-   case Op::kLeave:
-      return true;
-   default:
-      return false;
-   }
-}
-
-/// Most surprises come from what is in work already.
-Step related( Step step ) {
-   for( Operation *const nested : { &step.disturbance.operation, &step.another.operation } ) {
-      if( step.sameIntf && isAboutInterface( step.operation ) && isAboutInterface( *nested ) ) {
-         nested->intf = step.operation.intf;
-      }
-      if( step.sameKey ) {
-         nested->mac = step.operation.mac;
-         nested->vlan = step.operation.vlan;
-      }
-   }
-   return step;
 }
 
 rc::Gen<Disturbance> disturbances() {

@@ -27,6 +27,20 @@ bool leaks() {
 #endif
 }
 
+bool isAboutInterface( const Operation &operation ) {
+   switch( operation.kind ) {
+   case Operation::kPublish:
+   case Operation::kRefuse:
+   case Operation::kWithdraw:
+   case Operation::kJoin:
+   case Operation::kMute:
+   case Operation::kLeave:
+      return true;
+   default:
+      return false;
+   }
+}
+
 /// The pairs that left the table, for who asks whether those that stayed have kept their places.
 class Departures : public VirtualRouterMacTable::NotifieeConst {
  public:
@@ -194,9 +208,42 @@ class Telling {
 
 } // namespace
 
+Operation fitting( Operation operation ) {
+   switch( operation.kind ) {
+   case Operation::kKeyTrue:
+   case Operation::kKeyFalse:
+   case Operation::kKeyDel:
+      operation.intf %= static_cast<U32>( Model::kTables );
+      break;
+   case Operation::kResize:
+      operation.intf = 5 * operation.intf + operation.mac - 5;
+      break;
+   default:
+      break;
+   }
+   return operation;
+}
+
+Step related( Step step ) {
+   for( Operation *const nested : { &step.disturbance.operation, &step.another.operation } ) {
+      if( step.sameIntf && isAboutInterface( step.operation ) && isAboutInterface( *nested ) ) {
+         nested->intf = step.operation.intf;
+      }
+      if( step.sameKey ) {
+         nested->mac = step.operation.mac;
+         nested->vlan = step.operation.vlan;
+      }
+   }
+   return step;
+}
+
+Outcome told( const Story &story ) {
+   return Telling( story ).told();
+}
+
 Outcome tried( const Story &story ) {
    Child child( [&]( int to ) {
-      const Outcome outcome = Telling( story ).told();
+      const Outcome outcome = told( story );
       std::ostringstream text;
       text << outcome.performed << " " << outcome.disturbed << " " << outcome.visited << " "
            << outcome.stopped << "\n"
@@ -218,12 +265,8 @@ Outcome tried( const Story &story ) {
 }
 
 std::string shown( const Story &story ) {
-   constexpr const char *kWalks[] = { "",
-                                      "",
-                                      "walk over the table",
-                                      "walk on over the table",
-                                      "walk over the indexes",
-                                      "walk on over the indexes" };
+   constexpr const char *kWalks[] = { "walk over the table", "walk on over the table",
+                                      "walk over the indexes", "walk on over the indexes" };
    std::string text = "with " + std::to_string( story.world.indexes ) + " indexes:";
    U32 number = 0;
    for( const Step &step : story.steps ) {
@@ -233,7 +276,7 @@ std::string shown( const Story &story ) {
          text += step.what != Step::kPerform ? " " + shown( story.world, step.disturbance ) : "";
          text += step.what == Step::kDisturbTwice ? " " + shown( story.world, step.another ) : "";
       } else {
-         text += kWalks[step.what];
+         text += kWalks[step.what - Step::kWalkTable];
       }
    }
    return text;

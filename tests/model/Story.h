@@ -17,6 +17,12 @@ struct Step {
    bool sameIntf = false, sameKey = false; ///< the disturbance is about what the operation is about
 };
 
+/// Its numbers, as the operation of its kind wants them.
+Operation fitting( Operation operation );
+/// Its disturbances are about what it is about, as far as it says so: most surprises come from what
+/// is in work already.
+Step related( Step step );
+
 struct Story {
    World world;
    std::vector<Step> steps;
@@ -36,6 +42,8 @@ struct Outcome {
 };
 
 Outcome tried( const Story &story );
+/// In this process: what is broken then may end it.
+Outcome told( const Story &story );
 /// One step a line.
 std::string shown( const Story &story );
 

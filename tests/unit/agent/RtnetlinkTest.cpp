@@ -1,5 +1,6 @@
 // The real kernel, as far as anybody may ask it: what it lists of this network namespace.
 #include "agent/input/Rtnetlink.h"
+#include "agent/EventLoop.h"
 #include "agent/input/Devices.h"
 
 #include <gtest/gtest.h>

@@ -7,8 +7,6 @@
 #include "agent/control/Permissions.h"
 #include "types/OrloVrrpSm.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
 #include <optional>
 

@@ -4,6 +4,8 @@
 #include "tests/unit/control/ControlledSystem.h"
 #include "tests/unit/quor/Dice.h"
 
+#include <gtest/gtest.h>
+
 namespace OrloAgent {
 namespace {
 

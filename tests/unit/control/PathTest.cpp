@@ -3,6 +3,8 @@
 
 #include "agent/control/TypedText.h"
 
+#include <gtest/gtest.h>
+
 namespace OrloAgent {
 namespace {
 

@@ -2,6 +2,8 @@
 #include "agent/control/TypedText.h"
 #include "tests/unit/control/ControlledSystem.h"
 
+#include <gtest/gtest.h>
+
 namespace OrloAgent {
 namespace {
 

@@ -1,4 +1,4 @@
-// How often the program has asked for memory, and how much of it is in use.
+// How often the program has asked for memory, how much of it is in use, and when it gets none.
 #ifndef TESTS_UNIT_QUOR_ALLOCATIONCOUNT_H
 #define TESTS_UNIT_QUOR_ALLOCATIONCOUNT_H
 
@@ -10,6 +10,11 @@ namespace Quor {
 std::size_t allocations() noexcept;
 /// What operator new has given and nobody has given back; with what malloc adds to each piece.
 std::size_t allocatedBytes() noexcept;
+
+/// The so many-th call from now on is refused, and no other; 0: none. One thread.
+void refusedAllocationIs( std::size_t number ) noexcept;
+/// A call has been refused since refusedAllocationIs().
+bool isAllocationRefused() noexcept;
 
 } // namespace Quor
 

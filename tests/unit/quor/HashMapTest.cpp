@@ -175,6 +175,33 @@ TEST( HashMap, DoublesItsBucketsWhenThereAreMoreEntriesThanBuckets ) {
    EXPECT_EQ( shelf->map.bucketCount(), 2048u );
 }
 
+TEST( HashMap, TakesBeforehandTheBucketsThatEntriesWillHaveAnyway ) {
+   for( const U32 count : { 0u, 1u, 2u, 3u, 8u, 9u, 1'000u } ) {
+      const Ptr<Shelf> grown = make<Shelf>();
+      const Ptr<Shelf> ready = make<Shelf>();
+      ready->map.set( kOne, 10 );
+      ready->map.reserve( count + 1 );
+      const U32 buckets = ready->map.bucketCount();
+      Dice dice( count );
+      grown->map.set( kOne, 10 );
+      for( U32 number = 0; number < count; ++number ) {
+         const Key key{ dice.any(), number + 10 };
+         grown->map.set( key, number );
+         ready->map.set( key, number );
+      }
+      EXPECT_EQ( ready->map.bucketCount(), buckets ) << count << " entries came";
+      EXPECT_EQ( grown->map.bucketCount(), buckets ) << count << " entries came";
+      auto at = ready->map.begin();
+      for( const auto &entry : grown->map ) {
+         ASSERT_TRUE( at != ready->map.end() );
+         EXPECT_EQ( at->key(), entry.key() );
+         ++at;
+      }
+      ready->map.reserve( 1 ); // never fewer
+      EXPECT_EQ( ready->map.bucketCount(), buckets );
+   }
+}
+
 TEST( HashMap, WalksInAscendingOrderOfTheHashThenOfTheKey ) {
    const Ptr<Shelf> shelf = make<Shelf>();
    for( const Key &key : { Key{ 0xFFFFFFFF, 1 }, Key{ 0x80000000, 9 }, Key{ 0x80000000, 2 },

@@ -169,16 +169,6 @@ TEST( LinkQueueWalk, PassesTheLastKey ) {
               ( Numbers{ kLastKey - 1, kLastKey, 0, 1 } ) );
 }
 
-TEST( LinkQueueWalk, StartsAtAnEntry ) {
-   const Ptr<Line> line = lineAt( { 0, 100, 200 } );
-   Iterator at = line->queue.iteratorAt( *line->queue.find( 100 ) );
-   EXPECT_EQ( at->key(), 100u );
-   ++at;
-   EXPECT_EQ( ( *at ).key(), 200u );
-   ++at;
-   EXPECT_TRUE( at == std::default_sentinel );
-}
-
 TEST( LinkQueueWalk, KeepsItsEntryAndTheOwnerOfTheQueue ) {
    int alive = 0;
    Ptr<Line> line = make<Line>( &alive );

@@ -30,7 +30,7 @@ Links take( const Places::Owned &slab, U32 count ) {
 
 void give( const Places::Owned &slab, const Links &links ) {
    for( const Places::Link link : links ) {
-      slab->give( link );
+      slab->give( slab->at( link ), link );
    }
 }
 
@@ -97,7 +97,7 @@ TEST( Slab, AsksForNothingAsLongAsPlacesComeBack ) {
    const std::size_t before = allocations();
    for( int i = 0; i < 10'000; ++i ) {
       Places::Link &link = links[dice.roll( 5000 )];
-      slab->give( link );
+      slab->give( slab->at( link ), link );
       link = slab->take();
    }
    EXPECT_EQ( allocations(), before );
@@ -109,7 +109,8 @@ TEST( Slab, GoesWithItsOwnerWhenNoPlaceIsInUse ) {
    const std::size_t before = allocatedBytes();
    {
       const Places::Owned slab = Places::make();
-      slab->give( slab->take() );
+      const Places::Link link = slab->take();
+      slab->give( slab->at( link ), link );
       EXPECT_GT( allocatedBytes(), before );
    }
    EXPECT_EQ( allocatedBytes(), before );
@@ -125,14 +126,14 @@ TEST( Slab, OutlivesItsOwnerUntilTheLastPlaceIsGivenBack ) {
       late = slab.take(); // in another chunk than the first ones
       give( owned, early );
    }
-   const Node *const node = ::new( slab.at( late ) ) Node{ 42, 43 };
+   Node *const node = ::new( slab.at( late ) ) Node{ 42, 43 };
    const Places::Link other = slab.take();
    owned = nullptr;
    EXPECT_EQ( node->number, 42u );
-   slab.give( other );
+   slab.give( slab.at( other ), other );
    EXPECT_GT( allocatedBytes(), before );
    EXPECT_EQ( node->more, 43u );
-   Places::of( *node, late ).give( late );
+   Places::of( *node, late ).give( node, late );
    EXPECT_EQ( allocatedBytes(), before );
 }
 
@@ -142,10 +143,13 @@ TEST( Slab, PlacesAreGivenBackByAnotherThread ) {
       const ThreadSafePointers on;
       Places::Owned owned = Places::make();
       Places &slab = *owned;
-      const Links there = take( owned, 20'000 );
+      std::vector<std::pair<Node *, Places::Link>> there;
+      for( const Places::Link link : take( owned, 20'000 ) ) {
+         there.emplace_back( slab.at( link ), link );
+      }
       std::thread other( [&] {
-         for( const Places::Link link : there ) {
-            slab.give( link );
+         for( const auto &[node, link] : there ) {
+            slab.give( node, link );
          }
       } );
       std::set<Places::Link> here;
@@ -153,7 +157,7 @@ TEST( Slab, PlacesAreGivenBackByAnotherThread ) {
          EXPECT_TRUE( here.insert( link ).second ) << link << " was handed out twice";
       }
       for( const Places::Link link : here ) {
-         slab.give( link );
+         slab.give( slab.at( link ), link );
       }
       owned = nullptr; // the other one may be the last
       other.join();
