@@ -1,0 +1,554 @@
+#include "tests/simulator/History.h"
+
+#include "tests/simulator/module/SimulatedModule.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace Simulator {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+namespace {
+
+/// Longer than anybody waits before something is tried again.
+constexpr seconds kPatience{ 45 };
+constexpr U64 kMostCallbacks = 20'000;
+
+} // namespace
+
+History::History( U64 seed, U32 steps )
+      : seed_( seed ), steps_( steps ), random_( seed ), kernel_( random_, trace_ ),
+        world_( random_, kernel_, trace_ ), chip_( random_, trace_ ),
+        plan_( Plan::first( random_ ) ), file_( plan_.text() ), loop_( random_, [this]( int fd ) {
+           return fd == 3 ? kernel_.isReadable() : chip_.hasNews();
+        } ) {
+   SimulatedModule::make = [this]( const OrloHelper::HelperSettings &settings ) {
+      return chip_.helper( settings );
+   };
+   kernel_.onChange = [this] { kernelChanged(); };
+   kernel_.onReceive = [this] { othersHaveTheirTurn(); };
+   fewestIndexes_ = plan_.indexes;
+}
+
+History::~History() {
+   agent_.reset();
+   SimulatedModule::make = {};
+}
+
+void History::run() {
+   try {
+      world_.begins( loop_.now() );
+      starts();
+      settle();
+      for( step_ = 1; step_ <= steps_; ++step_ ) {
+         step();
+      }
+      settle();
+      agent_.reset();
+      if( loop_.subscriptions() != 0 ) {
+         violated( "somebody waits for something after the agent has gone" );
+      }
+   } catch( const Violation & ) {
+      throw;
+   } catch( const std::exception &error ) {
+      violated( std::string( "thrown: " ) + error.what() );
+   }
+}
+
+void History::step() {
+   const U64 what = random_.below( 100 );
+   if( what < 50 ) {
+      world_.happens( loop_.now() );
+   } else if( what < 66 ) {
+      timePasses();
+   } else if( what < 74 ) {
+      clientAsks();
+   } else if( what < 78 ) {
+      reloads();
+   } else if( what < 84 ) {
+      hardwareFault();
+   } else if( what < 87 ) {
+      dies( random_.chance( 300 ) ? "stopped" : "killed" );
+   } else if( what < 89 ) {
+      chip_.diesAfter( random_.between( 1, 6 ) );
+   } else if( what < 91 ) {
+      kernel_.refuses( static_cast<U32>( random_.between( 1, 3 ) ) );
+      isFaulty_ = true;
+   } else if( what < 93 ) {
+      kernel_.capacityIs( random_.chance( 500 ) ? random_.between( 600, 4000 ) : 1 << 20 );
+   } else if( what < 94 ) {
+      wall_ += seconds( random_.between( 0, 200'000'000 ) ) - seconds( 100'000'000 );
+   } else {
+      settle();
+   }
+   if( random_.chance( 600 ) ) {
+      letItRun();
+   }
+}
+
+// What happens.
+
+void History::advance( Instant::duration time ) {
+   letItRun();
+   const Instant end = loop_.now() + time;
+   while( loop_.now() < end ) {
+      const Instant next =
+            std::max( loop_.now(), std::min( { end, loop_.next(), world_.next() } ) );
+      loop_.pass( next - loop_.now() );
+      world_.catchUp( loop_.now() );
+      letItRun();
+   }
+}
+
+void History::timePasses() {
+   const U64 how = random_.below( 10 );
+   const bool isTried = chip_.faults.any(); // again and again: days of that show nothing new
+   advance( how < 4              ? milliseconds( random_.below( 1000 ) )
+            : how < 7 || isTried ? milliseconds( random_.below( 60'000 ) )
+                                 : seconds( random_.below( 10 * 86'400 ) ) );
+}
+
+void History::hardwareFault() {
+   Chip::Faults &faults = chip_.faults;
+   switch( random_.below( 10 ) ) {
+   case 0:
+      faults.takesNothing = true;
+      break;
+   case 1:
+      faults.keepsEverything = true;
+      break;
+   case 2:
+      faults.throws = true;
+      break;
+   case 3:
+      faults.isUnreadable = true;
+      break;
+   case 4:
+      faults.cannotBeOpened = true;
+      break;
+   case 5:
+      faults.atOnce = 1;
+      break;
+   case 6:
+   case 7:
+      if( !chip_.slots().empty() ) {
+         const U32 index = random_.pick( chip_.slots() ).first;
+         const bool isTold = random_.chance( 700 );
+         chip_.loses( index, isTold );
+         lost_.insert( index );
+         mustRepair_ = mustRepair_ || !isTold;
+         isFaulty_ = true;
+      }
+      return;
+   default:
+      trace_.line( "chip: in order" );
+      faults = {};
+      if( random_.chance( 500 ) ) {
+         chip_.tellsToTryAgain();
+      }
+      return;
+   }
+   faults.doesHalves = random_.chance( 500 );
+   trace_.line( "chip: a fault" );
+   isFaulty_ = true;
+}
+
+void History::clientAsks() {
+   if( !isUp() ) {
+      return;
+   }
+   ++figures_.requests;
+   static const std::vector<std::pair<std::string, Json>> requests{
+         { "show", Json::object() },
+         { "show pairs", Json::object() },
+         { "show waiting", Json::object() },
+         { "show slots", Json::object() },
+         { "show interfaces", Json::object() },
+         { "metrics", Json::object() },
+         { "audit", Json::object() },
+         { "audit", { { "repair", true } } },
+         { "list", Json::object() },
+         { "list", { { "path", "vrrpSm" } } },
+         { "get", { { "path", "vrrpSm" } } },
+         { "get", { { "path", "virtualRouterMacTable" } } },
+         { "complete", { { "prefix", "vrrp" } } },
+         { "explain", { { "vlan", 10 }, { "mac", "00:00:5e:00:01:33" } } },
+         { "explain", { { "vlan", 21 }, { "mac", "00:00:5e:00:02:34" } } },
+         { "nonsense", Json::object() } };
+   event( [this] {
+      if( random_.chance( 200 ) ) {
+         trace_.line( agent_->follow( "watch", Json::object() ).dump() );
+      } else if( agent_->hasFollowers() && random_.chance( 300 ) ) {
+         agent_->hangUp();
+      } else {
+         const auto &[command, arguments] = random_.pick( requests );
+         const Json answer = agent_->ask( command, arguments, random_.chance( 800 ) );
+         trace_.line( "client: " + command + ": " + answer.dump() );
+      }
+   } );
+}
+
+void History::reloads() {
+   const Plan before = plan_;
+   const std::string text = file_;
+   const Plan next = plan_.next( random_ );
+   file_ = random_.chance( 100 ) ? next.text() + "}" : next.text();
+   trace_.line( "reload: " + file_ );
+   if( !isUp() ) { // whoever starts next reads it
+      const bool isGood = file_ == next.text();
+      file_ = isGood ? file_ : text;
+      plan_ = isGood ? next : before;
+   } else {
+      ++figures_.reloads;
+      if( next.indexes != plan_.indexes ) {
+         isSameLine_ = false;
+      }
+      event( [&] {
+         const Json answer = agent_->ask( "reload", Json::object(), true );
+         trace_.line( answer.dump() );
+         if( answer.contains( "error" ) ) {
+            file_ = text;
+         } else {
+            plan_ = next;
+         }
+         fewestIndexes_ = std::min( fewestIndexes_, next.indexes );
+         kernelChanged();
+      } );
+   }
+   fewestIndexes_ = std::min( fewestIndexes_, plan_.indexes );
+   kernelChanged();
+}
+
+/// In the middle of the agent's reading: the kernel goes on, or the agent is killed.
+void History::othersHaveTheirTurn() {
+   if( random_.chance( 60 ) ) {
+      world_.happens( loop_.now() );
+   }
+   if( random_.chance( 3 ) ) {
+      throw Crash();
+   }
+}
+
+void History::starts() {
+   trace_.line( "the agent starts" );
+   ++figures_.starts;
+   chip_.lives();
+   isSameLine_ = false;
+   try {
+      agent_ = std::make_unique<RunningAgent>( RunningAgent::Surroundings{
+            loop_, kernel_, file_, [this] {
+               return wall_ + std::chrono::floor<seconds>( loop_.now().time_since_epoch() );
+            } } );
+   } catch( const OrloAgent::LibraryError &error ) { // the hardware
+      trace_.line( error.what() );
+      if( !chip_.faults.cannotBeOpened ) {
+         violated( std::string( "does not start: " ) + error.what() );
+      }
+   }
+}
+
+/// What it leaves undone stays so.
+void History::dies( const char *how ) {
+   if( isUp() ) {
+      trace_.line( std::string( "the agent is " ) + how );
+      ++figures_.crashes;
+      agent_.reset();
+   }
+   chip_.lives();
+}
+
+/// Starts what has ended.
+void History::supervise() {
+   if( isUp() && ( agent_->isLost() || chip_.isDead() ) ) {
+      dies( "gone" );
+   }
+   if( !isUp() && random_.chance( 300 ) ) {
+      starts();
+   }
+}
+
+// The agent's events.
+
+template <class Action>
+void History::event( const Action &action ) {
+   const auto before = chip_.slots();
+   chip_.takeChanges();
+   try {
+      action();
+   } catch( const Crash & ) {
+      dies( "killed while it reads" );
+   }
+   afterEvent( before );
+}
+
+void History::afterEvent( const std::map<U32, Chip::Slot> &before ) {
+   const std::vector<Chip::Change> changes = chip_.takeChanges();
+   if( isUp() && !chip_.isDead() ) {
+      trace_.line( agent_->said() );
+      checkWrites( before, changes );
+   }
+   if( isUp() && ( chip_.isDead() || agent_->isLost() ) ) {
+      dies( chip_.isDead() ? "killed between two writes" : "without its hardware" );
+   }
+}
+
+void History::letItRun() {
+   supervise();
+   for( U64 calls = 0; isUp(); ++calls ) {
+      if( calls > kMostCallbacks ) {
+         violated( "the agent does not come to rest" );
+      }
+      bool hasRun = false;
+      event( [&] { hasRun = loop_.runOne(); } );
+      if( !hasRun ) {
+         break;
+      }
+   }
+   checkHardware();
+}
+
+// The rules.
+
+void History::violated( const std::string &what ) const {
+   std::string held;
+   for( const auto &[index, slot] : chip_.slots() ) {
+      held += " " + std::to_string( index ) + "=" + text( slot.pair );
+   }
+   throw Violation( "seed " + std::to_string( seed_ ) + ", step " + std::to_string( step_ ) + ": " +
+                    what + "\n   the hardware holds" + held + "\n" + trace_.lastLines() );
+}
+
+void History::kernelChanged() {
+   const Wanted now = wanted( kernel_, plan_ );
+   std::erase_if( stays_, [&]( const Pair &pair ) { return !now.certain.contains( pair ); } );
+}
+
+void History::checkWrites( const std::map<U32, Chip::Slot> &before,
+                           const std::vector<Chip::Change> &changes ) {
+   if( !chip_.violation().empty() ) {
+      violated( chip_.violation() );
+   }
+   // What the hardware has lost is put back first, also when it goes right after that.
+   const auto isLost = [this]( U32 index ) { return lost_.contains( index ); };
+   std::size_t differences = 0;
+   const auto &after = chip_.slots();
+   for( const auto &[index, slot] : before ) {
+      const auto at = after.find( index );
+      const bool isGone = at == after.end() || at->second.pair != slot.pair;
+      differences += isGone && !isLost( index ) ? 1 : 0;
+   }
+   for( const auto &[index, slot] : after ) {
+      const auto at = before.find( index );
+      const bool isNew = at == before.end() || at->second != slot;
+      differences += isNew && !isLost( index ) ? 1 : 0;
+   }
+   const auto counted = static_cast<std::size_t>(
+         std::count_if( changes.begin(), changes.end(),
+                        [&]( const Chip::Change &change ) { return !isLost( change.index ); } ) );
+   if( counted > differences && !chip_.faults.any() ) {
+      violated( std::to_string( counted ) + " writes for " + std::to_string( differences ) +
+                " differences" );
+   }
+   if( chip_.isEverythingExcused() ) {
+      return;
+   }
+   for( const Chip::Change &change : changes ) {
+      const auto at = programmed_.find( change.index );
+      if( at != programmed_.end() && at->second == change.pair && stays_.contains( change.pair ) &&
+          change.index < fewestIndexes_ && !lost_.contains( change.index ) ) {
+         violated( "a pair was touched that has been wanted all the time: " + text( change.pair ) );
+      }
+   }
+}
+
+/// Without any time to wait for.
+void History::checkHardware() {
+   if( !isUp() || !agent_->agent().isReady() || isFaulty_ || chip_.faults.any() || mustRepair_ ) {
+      return;
+   }
+   ++figures_.checks;
+   const Wanted now = wanted( kernel_, plan_ );
+   std::set<Pair> held;
+   for( const auto &[index, slot] : chip_.slots() ) {
+      if( index >= plan_.indexes || !slot.isWhole || !held.insert( slot.pair ).second ) {
+         violated( "the hardware holds what it should not: " + text( slot.pair ) );
+      }
+      if( !now.possible.contains( slot.pair ) ) {
+         violated( "nobody wants " + text( slot.pair ) );
+      }
+   }
+   if( held.size() < std::min<std::size_t>( now.certain.size(), plan_.indexes ) ) {
+      violated( std::to_string( held.size() ) + " pairs of " +
+                std::to_string( now.certain.size() ) + " with " + std::to_string( plan_.indexes ) +
+                " indexes" );
+   }
+}
+
+std::vector<Pair> History::line() {
+   std::vector<Pair> all;
+   const auto vrrpSm = agent_->agent().programming().vrrpSm();
+   for( const auto &entry : vrrpSm->macsNeedingVirtualRouterIndexes() ) {
+      all.push_back( entry.value() );
+   }
+   return all;
+}
+
+/// Who waited already waits before who came later, and has been served before.
+void History::checkLine() {
+   const std::vector<Pair> now = line();
+   if( isSameLine_ ) {
+      std::vector<Pair> waitedOn;
+      std::set<Pair> unknown; // gone for a moment, of which the agent may not have heard
+      for( const Pair &pair : line_ ) {
+         if( stays_.contains( pair ) ) {
+            waitedOn.push_back( pair );
+         } else {
+            unknown.insert( pair );
+         }
+      }
+      std::vector<Pair> still;
+      for( const Pair &pair : waitedOn ) {
+         if( std::find( now.begin(), now.end(), pair ) != now.end() ) {
+            still.push_back( pair );
+         }
+      }
+      std::vector<Pair> known;
+      std::copy_if( now.begin(), now.end(), std::back_inserter( known ),
+                    [&]( const Pair &pair ) { return !unknown.contains( pair ); } );
+      const bool isServedInTurn = std::equal( still.rbegin(), still.rend(), waitedOn.rbegin() ) &&
+                                  still.size() <= known.size() &&
+                                  std::equal( still.begin(), still.end(), known.begin() );
+      if( !isServedInTurn ) {
+         violated( "the line is out of order" );
+      }
+   }
+   line_ = now;
+   isSameLine_ = true;
+}
+
+void History::checkAnswers( const Wanted &now ) {
+   const Json audit = agent_->ask( "audit", Json::object(), false );
+   if( audit.value( "left", 1 ) != 0 ) {
+      violated( "the audit finds " + audit.dump() );
+   }
+   const Json shown = agent_->ask( "show", Json::object(), false );
+   const U64 programmed = chip_.slots().size();
+   if( shown["pairs"]["wanted"] != now.certain.size() ||
+       shown["pairs"]["programmed"] != programmed ||
+       shown["pairs"]["waiting"] != now.certain.size() - programmed || shown["mismatches"] != 0 ||
+       shown["refused"] != 0 || shown["slots"]["total"] != plan_.indexes ) {
+      violated( "orloctl would show " + shown.dump() );
+   }
+}
+
+/// What is wrong ends, everybody gets the time that is needed, and then everything is in order.
+void History::settle() {
+   trace_.line( "settle" );
+   chip_.faults = {};
+   chip_.lives();
+   kernel_.refuses( 0 );
+   if( !isUp() ) {
+      starts();
+   }
+   advance( kPatience );
+   while( !isUp() || !agent_->agent().isReady() ) { // killed meanwhile
+      if( !isUp() ) {
+         starts();
+      }
+      advance( kPatience );
+   }
+   if( mustRepair_ ) { // nobody told the agent
+      event( [this] {
+         trace_.line( agent_->ask( "audit", { { "repair", true } }, true ).dump() );
+      } );
+      mustRepair_ = false;
+      advance( kPatience );
+      if( !isUp() ) {
+         return;
+      }
+   }
+   isFaulty_ = false;
+   checkHardware();
+   const Wanted now = wanted( kernel_, plan_ );
+   if( now.certain != now.possible ) {
+      return; // reading has let something happen at the last moment
+   }
+   checkLine();
+   std::set<Pair> all( line_.begin(), line_.end() );
+   for( const auto &[index, slot] : chip_.slots() ) {
+      all.insert( slot.pair );
+   }
+   if( all != now.certain || all.size() != line_.size() + chip_.slots().size() ) {
+      violated( "what is programmed and what waits is not what is wanted" );
+   }
+   checkAnswers( now );
+   programmed_.clear();
+   for( const auto &[index, slot] : chip_.slots() ) {
+      programmed_.emplace( index, slot.pair );
+   }
+   stays_ = now.certain;
+   fewestIndexes_ = plan_.indexes;
+   lost_.clear();
+   chip_.forgetExcuses();
+   chip_.excuseNothing();
+}
+
+// Figures.
+
+Figures History::figures() const {
+   Figures all = figures_;
+   all.histories = 1;
+   all.steps = steps_;
+   all.happenings = world_.happenings();
+   all.datagrams = kernel_.datagrams();
+   all.overruns = kernel_.overruns();
+   all.interruptions = kernel_.interruptions();
+   all.callbacks = loop_.calls();
+   all.writes = chip_.writes();
+   all.refusals = chip_.refusals();
+   all.years =
+         std::chrono::duration<double, std::ratio<31'556'952>>( loop_.now().time_since_epoch() )
+               .count();
+   return all;
+}
+
+Figures &Figures::operator+=( const Figures &other ) {
+   histories += other.histories;
+   steps += other.steps;
+   happenings += other.happenings;
+   datagrams += other.datagrams;
+   overruns += other.overruns;
+   interruptions += other.interruptions;
+   callbacks += other.callbacks;
+   requests += other.requests;
+   reloads += other.reloads;
+   starts += other.starts;
+   crashes += other.crashes;
+   writes += other.writes;
+   refusals += other.refusals;
+   checks += other.checks;
+   years += other.years;
+   return *this;
+}
+
+std::string Figures::text() const {
+   std::array<char, 600> text{};
+   std::snprintf(
+         text.data(), text.size(),
+         "%llu histories, %.1f years: %llu happenings, %llu datagrams, %llu lost, %llu "
+         "interrupted, %llu callbacks, %llu requests, %llu reloads, %llu starts, %llu "
+         "crashes, %llu writes, %llu refusals, %llu checks",
+         static_cast<unsigned long long>( histories ), years,
+         static_cast<unsigned long long>( happenings ),
+         static_cast<unsigned long long>( datagrams ), static_cast<unsigned long long>( overruns ),
+         static_cast<unsigned long long>( interruptions ),
+         static_cast<unsigned long long>( callbacks ), static_cast<unsigned long long>( requests ),
+         static_cast<unsigned long long>( reloads ), static_cast<unsigned long long>( starts ),
+         static_cast<unsigned long long>( crashes ), static_cast<unsigned long long>( writes ),
+         static_cast<unsigned long long>( refusals ), static_cast<unsigned long long>( checks ) );
+   return text.data();
+}
+
+} // namespace Simulator

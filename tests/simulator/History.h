@@ -1,0 +1,127 @@
+// One history of a switch with its agents: everything that happens follows from the seed.
+#ifndef TESTS_SIMULATOR_HISTORY_H
+#define TESTS_SIMULATOR_HISTORY_H
+
+#include "tests/simulator/Chip.h"
+#include "tests/simulator/Plan.h"
+#include "tests/simulator/RunningAgent.h"
+#include "tests/simulator/World.h"
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+
+namespace Simulator {
+
+/// A rule that was broken; what() says which, where, and what happened before.
+class Violation : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
+/// Figures of one or more histories.
+struct Figures {
+   U64 histories = 0;
+   U64 steps = 0;
+   U64 happenings = 0; ///< of links and daemons
+   U64 datagrams = 0;
+   U64 overruns = 0;
+   U64 interruptions = 0;
+   U64 callbacks = 0;
+   U64 requests = 0;
+   U64 reloads = 0;
+   U64 starts = 0;
+   U64 crashes = 0;
+   U64 writes = 0;
+   U64 refusals = 0;
+   U64 checks = 0;
+   double years = 0; ///< of simulated time
+
+   Figures &operator+=( const Figures &other );
+   std::string text() const;
+};
+
+/// Lives from begin to end in run(). What is checked, whenever the agent has nothing to do:
+///
+///    - the hardware holds what is wanted, or as much of it as there are indexes, and the rest
+///      waits in the order in which it came;
+///    - nothing was written that did not have to be: within an event each write is a difference
+///      between before and after; a pair that stays wanted is not touched, also by restarts;
+///    - the agent's own audit and figures say the same.
+///
+/// While the hardware refuses or news are lost this holds again as soon as that is over.
+class History {
+ public:
+   explicit History( U64 seed, U32 steps = 200 );
+   ~History();
+   History( const History & ) = delete;
+   History &operator=( const History & ) = delete;
+
+   /// Throws Violation.
+   void run();
+   U64 digest() const noexcept { return trace_.digest(); }
+   Figures figures() const;
+
+ private:
+   struct Crash {}; ///< of the agent, in the middle of something
+
+   // What happens.
+   void step();
+   void timePasses();
+   void advance( Instant::duration time );
+   void hardwareFault();
+   void clientAsks();
+   void reloads();
+   void supervise();
+   void starts();
+   void dies( const char *how );
+   void othersHaveTheirTurn();
+
+   // The agent's events.
+   template <class Action>
+   void event( const Action &action );
+   void afterEvent( const std::map<U32, Chip::Slot> &before );
+   void letItRun();
+   bool isUp() const { return agent_ != nullptr; }
+
+   // The rules.
+   void kernelChanged();
+   void checkWrites( const std::map<U32, Chip::Slot> &before,
+                     const std::vector<Chip::Change> &changes );
+   void checkHardware();
+   void settle();
+   void checkLine();
+   void checkAnswers( const Wanted &now );
+   std::vector<Pair> line();
+   [[noreturn]] void violated( const std::string &what ) const;
+
+   const U64 seed_;
+   const U32 steps_;
+   Random random_;
+   Trace trace_;
+   SimulatedKernel kernel_;
+   World world_;
+   Chip chip_;
+   Plan plan_;
+   std::string file_; // the configuration
+   SimulatedLoop loop_;
+   OrloAgent::Time wall_{ std::chrono::seconds( 1'800'000'000 ) }; // at the loop's time 0
+   std::unique_ptr<RunningAgent> agent_;
+
+   // Since everything was last in order.
+   std::map<U32, Pair> programmed_; // then
+   std::set<Pair> stays_;           // wanted all the time
+   std::vector<Pair> line_;         // then
+   bool isSameLine_ = false;        // no programmer has started since
+   U32 fewestIndexes_ = 0;
+   std::set<U32> lost_; // indexes that the hardware lost
+   bool mustRepair_ = false;
+   bool isFaulty_ = false; // the hardware, or the kernel
+
+   U64 step_ = 0;
+   Figures figures_;
+};
+
+} // namespace Simulator
+
+#endif
