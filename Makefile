@@ -11,8 +11,8 @@ help:
 	@echo "                       pairs appearing in the hardware table"
 	@echo "make run CONFIG=FILE   set up, build, and run the agent on your own configuration"
 	@echo "make test              set up, build, and run every test; ends with one line of totals"
-	@echo "make soak              the long runs: every history of 5 operations, 100 kills under traffic, 100 fail-overs,"
-	@echo "                       a kill before each single write"
+	@echo "make soak              the long runs, 10 minutes or MINUTES=N in all: histories against the rules, fuzzing,"
+	@echo "                       kills under traffic, fail-overs, and a switch's whole life at random (SEED=S)"
 	@echo "make bench             set up, build, and measure the product beside hand-written code (docs/performance.md)"
 	@echo "make bench-quick       the most important of it, in under a minute"
 	@echo "make bench-adds        set up, build, and measure how fast the hardware is programmed (docs/performance.md)"
@@ -40,9 +40,8 @@ run: setup
 test: build build-sanitize build-fuzz
 	@scripts/test release sanitize
 
-soak: build
-	@ORLO_HISTORY_LENGTH=5 ORLO_RANDOM_CASES=50000 build/release/tests/model/model_tests --gtest_brief=1
-	@ORLO_KILLS=100 ORLO_FAIL_OVERS=100 ORLO_KILL_STEP=1 ORLO_KERNEL_LIMIT=5400 tests/system/run undisturbed killed. failover
+soak: build build-fuzz
+	@scripts/soak $(if $(MINUTES),--minutes $(MINUTES)) $(if $(SEED),--seed $(SEED))
 
 BENCHES = bench_pipeline bench_memory bench_containers bench_framework
 

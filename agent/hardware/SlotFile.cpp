@@ -13,6 +13,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <utility>
 #include <vector>
 
 namespace OrloAgent {
@@ -146,6 +147,7 @@ SlotFile::SlotFile( const std::string &path, U32 count, const Notice &notice, Si
    } else {
       make();
    }
+   known_.assign( words_ + kHeaderWords, words_ + kHeaderWords + count_ );
 }
 
 SlotFile::~SlotFile() {
@@ -185,9 +187,7 @@ void SlotFile::openLocked() {
                      : "" );
       }
       // Whoever held the lock until now may have set the file aside.
-      struct stat named {};
-      if( stat( path_.c_str(), &named ) == 0 && named.st_dev == opened.st_dev &&
-          named.st_ino == opened.st_ino ) {
+      if( stands() ) {
          return;
       }
    }
@@ -249,9 +249,51 @@ void SlotFile::make() {
    }
    allocate( count_ );
    map( count_ );
+   storeHeader();
+}
+
+void SlotFile::storeHeader() noexcept {
    store( words_[kVersionWord], kVersion );
    store( words_[kCountWord], countWord( count_ ) );
    store( words_[kMagicWord], kMagic ); // from here on it is a table
+}
+
+bool SlotFile::isWhole() const noexcept {
+   return lengthOf( file_.get() ) >= bytes_;
+}
+
+void SlotFile::needWhole() const {
+   if( !isWhole() ) {
+      throw HardwareError( "somebody has cut the slot table " + path_ + " short" );
+   }
+}
+
+/// At its path, and not another file.
+bool SlotFile::stands() const noexcept {
+   struct stat opened {};
+   struct stat named {};
+   return fstat( file_.get(), &opened ) == 0 && stat( path_.c_str(), &named ) == 0 &&
+          named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+void SlotFile::mend( const Notice &notice ) {
+   const bool isThere = stands();
+   if( isThere && isWhole() ) {
+      return;
+   }
+   if( !isThere ) {
+      SlotFile other( path_, count_, notice );
+      std::swap( file_, other.file_ );
+      std::swap( words_, other.words_ );
+      std::swap( bytes_, other.bytes_ );
+   }
+   allocate( count_ );
+   for( U32 index = 0; index < count_; ++index ) {
+      store( words_[kHeaderWords + index], known_[index] );
+   }
+   storeHeader();
+   notice( "somebody has " + std::string( isThere ? "cut short" : "removed or replaced" ) +
+           " the slot table " + path_ + ": it is made again as it was" );
 }
 
 void SlotFile::resize( const Notice &notice, Size size ) {
@@ -348,6 +390,7 @@ void SlotFile::write( U32 index, U64 word ) noexcept {
    Failpoint::hit( "a slot" );
    store( words_[kWritesWord], writes() + 1 );
    store( words_[kHeaderWords + index], word );
+   known_[index] = word;
 }
 
 } // namespace OrloAgent

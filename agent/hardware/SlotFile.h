@@ -31,8 +31,12 @@
 namespace OrloAgent {
 
 /// Belongs to one process at a time (flock(2)). Writes go to the page cache: they survive the
-/// process, not a crash of the machine. Somebody who truncates the file under a running agent stops
-/// it.
+/// process, not a crash of the machine. Costs 8 bytes a slot beside the file.
+///
+/// Somebody may cut the file short, or remove it, under the running process. Who asks isWhole()
+/// before looks and writes is told, and mend() puts the table back. What falls into the instant
+/// between the two meets SIGBUS: the next process then finds the file broken, sets it aside and
+/// begins anew.
 class SlotFile {
  public:
    /// Hears what the administrator has to know of a file that was not as it should be.
@@ -61,7 +65,16 @@ class SlotFile {
    /// How often a slot has been written or freed since the file was made; all processes together.
    Quor::U64 writes() const noexcept;
 
-   // `index` is less than count().
+   /// Is the file as long as it has to be? Costs a system call.
+   bool isWhole() const noexcept;
+   /// Throws HardwareError, with the reason, unless it is.
+   void needWhole() const;
+   /// When somebody has cut the file short, removed or replaced it: makes it again, with what this
+   /// process has found and written, and tells. Costs two system calls when there is nothing to do.
+   /// Throws HardwareError.
+   void mend( const Notice &notice );
+
+   // `index` is less than count(), the file is whole.
    /// Nothing when the slot is free. The VLAN is 0 to 4095; nothing is known of the MAC.
    std::optional<Pair> slot( Quor::U32 index ) const noexcept;
    /// Has the pair been put there as a foreign one?
@@ -88,11 +101,15 @@ class SlotFile {
    [[noreturn]] void fail( const std::string &doing, int error,
                            const std::string &advice = {} ) const;
 
+   bool stands() const noexcept;
+   void storeHeader() noexcept;
+
    const std::string path_;
    Quor::U32 count_;
    FileDescriptor file_;
-   Quor::U64 *words_ = nullptr; // the mapped file
-   std::size_t bytes_ = 0;      // of it
+   Quor::U64 *words_ = nullptr;   // the mapped file
+   std::size_t bytes_ = 0;        // of it
+   std::vector<Quor::U64> known_; // the slots, as this process has found and written them
 };
 
 } // namespace OrloAgent

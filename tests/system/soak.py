@@ -30,13 +30,14 @@ import time
 from agent import Agent
 from daemons import Instance, Keepalived, mac
 from hardware import EbpfHardware, MemoryHardware
-from lab import Lab, Timeout, wait_until
+from lab import Lab, wait_until
 from orloctl import Client, Orloctl
 from routed_lab import TaggedLab
 
 VIRTUAL_MAC = re.compile(r'00:00:5e:00:0[12]:(?!00)[0-9a-f]{2}$')
 GROWTH = 8 * 1024  # kB that an agent may have more than at its first quiet point: 16 clients' room
 STANDS_STILL = 0.6  # seconds without a change of the kernel's devices: longer than keepalived takes to miss its master
+LONG = 60.0  # seconds; what takes longer will never happen
 STAYS = 51
 
 
@@ -62,7 +63,7 @@ def wanted(switch, interfaces):
 
 
 class SoakedAgent(Agent):
-    patience = 30.0  # the machine may be busy with other things
+    patience = 60.0  # the machine may be busy with other things
 
 
 class Side:
@@ -77,13 +78,14 @@ class Side:
         self.soak, self.dice, self.tally = soak, soak.dice, soak.tally
         self.switch, self.hardware = switch, hardware
         self.routers = {}  # made by hand, without a daemon: SVI and VRID, by the name of the device
-        self.interfaces = self.deal()
+        self.interfaces = self.first()
         self.indexes = self.dice.randint(8, self.most_indexes)
         self.agent = SoakedAgent(switch, indexes=self.indexes, interfaces=self.interfaces, hardware=hardware)
         self.ctl = Orloctl(self.agent.socket)
         self.clients = []
         self.begin_measuring()
         self.is_anew = False  # another number of indexes since the last quiet point
+        self.wanted = None
 
     def happenings(self):
         """What can happen, and how often compared with the others."""
@@ -130,6 +132,10 @@ class Side:
 
     # The configuration
 
+    def first(self):
+        """The interfaces at the beginning."""
+        return self.deal()
+
     def deal(self):
         """VLANs for every SVI, each VLAN for one of them at most; now and then an SVI is left out."""
         free = list(self.spare)
@@ -167,7 +173,7 @@ class Side:
         by_signal = self.dice.random() < 0.5
         if by_signal:
             self.agent.process.send(signal.SIGHUP)
-            self.agent.process.wait_line(lambda line: line.startswith(word), f'{word} after SIGHUP', 20.0, begin)
+            self.agent.process.wait_line(lambda line: line.startswith(word), f'{word} after SIGHUP', LONG, begin)
         else:
             status, _, errors = self.ctl.run('reload')
             if (status == 0) != (word == 'reloaded'):
@@ -270,33 +276,27 @@ class Side:
     def lose_socket(self):
         """Somebody removes the control socket: it comes back."""
         os.unlink(self.agent.socket)
-        wait_until(lambda: os.path.exists(self.agent.socket), 'the control socket is back', 20.0,
+        wait_until(lambda: os.path.exists(self.agent.socket), 'the control socket is back', LONG,
                    self.agent.process.report)
         self.tally['control sockets removed'] += 1
 
     # Quiet points
 
-    def settle(self):
-        """Waits until the kernel's devices stand still, and the hardware has what they want."""
-        seen = None
+    def stands_still(self):
+        """Do the kernel's devices want what they wanted when this was asked before?"""
+        before, self.wanted = self.wanted, wanted(self.switch, self.interfaces)
+        return before == self.wanted
 
-        def still():
-            nonlocal seen
-            now = wanted(self.switch, self.interfaces)
-            came, seen = now != seen, now
-            return not came and self.is_right(now)
-        try:
-            wait_until(still, 'the hardware holds what is wanted', 20.0, every=STANDS_STILL)
-        except Timeout as error:
-            held = self.hardware.entries()
-            raise Violation(f'{error}\n{self.indexes} indexes, wanted {sorted(seen)}\nnot there: '
-                            f'{sorted(seen - held.keys())}\nnot wanted: {sorted(held.keys() - seen)}') from None
-        return seen
-
-    def is_right(self, pairs):
+    def is_right(self):
         held = self.hardware.entries()
-        return (held.keys() <= pairs and len(held) == min(self.indexes, len(pairs)) == len(set(held.values()))
-                and all(0 <= index < self.indexes for index in held.values()))
+        return (held.keys() <= self.wanted and len(held) == min(self.indexes, len(self.wanted))
+                and len(set(held.values())) == len(held) and all(0 <= index < self.indexes for index in held.values()))
+
+    def needs(self):
+        """What is not right."""
+        held = self.hardware.entries()
+        return (f'{self.switch.name} with {self.indexes} indexes: not there {sorted(self.wanted - held.keys())}, '
+                f'not wanted {sorted(held.keys() - self.wanted)}, there {held}')
 
     def quiet(self):
         """Everything is checked."""
@@ -304,7 +304,8 @@ class Side:
             raise Violation(f'the agent has ended with {self.agent.process.returncode}')
         if self.dice.random() < 0.5:
             self.close_clients()
-        self.settle()
+        if not self.is_right():
+            raise Violation(self.needs())
         status, output, errors = self.ctl.run('audit')
         if status != 0:
             raise Violation(f'the audit has ended with {status}: {output}{errors}')
@@ -349,7 +350,7 @@ class Side:
         """Compared with the first quiet point of the process. What a client had is given back in the next turn."""
         now = self.agent.memory()
         wait_until(lambda: self.agent.descriptors() - len(self.clients) <= (self.descriptors or 1000),
-                   f'{self.descriptors} descriptors are open', 5.0, lambda: f'{self.agent.descriptors()} are')
+                   f'{self.descriptors} descriptors are open', LONG, lambda: f'{self.agent.descriptors()} are')
         if self.memory is None:
             self.memory, self.descriptors = now, self.agent.descriptors() - len(self.clients)
         if now > self.memory + GROWTH:
@@ -390,7 +391,7 @@ class Peer(Side):
         how()
         time.sleep(self.dice.choice((0, 0.1, 0.5)))
         if how != self.daemon.kill_child:
-            self.daemon.process.wait(20.0)
+            self.daemon.process.wait(LONG)
             self.daemon.start()
         else:
             self.daemon.wait_running()
@@ -439,6 +440,7 @@ class Peer(Side):
         super().quiet()
         if self.dice.random() < 0.3:
             self.tamper()
+            wait_until(self.is_right, 'the slot is filled again', LONG, self.needs)
             super().quiet()
 
 
@@ -459,6 +461,9 @@ class Router(Side):
 
     def happenings(self):
         return {**super().happenings(), self.kill: 4}
+
+    def first(self):
+        return [self.lab.interface]
 
     def deal(self):
         more = self.dice.sample(range(13, 20), self.dice.randint(0, 3))
@@ -545,6 +550,12 @@ class Soak:
         self.tally['events'] += 1
 
     def quiet(self):
+        """Waits until the kernel's devices stand still everywhere and the hardware has what they want, and checks."""
+        def settled():
+            still = [side.stands_still() for side in self.sides]
+            return all(still) and all(side.is_right() for side in self.sides)
+        wait_until(settled, 'the hardware holds what is wanted', LONG, every=STANDS_STILL,
+                   explain=lambda: '\n'.join(side.needs() for side in self.sides))
         for side in self.sides:
             self.note(side, 'quiet')
             side.quiet()

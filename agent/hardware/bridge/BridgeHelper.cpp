@@ -122,6 +122,7 @@ bool BridgeHelper::isOurs( U32 index, const Pair &pair ) const {
 // Adding.
 
 void BridgeHelper::add( std::span<Write> writes ) {
+   slots_->needWhole();
    const BridgeDevice now = kernel_->device();
    std::string why;
    if( now.ifindex == device_.ifindex ) {
@@ -259,6 +260,7 @@ void BridgeHelper::addEntries( std::vector<Adding> &addings ) {
 // Removing.
 
 void BridgeHelper::remove( std::span<Write> writes ) {
+   slots_->needWhole();
    const BridgeDevice now = kernel_->device();
    // With another bridge of this name nothing of ours is left.
    if( now.ifindex == device_.ifindex && now.isBridge ) {
@@ -324,6 +326,9 @@ void BridgeHelper::forget( const Write &write ) {
 // Reading.
 
 std::vector<BridgeHelper::Entry> BridgeHelper::readAll() const {
+   if( slots_ ) {
+      slots_->needWhole();
+   }
    const BridgeDevice device = kernel_->device();
    if( !device.isBridge ) {
       return {};
@@ -424,9 +429,17 @@ void BridgeHelper::syncVrrpStateOnInit(
 }
 
 void BridgeHelper::repair() {
+   mendSlots();
    beforeReading();
    RetryingHelper::repair();
    afterReading();
+}
+
+/// Somebody may have cut the table short, or removed it.
+void BridgeHelper::mendSlots() {
+   if( slots_ ) {
+      slots_->mend( [this]( const std::string &what ) { tell( what ); } );
+   }
 }
 
 BridgeHelper::Time BridgeHelper::work( Time now ) {
@@ -457,6 +470,7 @@ void BridgeHelper::interfacesAre( const std::vector<OrloHelper::RoutedInterface>
 void BridgeHelper::hear() {
    try {
       const BridgeKernel::News news = kernel_->news();
+      mendSlots();
       if( news.isLossy || mustRead_ ) {
          mustRead_ = true;
          repair();

@@ -51,6 +51,7 @@ class BridgeHelper : public OrloHelper::RetryingHelper {
    void add( std::span<Write> writes ) override;
    void remove( std::span<Write> writes ) override;
    void hear() override;
+   void mendSlots();
 
    // add() in its steps.
    std::vector<Adding> lookUp( std::span<Write> writes );

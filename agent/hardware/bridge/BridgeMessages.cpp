@@ -281,7 +281,7 @@ BridgeNews readEntry( U16 type, NetlinkSpan body ) {
          break;
       }
    }
-   if( !mac || vlan > kLastVlan ) {
+   if( !mac || vlan > kLastVlan || master <= 0 ) {
       return NoNews{};
    }
    const bool isBridgeItself = master == header->ndm_ifindex;

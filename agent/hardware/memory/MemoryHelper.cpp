@@ -5,11 +5,26 @@ namespace OrloAgent {
 using Quor::U32;
 
 MemoryHelper::MemoryHelper( const std::string &path, const OrloHelper::HelperSettings &settings )
-      : RetryingHelper( "memory", settings ), slots_( path, settings.indexes, settings.trouble ) {
+      : RetryingHelper( "memory", settings ), notice_( settings.trouble ),
+        slots_( path, settings.indexes, settings.trouble ) {
    syncCurrentStateOnInitIs( true );
 }
 
+std::optional<Pair> MemoryHelper::slot( U32 index ) const {
+   return slots_.isWhole() ? slots_.slot( index ) : std::nullopt;
+}
+
+void MemoryHelper::hear() {
+   slots_.mend( notice_ );
+}
+
+void MemoryHelper::repair() {
+   slots_.mend( notice_ );
+   RetryingHelper::repair();
+}
+
 std::vector<MemoryHelper::Entry> MemoryHelper::readAll() const {
+   slots_.needWhole();
    std::vector<Entry> entries;
    for( U32 index = 0; index < slots_.count(); ++index ) {
       if( const std::optional<Pair> pair = slots_.slot( index ) ) {
@@ -20,6 +35,7 @@ std::vector<MemoryHelper::Entry> MemoryHelper::readAll() const {
 }
 
 void MemoryHelper::add( std::span<Write> writes ) {
+   slots_.needWhole();
    for( Write &write : writes ) {
       const std::optional<Pair> there = slots_.slot( write.index );
       if( !there ) {
@@ -31,6 +47,7 @@ void MemoryHelper::add( std::span<Write> writes ) {
 }
 
 void MemoryHelper::remove( std::span<Write> writes ) {
+   slots_.needWhole();
    for( const Write &write : writes ) {
       if( slots_.slot( write.index ) == write.pair ) {
          slots_.slotDel( write.index );

@@ -19,14 +19,18 @@ class MemoryHelper : public OrloHelper::RetryingHelper {
    const SlotFile &slots() const noexcept { return slots_; }
 
    /// Read from the table, not from memory of what was asked.
-   std::optional<Pair> slot( Quor::U32 index ) const override { return slots_.slot( index ); }
+   std::optional<Pair> slot( Quor::U32 index ) const override;
    std::vector<Entry> readAll() const override;
+   void repair() override;
 
  private:
+   /// Somebody may have cut the table short, or removed it.
+   void hear() override;
    /// Refused when the slot holds another pair: somebody else has written there.
    void add( std::span<Write> writes ) override;
    void remove( std::span<Write> writes ) override;
 
+   const SlotFile::Notice notice_;
    SlotFile slots_;
 };
 

@@ -6,7 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <filesystem>
 #include <stdexcept>
+
+#include <sys/resource.h>
 
 namespace OrloAgent {
 namespace {
@@ -175,6 +179,54 @@ TEST_F( MemoryHelperTest, TheSnapshotStaysBelowTheNumberOfIndexes ) {
 TEST_F( MemoryHelperTest, ATableThatCannotBeUsedIsAnError ) {
    const auto helper = start();
    EXPECT_THROW( start(), HardwareError );
+}
+
+TEST_F( MemoryHelperTest, ATableThatSomebodyCutsShortIsPutBack ) {
+   const auto helper = start();
+   add( *helper, pair( 10, 51 ), 3 );
+   const std::string table = folder_.path( "slots" );
+   std::filesystem::resize_file( table, 0 );
+   EXPECT_FALSE( helper->slot( 3 ) );
+   EXPECT_THROW( helper->readAll(), std::runtime_error );
+   EXPECT_EQ( journal_.written(), Lines{} );
+
+   add( *helper, pair( 11, 51 ), 4 );
+
+   const std::string mended =
+         "trouble: somebody has cut short the slot table " + table + ": it is made again as it was";
+   EXPECT_EQ( journal_.written(), Lines{ mended } );
+   EXPECT_TRUE( holds( *helper, pair( 10, 51 ), 3 ) );
+   EXPECT_TRUE( holds( *helper, pair( 11, 51 ), 4 ) );
+
+   std::filesystem::resize_file( table, 100 );
+   helper->repair();
+   EXPECT_EQ( journal_.written(), Lines{ mended } );
+   EXPECT_EQ( helper->readAll().size(), 2u );
+}
+
+TEST_F( MemoryHelperTest, AsLongAsItCannotBePutBackNothingIsWritten ) {
+   const auto helper = start( 5000 );
+   const std::string table = folder_.path( "slots" );
+   std::filesystem::resize_file( table, 0 );
+   const auto before = std::signal( SIGXFSZ, SIG_IGN );
+   rlimit unlimited{};
+   ASSERT_EQ( getrlimit( RLIMIT_FSIZE, &unlimited ), 0 );
+   rlimit limit = unlimited;
+   limit.rlim_cur = 4096;
+   ASSERT_EQ( setrlimit( RLIMIT_FSIZE, &limit ), 0 ); // stands in for a full disk
+
+   add( *helper, pair( 10, 51 ), 3 );
+
+   setrlimit( RLIMIT_FSIZE, &unlimited );
+   std::signal( SIGXFSZ, before );
+   const auto refusal = helper->refusal( 3 );
+   ASSERT_TRUE( refusal );
+   EXPECT_EQ( refusal->reason, "somebody has cut the slot table " + table + " short" );
+   EXPECT_EQ( journal_.written().size(), 2u ) << "that it cannot be mended, and what is refused";
+
+   helper->work( refusal->next );
+   EXPECT_FALSE( helper->refusal( 3 ) );
+   EXPECT_TRUE( holds( *helper, pair( 10, 51 ), 3 ) );
 }
 
 } // namespace

@@ -256,6 +256,61 @@ TEST_F( SlotFileTest, ABrokenFileIsSetAsideAndReplaced ) {
    EXPECT_TRUE( notices_.empty() );
 }
 
+TEST_F( SlotFileTest, WhatIsCutShortUnderARunningProcessIsMadeAgainAsItWas ) {
+   const Contents contents{ { 0, pair( 10, 51 ) }, { 700, pair( 11, 51 ) } };
+   const auto slots = open( 1000 );
+   for( const auto &[index, one] : contents ) {
+      slots->slotIs( index, one );
+   }
+   const std::string good = bytes();
+   for( const std::size_t size : { 0u, 1u, 63u, 64u, 72u, 4096u, 8063u } ) {
+      std::filesystem::resize_file( path(), size );
+      EXPECT_FALSE( slots->isWhole() ) << size;
+      EXPECT_THROW( slots->needWhole(), HardwareError ) << size;
+      notices_.clear();
+
+      slots->mend( [this]( const std::string &what ) { notices_.push_back( what ); } );
+
+      EXPECT_TRUE( slots->isWhole() ) << size;
+      EXPECT_EQ( contentsOf( *slots ), contents ) << size;
+      EXPECT_EQ( bytes().substr( 64 ), good.substr( 64 ) ) << size;
+      EXPECT_EQ( notices_, std::vector{ "somebody has cut short the slot table " + path() +
+                                        ": it is made again as it was" } );
+   }
+   EXPECT_EQ( seen(), "0: 10 00:00:5e:00:01:33\n700: 11 00:00:5e:00:01:33\n" );
+   notices_.clear();
+   slots->mend( [this]( const std::string &what ) { notices_.push_back( what ); } );
+   EXPECT_TRUE( notices_.empty() ) << "there is nothing to mend any more";
+}
+
+TEST_F( SlotFileTest, WhatIsRemovedOrReplacedUnderARunningProcessIsMadeAgainAsItWas ) {
+   const auto slots = open( 5 );
+   slots->slotIs( 3, pair( 10, 51 ) );
+   slots->slotIs( 4, pair( 11, 51 ), true );
+   const auto mend = [&] {
+      notices_.clear();
+      slots->mend( [this]( const std::string &what ) { notices_.push_back( what ); } );
+   };
+   const std::string mended = "somebody has removed or replaced the slot table " + path() +
+                              ": it is made again as it was";
+
+   std::filesystem::remove( path() );
+   mend();
+   EXPECT_EQ( notices_, std::vector{ mended } );
+   EXPECT_EQ( seen(), "3: 10 00:00:5e:00:01:33\n4: 11 00:00:5e:00:01:33\n" );
+   EXPECT_TRUE( slots->isForeign( 4 ) );
+
+   write( "something else", "other" );
+   std::filesystem::rename( path( "other" ), path() );
+   mend();
+   EXPECT_EQ( notices_.size(), 2u );
+   EXPECT_EQ( notices_.back(), mended );
+   EXPECT_EQ( bytes( "slots.aside-1" ), "something else" );
+   slots->slotDel( 4 );
+   EXPECT_EQ( seen(), "3: 10 00:00:5e:00:01:33\n" );
+   EXPECT_NE( answer( 5, path() ), "" ) << "nobody else can have it meanwhile";
+}
+
 TEST_F( SlotFileTest, NineFilesSetAsideAreKept ) {
    for( int i = 1; i <= 11; ++i ) {
       write( "broken " + std::to_string( i ) );

@@ -149,6 +149,21 @@ TEST( BridgeMessages, AnAddressOfTheDeviceItselfHasNoVlan ) {
               ( BridgeNews( EntryNews{ kBridge, pair( 0, 51 ), FdbState::local } ) ) );
 }
 
+TEST( BridgeMessages, AnEntryOfNoBridgeIsNoNews ) {
+   for( const U32 master : { 0u, 0x80000007u } ) {
+      EXPECT_EQ( readOne( NetlinkMessage( RTM_NEWNEIGH )
+                                .with( neighbour( kPort, NUD_PERMANENT ) )
+                                .attribute( NDA_LLADDR, { 0, 0, 0x5e, 0, 1, 51 } )
+                                .number( NDA_MASTER, master ) ),
+                 BridgeNews( NoNews{} ) );
+   }
+   EXPECT_EQ( readOne( NetlinkMessage( RTM_NEWNEIGH )
+                             .with( neighbour( kPort, NUD_PERMANENT ) )
+                             .attribute( NDA_LLADDR, { 0, 0, 0x5e, 0, 1, 51 } )
+                             .attribute( NDA_MASTER, { 7 } ) ), // too short for a number
+              BridgeNews( NoNews{} ) );
+}
+
 TEST( BridgeMessages, NeighboursOfOtherKindsAreNoNews ) {
    ndmsg ip = neighbour( kBridge, NUD_PERMANENT );
    ip.ndm_family = AF_INET;
