@@ -2,6 +2,9 @@
 // puts right what is not, and leaves alone what is not ours.
 #include "tests/unit/bridge/HelperOnFakeBridge.h"
 
+#include <filesystem>
+#include <stdexcept>
+
 namespace OrloAgent {
 namespace {
 
@@ -148,6 +151,20 @@ TEST_F( BridgeRestartTest, WhatCouldNotBeReadIsNotForgotten ) {
    del( pair( 10, 51 ), 3 );
    work();
    EXPECT_FALSE( bridge_.entries.contains( pair( 10, 51 ) ) ); // it was ours all the time
+}
+
+TEST_F( BridgeRestartTest, WhatIsOursStaysOursWhenSomebodyCutsTheSlotTableShort ) {
+   start();
+   std::filesystem::resize_file( folder_.path( "slots" ), 0 );
+   EXPECT_THROW( helper_->readAll(), std::runtime_error );
+
+   del( pair( 10, 51 ), 1 );
+   work();
+
+   EXPECT_FALSE( bridge_.entries.contains( pair( 10, 51 ) ) );
+   EXPECT_EQ( held().size(), 2u );
+   start();
+   EXPECT_EQ( adopted_, ( Entries{ { pair( 12, 51 ), 0 }, { pair( 11, 51 ), 2 } } ) );
 }
 
 TEST_F( BridgeRestartTest, OneThatOnlyLooksNeedsNoLockAndChangesNothing ) {
