@@ -2,7 +2,7 @@
 # make test   sets up, builds, and runs every test
 # The rest: make help
 .DEFAULT_GOAL := help
-.PHONY: help setup build build-sanitize build-fuzz run test soak bench bench-quick bench-adds install lint format clean
+.PHONY: help setup build build-sanitize build-fuzz run test soak tools bench bench-quick bench-adds install lint format clean
 
 PREFIX ?= /usr/local
 
@@ -13,6 +13,8 @@ help:
 	@echo "make test              set up, build, and run every test; ends with one line of totals"
 	@echo "make soak              the long runs, 10 minutes or MINUTES=N in all: histories against the rules, fuzzing,"
 	@echo "                       kills under traffic, fail-overs, and a switch's whole life at random (SEED=S)"
+	@echo "make tools             the framework and the plug-in under ThreadSanitizer, valgrind and cppcheck, and which"
+	@echo "                       lines of them their tests run: half an hour"
 	@echo "make bench             set up, build, and measure the product beside hand-written code (docs/performance.md)"
 	@echo "make bench-quick       the most important of it, in under a minute"
 	@echo "make bench-adds        set up, build, and measure how fast the hardware is programmed (docs/performance.md)"
@@ -42,6 +44,12 @@ test: build build-sanitize build-fuzz
 
 soak: build build-fuzz
 	@scripts/soak $(if $(MINUTES),--minutes $(MINUTES)) $(if $(SEED),--seed $(SEED))
+
+tools: setup
+	@scripts/threads
+	@scripts/cppcheck
+	@scripts/valgrind
+	@scripts/coverage
 
 BENCHES = bench_pipeline bench_memory bench_containers bench_framework
 

@@ -73,6 +73,12 @@ constexpr Attribute::TypeOf typeOrNone() {
    }
 }
 
+template <auto F, std::size_t... I>
+constexpr std::array<Attribute::TypeOf, Attribute::kMostArguments>
+argumentTypes( std::index_sequence<I...> ) {
+   return { typeOrNone<std::tuple_element_t<I, ArgumentsOf<F>>>()... };
+}
+
 template <auto First, auto... Rest>
 struct Last : Last<Rest...> {};
 template <auto F>
@@ -80,11 +86,7 @@ struct Last<F> {
    static constexpr std::size_t kArity = Rows::kArity<F>;
    static constexpr Attribute::TypeOf kResultType = typeOrNone<ResultOf<F>>();
    static constexpr std::array<Attribute::TypeOf, Attribute::kMostArguments> kArgumentTypes =
-         []<std::size_t... I>( std::index_sequence<I...> ) {
-      return std::array<Attribute::TypeOf, Attribute::kMostArguments>{
-            typeOrNone<std::tuple_element_t<I, ArgumentsOf<F>>>()... };
-   }
-   ( std::make_index_sequence<Rows::kArity<F>>{} );
+         argumentTypes<F>( std::make_index_sequence<Rows::kArity<F>>{} );
 };
 
 // Instances.

@@ -50,16 +50,12 @@ RegisteredType &IntrospectionReactor::handleType( const Type *type, const Type *
    if( name != prefix + String( type->shortName() ) ) {
       throw RangeException( "the type " + name + " does not belong into " + prefix );
    }
+   scopes_.reserve( scopes_.size() + 1 ); // so that a type is not left without its scope
    const auto [at, isNew] = types_.emplace( name, RegisteredType( type, base ) );
    if( !isNew ) {
       throw NameInUseException( "the type " + name + " is registered already" );
    }
-   try {
-      scopes_.push_back( { .nameSpace = {}, .type = &at->second } );
-   } catch( ... ) {
-      types_.erase( at );
-      throw;
-   }
+   scopes_.push_back( { .nameSpace = {}, .type = &at->second } );
    return at->second;
 }
 

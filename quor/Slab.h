@@ -143,7 +143,7 @@ class Slab {
          chunks_.pop_back();
          throw;
       }
-      ::new( static_cast<void *>( chunks_.back() ) )( Slab * )( this );
+      std::construct_at( reinterpret_cast<Slab **>( chunks_.back() ), this );
       fresh_ = static_cast<Link>( number ) * kMostPlaces + 1;
       freshEnd_ = fresh_ - 1 + places;
    }

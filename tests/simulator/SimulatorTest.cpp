@@ -4,6 +4,7 @@
 //    ORLO_SIM_HISTORIES=N   so many, one after the other
 //    ORLO_SIM_STEPS=N       the length of each
 //    ORLO_SIM_SECONDS=N     instead: for so long
+//    ORLO_SIM_TRACE=FILE    everything that happens is written there
 #include "tests/model/Environment.h"
 #include "tests/simulator/History.h"
 #include "tests/unit/quor/AllocationCount.h"

@@ -128,6 +128,45 @@ TEST_F( BridgeRestartTest, WhatIsOursStaysOursWhenSomebodyCutsTheSlotTableShort 
    EXPECT_EQ( adopted_, ( Entries{ { pair( 12, 51 ), 0 }, { pair( 11, 51 ), 2 } } ) );
 }
 
+TEST_F( BridgeRestartTest, AStrayRuleThatCannotBeRemovedIsTriedAgain ) {
+   bridge_.rules[5] = rule( 12, 99, 10 );
+   bridge_.ruleRefusal = EBUSY;
+   EXPECT_EQ( start(), ( Lines{ "no rule 5", "no rule 5" } ) );
+   EXPECT_EQ( told(), Lines{ "cannot remove a rule from bridge br0: the kernel refuses the rule: "
+                             "Device or resource busy; it is tried again" } );
+   EXPECT_LE( next_, now_ + std::chrono::seconds( 1 ) );
+
+   bridge_.ruleRefusal = 0;
+   EXPECT_EQ( work( 1000 ), Lines{ "no rule 5" } );
+
+   EXPECT_FALSE( bridge_.rules.contains( 5 ) );
+   EXPECT_EQ( next_, Time::max() );
+   EXPECT_EQ( told(), Lines{} );
+}
+
+TEST_F( BridgeRestartTest, WhatCouldNotBeReadIsNotForgotten ) {
+   bridge_.isUnreadable = true;
+   make();
+   EXPECT_EQ( adopt(), Entries{} );
+   add( pair( 20, 51 ), 0 ); // where another one stands
+   add( pair( 10, 51 ), 3 ); // which stands somewhere else
+   EXPECT_EQ( work(), Lines{} );
+   const std::string reason = "the slot table still holds what bridge br0 had before";
+   EXPECT_EQ( this->reason( 0 ), reason );
+   EXPECT_EQ( this->reason( 3 ), reason );
+
+   bridge_.isUnreadable = false;
+   work( 1000 );
+
+   EXPECT_EQ( bridge_.entries,
+              ( Fdb{ { pair( 20, 51 ), FdbState::local }, { pair( 10, 51 ), FdbState::local } } ) );
+   EXPECT_EQ( bridge_.rules, Rules{} );
+   EXPECT_EQ( held(), ( Entries{ { pair( 20, 51 ), 0 }, { pair( 10, 51 ), 3 } } ) );
+   del( pair( 10, 51 ), 3 );
+   work();
+   EXPECT_FALSE( bridge_.entries.contains( pair( 10, 51 ) ) ); // it was ours all the time
+}
+
 TEST_F( BridgeRestartTest, OneThatOnlyLooksNeedsNoLockAndChangesNothing ) {
    const Quor::Ptr<BridgeHelper> running = helper_;
    bridge_.rules.erase( 1 );

@@ -373,6 +373,27 @@ TEST( Trace, FacilitiesAreMadeOnFirstUseByAnyThread ) {
    traceLevelsIs( "OrloModule", 0 );
 }
 
+TEST( Trace, AModuleFindsTheOneFacilityFromWhateverThreadAsksFirst ) {
+   for( int round = 0; round < 50; ++round ) {
+      TraceFacility facility;
+      std::vector<const TraceHandle *> found( 4 );
+      std::atomic<int> ready{ 0 };
+      std::vector<std::thread> threads;
+      for( const TraceHandle *&handle : found ) {
+         threads.emplace_back( [&] {
+            ++ready;
+            while( ready != 4 ) {
+            }
+            handle = &facility.get( []() -> const TraceHandle & { return moduleFacility(); } );
+         } );
+      }
+      for( std::thread &thread : threads ) {
+         thread.join();
+      }
+      ASSERT_EQ( found, std::vector<const TraceHandle *>( 4, &moduleFacility() ) );
+   }
+}
+
 TEST( TraceRecorder, LeavesNoTraceOfItself ) {
    const TraceHandle facility( "OrloRecorder", false );
    Site site;
