@@ -133,7 +133,7 @@ class FaultTest(FaultyTest):
                                        for state in ('down', 'up')])
         in_order = 0
 
-        for _ in range(25):
+        for _ in range(15):
             one = self.left.start(*agent.command)
             time.sleep(dice.uniform(0, 0.06))
             if dice.random() < 0.3:
@@ -202,7 +202,7 @@ class FaultTest(FaultyTest):
         # Its output goes to a pipe that nobody reads; its first lines are in a file, so that its start can be seen.
         agent = self.agent(prefix=['/bin/sh', '-c', '"$@" 2>&1 | { head -n 2; exec sleep 1000; }', 'sh'])
         ctl = self.ctl(agent)
-        for _ in range(60):
+        for _ in range(20):
             self.left.ip(*self.storm(40))
             self.left.ip('link del group 77')
         self.left.router(51)
