@@ -144,6 +144,20 @@ TEST( PipelineRefusal, OfAStartWithAdoption ) {
    EXPECT_GT( refused, 20u );
 }
 
+TEST( PipelineRefusal, OfTheFirstStartOfAll ) {
+   struct Fresh : FaultySwitch<8> {
+      Fresh() { appears( "br10", 1 ); }
+   };
+   const std::size_t refused =
+         refuseEach<Fresh>( []( Fresh &world ) { world.starts(); },
+                            []( Fresh &world, bool isThrown ) {
+                               EXPECT_EQ( world.reflector == nullptr, isThrown );
+                               EXPECT_EQ( world.status->notifieeCount(), isThrown ? 0u : 1u );
+                               world.isMendedByANewStart();
+                            } );
+   EXPECT_GT( refused, 20u );
+}
+
 TEST( PipelineRefusal, OfAStartOfTheReflectorBehindTheProgrammer ) {
    const std::size_t refused =
          refuseEach<BetweenAgents>( []( BetweenAgents &world ) { world.starts(); },

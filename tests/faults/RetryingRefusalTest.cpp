@@ -32,9 +32,13 @@ class SlotHardware : public OrloHelper::RetryingHelper {
    bool refuses = false;
    bool loses = false;
    std::array<std::optional<VlanAndMac>, kIndexes> slots;
+   U32 strays = 0; ///< VLANs 1 to so many have an entry that has no index
 
    std::vector<Entry> readAll() const override {
       std::vector<Entry> entries;
+      for( U32 number = 1; number <= strays; ++number ) {
+         entries.push_back( { pair( static_cast<U16>( number ), 200 ), std::nullopt } );
+      }
       for( U32 index = 0; index < kIndexes; ++index ) {
          if( slots.at( index ) ) {
             entries.push_back( { *slots.at( index ), index } );
@@ -57,6 +61,8 @@ class SlotHardware : public OrloHelper::RetryingHelper {
       for( Write &write : writes ) {
          if( refuses ) {
             write.refusal = "no";
+         } else if( write.index == kNoIndex ) {
+            strays = std::min( strays, write.pair.vlanId().number() - 1u );
          } else {
             slots.at( write.index ).reset();
          }
@@ -144,6 +150,26 @@ TEST( RetryingRefusal, OfWhatTheHardwareLoses ) {
                  }
               } ),
               3u );
+}
+
+TEST( RetryingRefusal, OfAStartWithEntriesThatBelongNowhere ) {
+   struct Littered : Working {
+      Littered() { helper->strays = 2 * kIndexes; }
+      void adopts() const {
+         helper->syncVrrpStateOnInit( Quor::make<OrloHelper::CurrentVrrpStateForInit>() );
+      }
+   };
+   const std::size_t refused = refuseEach<Littered>( []( Littered &world ) { world.adopts(); },
+                                                     []( Littered &world, bool isThrown ) {
+                                                        if( isThrown ) {
+                                                           world.adopts(); // as the next start does
+                                                        }
+                                                        for( int i = 0; i < 40; ++i ) {
+                                                           world.works();
+                                                        }
+                                                        EXPECT_EQ( world.helper->strays, 0u );
+                                                     } );
+   EXPECT_GT( refused, 20u );
 }
 
 TEST( RetryingRefusal, OfARepairIsToldToWhoAsksAndMendedByTheNext ) {

@@ -34,6 +34,16 @@ TEST( Instance, IsReadFromEveryTextThatItCanHave ) {
    EXPECT_THROW( typeOf<VlanId>()->parse( "10,", false ), Quor::RangeException );
 }
 
+TEST( Instance, OfAnObjectOfWhichOnlyTheBaseIsKnownIsMadeByTheObjectsType ) {
+   using Orlo::VrrpPrivateVlanReflectorLib::VirtualRouterMacTable;
+   const auto table = make<VirtualRouterMacTable>();
+   Quor::PtrInterface &object = *table;
+   const Any any = object.fwkType()->wrap( &object, true );
+   EXPECT_TRUE( any->isConst() );
+   EXPECT_EQ( objectIn<VirtualRouterMacTable>( any ), table );
+   EXPECT_FALSE( object.fwkType()->wrap( &object, false )->isConst() );
+}
+
 TEST( ListConstruction, OfAPairTakesTheVlanAndThenTheMac ) {
    const Any like = genericIf( a );
    EXPECT_EQ( made( like, listOf( kVlan, kMac ) ), shown( genericIf( pair( 20, 5 ) ) ) );

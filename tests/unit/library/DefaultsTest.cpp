@@ -25,7 +25,9 @@ class SilentHelper : public OrloHelper::RetryingHelper {
 };
 
 TEST( Defaults, HardwareThatTellsNothingIsWrittenAllTheSame ) {
-   const auto helper = Quor::make<SilentHelper>( OrloHelper::HelperSettings{} );
+   OrloHelper::HelperSettings settings;
+   settings.indexes = 4;
+   const auto helper = Quor::make<SilentHelper>( settings );
    HardwareWork &work = *helper;
    EXPECT_EQ( work.fd(), -1 );
    work.interfacesAre( {} );
