@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 
 namespace OrloHelper {
 
@@ -205,14 +206,18 @@ void RetryingHelper::repair() {
 
 HardwareWork::Time RetryingHelper::work( Time now ) {
    now_ = now;
-   listen();
-   readAgain();
-   queueDue();
-   removeQueued();
-   addQueued();
-   if( refused_.empty() && !told_.empty() ) {
-      told_.clear();
-      tell( "the hardware has taken everything now that it had refused" );
+   try {
+      listen();
+      readAgain();
+      queueDue();
+      removeQueued();
+      addQueued();
+      if( refused_.empty() && !told_.empty() ) {
+         told_.clear();
+         tell( "the hardware has taken everything now that it had refused" );
+      }
+   } catch( const std::bad_alloc & ) { // whatever was left undone, a reading finds it
+      nextReading_ = now_ + kReadingDelay;
    }
    return std::min( nextReading_, due_.empty() ? kNever : due_.begin()->first );
 }
@@ -220,6 +225,8 @@ HardwareWork::Time RetryingHelper::work( Time now ) {
 void RetryingHelper::listen() {
    try {
       hear();
+   } catch( const std::bad_alloc & ) { // what it heard may not have been written down
+      throw;
    } catch( const std::exception &error ) {
       if( told_.size() < kMostTold && told_.insert( error.what() ).second ) {
          tell( std::string( "cannot hear what the hardware tells: " ) + error.what() );
@@ -241,9 +248,14 @@ void RetryingHelper::readAgain() {
 }
 
 void RetryingHelper::queue( U32 place ) {
-   if( !places_[place].isQueued ) {
-      places_[place].isQueued = true;
+   if( places_[place].isQueued ) {
+      return;
+   }
+   try {
       queue_.push_back( place );
+      places_[place].isQueued = true;
+   } catch( const std::bad_alloc & ) { // a reading of the hardware finds it as well
+      nextReading_ = now_;
    }
 }
 

@@ -41,6 +41,18 @@ TEST( PipelineRefusal, OfTheFirstRecordOfAnInterface ) {
               5u );
 }
 
+TEST( PipelineRefusal, OfAnInterfacesFirstRecordDoesNotHinderItsNextOne ) {
+   const auto nextOne = pair( 21, 9 );
+   EXPECT_GT( refuseEach<RunningSwitch<8>>( []( auto &world ) { world.appears( "br20", 1 ); },
+                                            [&]( auto &world, bool ) {
+                                               world.appears( "br20", 9 );
+                                               EXPECT_EQ( world.wanted().count( nextOne ), 1u );
+                                               EXPECT_EQ( world.served().count( nextOne ), 1u );
+                                               world.isSound();
+                                            } ),
+              5u );
+}
+
 TEST( PipelineRefusal, OfAnotherRecordOfAnInterface ) {
    EXPECT_GT( staysSound<RunningSwitch<8>>( []( auto &world ) { world.appears( "br10", 2 ); } ),
               2u );

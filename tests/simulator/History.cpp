@@ -313,6 +313,9 @@ void History::afterEvent( const Hardware::Slots &before ) {
       trace_.line( agent_->said() );
       checkWrites( before, changes );
    }
+   if( before != hardware_->slots() ) {
+      trace_.line( "holds" + held() );
+   }
    if( isUp() && ( hardware_->isDead() || agent_->isLost() ) ) {
       dies( hardware_->isDead() ? "killed between two writes" : "without its hardware" );
    }
@@ -335,13 +338,17 @@ void History::letItRun() {
 
 // The rules.
 
-void History::violated( const std::string &what ) const {
-   std::string held;
+std::string History::held() const {
+   std::string all;
    for( const auto &[index, slot] : hardware_->slots() ) {
-      held += " " + std::to_string( index ) + "=" + text( slot.pair );
+      all += " " + std::to_string( index ) + "=" + text( slot.pair ) + ( slot.isWhole ? "" : "/2" );
    }
+   return all;
+}
+
+void History::violated( const std::string &what ) const {
    throw Violation( "seed " + std::to_string( seed_ ) + ", step " + std::to_string( step_ ) + ": " +
-                    what + "\n   the hardware holds" + held + "\n" + trace_.lastLines() );
+                    what + "\n   the hardware holds" + held() + "\n" + trace_.lastLines() );
 }
 
 void History::kernelChanged() {

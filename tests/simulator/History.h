@@ -94,6 +94,7 @@ class History {
    void checkLine();
    void checkAnswers( const Wanted &now );
    std::vector<Pair> line();
+   std::string held() const;
    [[noreturn]] void violated( const std::string &what ) const;
 
    const U64 seed_;

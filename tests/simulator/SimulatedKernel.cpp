@@ -117,6 +117,9 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
          return 0;
       }
       dump_.emplace( Dump{ header.nlmsg_type, header.nlmsg_seq } );
+      const auto family = OrloAgent::leading<unsigned char>( message->body ).value_or( 0 );
+      dump_->isOfAll = family == AF_UNSPEC;
+      dump_->family = family == AF_INET6 ? Address::Family::V6 : Address::Family::V4;
       goOn();
       return 0;
    }
@@ -163,6 +166,7 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
       std::optional<Address> lastAddress{};
       std::size_t rows = 0; // so far, of this family
       Address::Family family = Address::Family::V4;
+      bool isOfAll = true; // families of addresses, one after the other
       std::optional<U32> generation{};
    };
 
@@ -211,7 +215,7 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
          }
          ++row;
       }
-      if( dump_->family == Address::Family::V4 ) {
+      if( dump_->isOfAll && dump_->family == Address::Family::V4 ) {
          dump_->family = Address::Family::V6;
          dump_->lastAddress.reset();
          dump_->rows = 0;

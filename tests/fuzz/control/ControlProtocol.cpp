@@ -1,7 +1,8 @@
 // What a client sends over the control socket, to the whole agent. Two bytes say who it is and how
 // it reads, and into which pieces its bytes are split; the rest are its bytes, of up to 200 lines.
 // A byte 1 repeats: the next byte is what, the one after it how often, in 256 (minus one), so that
-// lines can be long. At a byte 2 a device becomes master, or is not any more.
+// lines can be long. At a byte 2 a device becomes master, or is not any more; at a byte 3 the
+// configuration changes.
 //
 //    - Every line gets its answer or its error, in order, or the connection is closed after one;
 //      what comes back are lines of JSON, none of them longer than the protocol allows.
@@ -33,7 +34,8 @@ constexpr std::size_t kMostLines = 200;
 
 struct Sent {
    std::string bytes;
-   std::vector<std::size_t> news; ///< of the kernel: as soon as so much has been sent
+   /// What happens beside it, each as soon as so much has been sent.
+   std::vector<std::pair<std::size_t, char>> events;
 };
 
 Sent unfolded( Fuzz::Input input ) {
@@ -43,8 +45,8 @@ Sent unfolded( Fuzz::Input input ) {
       if( next == 1 ) {
          const char what = static_cast<char>( input.byte() );
          sent.bytes.append( 256 * ( 1 + std::size_t{ input.byte() } ), what );
-      } else if( next == 2 ) {
-         sent.news.push_back( sent.bytes.size() );
+      } else if( next == 2 || next == 3 ) {
+         sent.events.emplace_back( sent.bytes.size(), next );
       } else {
          sent.bytes += next;
       }
@@ -75,12 +77,12 @@ std::size_t requestsIn( std::string_view bytes ) {
 /// One end of the connection, in the same loop as the other one.
 class Client {
  public:
-   using News = std::function<void()>;
+   using Happens = std::function<void( char )>;
 
-   Client( EventLoop &loop, FileDescriptor socket, const Sent &sent, News news, std::uint8_t split,
-           bool isLazy )
+   Client( EventLoop &loop, FileDescriptor socket, const Sent &sent, Happens happens,
+           std::uint8_t split, bool isLazy )
          : loop_( loop ), socket_( std::move( socket ) ), bytes_( sent.bytes ),
-           newsAt_( sent.news.rbegin(), sent.news.rend() ), news_( std::move( news ) ),
+           events_( sent.events.rbegin(), sent.events.rend() ), happens_( std::move( happens ) ),
            dice_( split ), isLazy_( isLazy ) {
       again();
    }
@@ -93,15 +95,16 @@ class Client {
    void turn() {
       check( __sanitizer_get_current_allocated_bytes() < atFirst_ + kMostHeld + answers_.capacity(),
              "the agent holds too much for one client" );
-      const bool isNews = !newsAt_.empty() && newsAt_.back() <= at_;
-      const bool isSending = !isNews && at_ < bytes_.size();
+      const bool isEvent = !events_.empty() && events_.back().first <= at_;
+      const bool isSending = !isEvent && at_ < bytes_.size();
       const bool isStuck = isSending && !send();
-      if( isNews && ++waited_ == kTurnsBeforeNews ) {
+      if( isEvent && ++waited_ == kTurnsBeforeEvent ) {
+         const char what = events_.back().second;
          waited_ = 0;
-         newsAt_.pop_back();
-         news_();
+         events_.pop_back();
+         happens_( what );
       }
-      if( !isNews && !isSending && !hasEnded_ ) {
+      if( !isEvent && !isSending && !hasEnded_ ) {
          shutdown( socket_.get(), SHUT_WR );
          hasEnded_ = true;
       }
@@ -115,7 +118,7 @@ class Client {
    /// False: the agent takes nothing at the moment.
    bool send() {
       dice_ = dice_ * 1103515245u + 12345u;
-      const std::size_t end = newsAt_.empty() ? bytes_.size() : newsAt_.back();
+      const std::size_t end = events_.empty() ? bytes_.size() : events_.back().first;
       const std::size_t most = std::size_t{ 1 } << ( dice_ >> 16 & 15 );
       const ssize_t count = ::send( socket_.get(), bytes_.data() + at_,
                                     std::min( most, std::min( end, bytes_.size() ) - at_ ),
@@ -140,11 +143,11 @@ class Client {
    const std::size_t atFirst_ = __sanitizer_get_current_allocated_bytes();
    EventLoop &loop_;
    FileDescriptor socket_;
-   static constexpr int kTurnsBeforeNews = 4; ///< the agent has read what was sent by then
+   static constexpr int kTurnsBeforeEvent = 4; ///< the agent has read what was sent by then
 
    const std::string bytes_;
-   std::vector<std::size_t> newsAt_; ///< the next one last
-   const News news_;
+   std::vector<std::pair<std::size_t, char>> events_; ///< the next one last
+   const Happens happens_;
    int waited_ = 0;
    std::size_t at_ = 0;
    std::uint32_t dice_;
@@ -178,10 +181,12 @@ std::size_t checkAnswers( std::string_view answers ) {
    return answered;
 }
 
-/// One more interface and fewer indexes, or as at first.
+/// One more interface; then without it again, and with another number of indexes.
 Configuration other( const Configuration &now, const SwitchWithAgent &on ) {
-   Configuration next = on.configuration( now.hardware.indexes == 8 ? 4 : 8 );
-   if( now.interfaces.size() == 2 ) {
+   const bool isSmall = now.interfaces.size() == 2;
+   Configuration next =
+         on.configuration( isSmall ? now.hardware.indexes : 12 - now.hardware.indexes );
+   if( isSmall ) {
       next.interfaces.push_back( { Pelmo::IntfId( "br30" ), Bridging::VlanId( 30 ), {} } );
    }
    return next;
@@ -189,8 +194,8 @@ Configuration other( const Configuration &now, const SwitchWithAgent &on ) {
 
 void serve( SwitchWithAgent &on, std::uint8_t who, std::uint8_t split, const Sent &sent ) {
    Tracing tracing( [&] { return on.now_; } );
-   Control control( *on.agent_, tracing,
-                    [&] { return on.agent_->reload( other( on.agent_->configuration(), on ) ); } );
+   const auto reload = [&] { return on.agent_->reload( other( on.agent_->configuration(), on ) ); };
+   Control control( *on.agent_, tracing, reload );
    std::array<int, 2> ends{};
    check( socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data() ) == 0, "no sockets" );
    EventLoop loop;
@@ -199,12 +204,16 @@ void serve( SwitchWithAgent &on, std::uint8_t who, std::uint8_t split, const Sen
    connection.emplace( loop, control, FileDescriptor( ends[0] ), peer, Protocol::patience,
                        [&] { connection.reset(); } );
    bool isMaster = true;
-   const auto news = [&] {
+   const auto happens = [&]( char what ) {
+      if( what == 3 ) {
+         reload();
+         return;
+      }
       isMaster ? on.becomeBackup( kDevice51 ) : on.becomeMaster( kDevice51 );
       isMaster = !isMaster;
       on.kernel_.quiet();
    };
-   const Client client( loop, FileDescriptor( ends[1] ), sent, news, split, ( who & 2 ) != 0 );
+   const Client client( loop, FileDescriptor( ends[1] ), sent, happens, split, ( who & 2 ) != 0 );
    loop.run(); // ends when the connection does
    check( !connection, "the connection goes on without its client" );
    const std::size_t requests = requestsIn( sent.bytes );

@@ -114,20 +114,6 @@ TEST_F( BridgeRestartTest, APairThatStandsInTwoSlotsIsGivenOnceAndStays ) {
    EXPECT_EQ( bridge_.entries.size(), 3u );
 }
 
-TEST_F( BridgeRestartTest, WhatIsOursStaysOursWhenSomebodyCutsTheSlotTableShort ) {
-   start();
-   std::filesystem::resize_file( folder_.path( "slots" ), 0 );
-   EXPECT_THROW( helper_->readAll(), std::runtime_error );
-
-   del( pair( 10, 51 ), 1 );
-   work();
-
-   EXPECT_FALSE( bridge_.entries.contains( pair( 10, 51 ) ) );
-   EXPECT_EQ( held().size(), 2u );
-   start();
-   EXPECT_EQ( adopted_, ( Entries{ { pair( 12, 51 ), 0 }, { pair( 11, 51 ), 2 } } ) );
-}
-
 TEST_F( BridgeRestartTest, AStrayRuleThatCannotBeRemovedIsTriedAgain ) {
    bridge_.rules[5] = rule( 12, 99, 10 );
    bridge_.ruleRefusal = EBUSY;
@@ -165,6 +151,20 @@ TEST_F( BridgeRestartTest, WhatCouldNotBeReadIsNotForgotten ) {
    del( pair( 10, 51 ), 3 );
    work();
    EXPECT_FALSE( bridge_.entries.contains( pair( 10, 51 ) ) ); // it was ours all the time
+}
+
+TEST_F( BridgeRestartTest, WhatIsOursStaysOursWhenSomebodyCutsTheSlotTableShort ) {
+   start();
+   std::filesystem::resize_file( folder_.path( "slots" ), 0 );
+   EXPECT_THROW( helper_->readAll(), std::runtime_error );
+
+   del( pair( 10, 51 ), 1 );
+   work();
+
+   EXPECT_FALSE( bridge_.entries.contains( pair( 10, 51 ) ) );
+   EXPECT_EQ( held().size(), 2u );
+   start();
+   EXPECT_EQ( adopted_, ( Entries{ { pair( 12, 51 ), 0 }, { pair( 11, 51 ), 2 } } ) );
 }
 
 TEST_F( BridgeRestartTest, OneThatOnlyLooksNeedsNoLockAndChangesNothing ) {
