@@ -19,6 +19,7 @@ The seed decides what is done and in which order; how it meets the agent is deci
 """
 
 import collections
+import contextlib
 import json
 import os
 import random
@@ -456,7 +457,9 @@ class Router(Side):
     def __init__(self, soak, lab):
         self.lab = lab
         lab.router(STAYS)
-        super().__init__(soak, lab.switch, EbpfHardware(lab.switch, lab.ports.values()))
+        hardware = EbpfHardware(lab.switch, lab.ports.values())
+        soak.cleanup.callback(hardware.close)
+        super().__init__(soak, lab.switch, hardware)
         self.flows = []
 
     def happenings(self):
@@ -490,7 +493,6 @@ class Router(Side):
     def finish(self):
         self.count()
         super().finish()
-        self.hardware.close()
 
 
 class Soak:
@@ -504,6 +506,7 @@ class Soak:
         self.most_memory = 0
         self.history = collections.deque(maxlen=20)
         self.sides = []
+        self.cleanup = contextlib.ExitStack()  # whatever way it ends
 
     def peak(self, memory):
         self.most_memory = max(self.most_memory, memory)
@@ -511,17 +514,18 @@ class Soak:
     def run(self, seconds, burst=8):
         """Runs for so long, and gives what it has counted. A Violation says what was found, and where."""
         self.began = time.monotonic()
-        labs = []
         try:
-            labs.append(Lab())
-            left, right = labs[0].pair()
-            for number, (switch, last) in enumerate(((left, 1), (right, 2))):
+            lab = Lab()
+            self.cleanup.callback(lab.close)
+            left, right = lab.pair()
+            for switch, last in ((left, 1), (right, 2)):
                 switch.svi('br20', f'10.0.20.{last}/24')
                 switch.svi('br30', f'10.0.30.{last}/24')
-            labs[0].join(left, right, 'br20', index=1011)
+            lab.join(left, right, 'br20', index=1011)
             self.sides = [Peer(self, left), Peer(self, right)]
-            labs.append(TaggedLab())
-            self.sides.append(Router(self, labs[1]))
+            routed = TaggedLab()
+            self.cleanup.callback(routed.close)
+            self.sides.append(Router(self, routed))
             self.quiet()
             told = time.monotonic()
             while time.monotonic() < self.began + seconds:
@@ -537,8 +541,7 @@ class Soak:
         except (AssertionError, OSError) as error:
             raise Violation(self.where(error)) from error
         finally:
-            for lab in labs:
-                lab.close()
+            self.cleanup.close()
         return self.report()
 
     def happen(self):
