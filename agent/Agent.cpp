@@ -126,7 +126,7 @@ Agent::Reloaded Agent::reload( const Configuration &next ) {
    if( next.hardware.indexes != configuration_.hardware.indexes ) {
       refused_.clear(); // by a helper that goes
    }
-   programming_.change( next.hardware.indexes, [&] {
+   const auto change = [&] {
       const auto after = vlanSetsOf( next );
       for( const auto &[intf, vlans] : vlanSetsOf( configuration_ ) ) {
          if( !after.contains( intf ) ) { // records first: they need the set
@@ -141,7 +141,15 @@ Agent::Reloaded Agent::reload( const Configuration &next ) {
       if( kernelIsKnown_ ) {
          publisher_.verdictsAre( devices_.verdicts() );
       }
-   } );
+   };
+   try {
+      programming_.change( next.hardware.indexes, change );
+   } catch( ... ) {
+      if( programming_.helper() ) {
+         work(); // a new one, which has to be waited for
+      }
+      throw;
+   }
    const std::vector<PairChange> changes = gatherChanges();
    work();
    done.calls = static_cast<U32>( std::count_if( changes.begin(), changes.end(), &isCall ) );

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <linux/rtnetlink.h>
+#include <sys/socket.h>
 
 namespace OrloAgent {
 
@@ -59,10 +60,10 @@ std::optional<DumpProtocol::Request> DumpProtocol::drained() {
       addresses_.clear();
       phase_ = Phase::Links;
       watcher_.onReadingAll();
-      return request( RTM_GETLINK );
+      return request( RTM_GETLINK, AF_UNSPEC );
    case Phase::AddressesNext:
       phase_ = Phase::Addresses;
-      return request( RTM_GETADDR );
+      return request( RTM_GETADDR, family_ );
    case Phase::Links:
    case Phase::Addresses:
    case Phase::Complete:
@@ -73,8 +74,8 @@ std::optional<DumpProtocol::Request> DumpProtocol::drained() {
    return std::nullopt;
 }
 
-DumpProtocol::Request DumpProtocol::request( Quor::U16 type ) {
-   return { type, ++sequence_ };
+DumpProtocol::Request DumpProtocol::request( Quor::U16 type, Quor::U8 family ) {
+   return { type, ++sequence_, family };
 }
 
 void DumpProtocol::refused( int error ) {
@@ -101,6 +102,10 @@ void DumpProtocol::done( int error ) {
       ++counters_.interruptedDumps;
       phase_ = Phase::Wanted;
    } else if( phase_ == Phase::Links ) {
+      family_ = AF_INET;
+      phase_ = Phase::AddressesNext;
+   } else if( family_ == AF_INET ) {
+      family_ = AF_INET6;
       phase_ = Phase::AddressesNext;
    } else {
       phase_ = Phase::Complete;

@@ -5,8 +5,9 @@
 // Why a dump on a subscribed socket gives a complete picture: the subscription comes first, so
 // every change since then arrives as a message of its own, in order. A dump adds what was there
 // before. Where the two speak about the same thing the change wins, however the kernel interleaved
-// them. After a loss the socket is drained before the next dump, so that no change from before the
-// loss can win over it.
+// them. Addresses are dumped family by family: where the kernel goes on from one family to the next
+// in a dump of all it does not say that the first one was interrupted. After a loss the socket is
+// drained before the next dump, so that no change from before the loss can win over it.
 #ifndef ORLOAGENT_INPUT_DUMPPROTOCOL_H
 #define ORLOAGENT_INPUT_DUMPPROTOCOL_H
 
@@ -27,6 +28,7 @@ class DumpProtocol {
    struct Request {
       Quor::U16 type; ///< RTM_GETLINK or RTM_GETADDR
       Quor::U32 sequence;
+      Quor::U8 family = 0; ///< of the addresses: AF_INET or AF_INET6
       bool operator==( const Request & ) const = default;
    };
    struct Counters {
@@ -60,15 +62,15 @@ class DumpProtocol {
    enum class Phase {
       Wanted,        // a reading is to begin as soon as the socket is drained
       Links,         // the link dump is under way
-      AddressesNext, // links have been read, addresses are to be asked for
-      Addresses,     // the address dump is under way
+      AddressesNext, // links have been read, addresses of a family are to be asked for
+      Addresses,     // that address dump is under way
       Complete,
       Refused // a reading is to begin, but not before retry()
    };
 
    bool isDumping() const noexcept { return phase_ == Phase::Links || phase_ == Phase::Addresses; }
    bool isReading() const noexcept { return isDumping() || phase_ == Phase::AddressesNext; }
-   Request request( Quor::U16 type );
+   Request request( Quor::U16 type, Quor::U8 family );
    void row( const KernelNews &news );
    void event( const KernelNews &news );
    void done( int error );
@@ -78,6 +80,7 @@ class DumpProtocol {
    Quor::U32 sequence_; // of the request under way, or of the next one
    KernelWatcher &watcher_;
    Phase phase_ = Phase::Wanted;
+   Quor::U8 family_ = 0; // of the addresses
    bool interrupted_ = false;
    // What events have told of since the reading began.
    std::set<IfIndex> links_;

@@ -95,7 +95,9 @@ int Rtnetlink::send( const DumpProtocol::Request &request ) {
       mnl_nlmsg_put_extra_header( header, sizeof( ifinfomsg ) );
       mnl_attr_put_u32( header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
    } else {
-      mnl_nlmsg_put_extra_header( header, sizeof( ifaddrmsg ) );
+      auto *const address =
+            static_cast<ifaddrmsg *>( mnl_nlmsg_put_extra_header( header, sizeof( ifaddrmsg ) ) );
+      address->ifa_family = request.family;
    }
    return socket_->send(
          { reinterpret_cast<const std::byte *>( bytes.data() ), header->nlmsg_len } );

@@ -5,6 +5,7 @@
 #include "agent/HardwareWaiting.h"
 #include "agent/Privileges.h"
 #include "agent/Service.h"
+#include "agent/StandardOutput.h"
 #include "agent/control/Control.h"
 #include "agent/control/ControlServer.h"
 #include "agent/control/MetricsServer.h"
@@ -168,6 +169,9 @@ class Process {
    const std::string file_;
    bool isLost_ = false; // the hardware
    EventLoop loop_;
+   // Whoever reads them may stop to do so: routing does not wait for that.
+   StandardOutput out_{ loop_, std::cout, STDOUT_FILENO };
+   StandardOutput err_{ loop_, std::cerr, STDERR_FILENO };
    Rtnetlink kernel_;
    Tracing tracing_;
    HardwareWaiting hardware_{ loop_, &steadyTime, [this] { agent_.work(); } };

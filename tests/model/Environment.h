@@ -24,7 +24,7 @@ inline Quor::U32 fromEnvironment( const char *name, Quor::U32 otherwise ) {
    }
    std::size_t used = 0;
    const unsigned long number = std::stoul( text, &used );
-   if( text[used] != '\0' || number > 1'000'000'000 ) {
+   if( text[used] != '\0' || number > 0xffff'ffff ) {
       throw std::invalid_argument( std::string( name ) + ": " + text );
    }
    return static_cast<Quor::U32>( number );

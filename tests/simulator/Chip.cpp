@@ -4,10 +4,6 @@
 
 namespace Simulator {
 
-std::string text( const Pair &pair ) {
-   return valueToStrep( pair.vlanId() ) + "/" + valueToStrep( pair.mac() );
-}
-
 /// As a chip's vendor writes it.
 class Chip::Helper final : public OrloHelper::RetryingHelper {
  public:
@@ -66,7 +62,7 @@ class Chip::Helper final : public OrloHelper::RetryingHelper {
       for( Write &write : writes ) {
          if( chip_.faults.throws && chip_.random_.chance( 300 ) ) {
             for( const Write &rest : writes ) { // those without an answer are taken as refused
-               chip_.excused_.insert( rest.index );
+               chip_.refuses( rest.index );
             }
             throw std::runtime_error( "the chip has stopped" );
          }
@@ -94,31 +90,23 @@ OrloHelper::VrrpSmHelper *Chip::helper( const OrloHelper::HelperSettings &settin
    return Quor::make<Helper>( *this, settings ).release();
 }
 
-void Chip::loses( U32 index, bool isTold ) {
+bool Chip::loses( U32 index, bool isTold ) {
    trace_.line( "chip: loses slot " + std::to_string( index ) );
    slots_.erase( index );
    if( isTold ) {
       lost_.insert( index );
    }
+   return isTold;
 }
 
 std::string Chip::refuse( U32 index, const std::string &why ) {
-   ++refusals_;
-   excused_.insert( index );
+   refuses( index );
    trace_.line( "chip: refuses " + std::to_string( index ) + ": " + why );
    return why;
 }
 
-void Chip::violate( const std::string &what, U32 index, const Pair &pair ) {
-   if( violation_.empty() && !isAllExcused_ ) {
-      violation_ = what + ": index " + std::to_string( index ) + ", " + text( pair );
-   }
-}
-
 void Chip::write( U32 index, const std::optional<Slot> &slot ) {
-   if( isDead() ) {
-      throw std::runtime_error( "dead" );
-   }
+   needsLife();
    const auto at = slots_.find( index );
    const Pair pair = slot ? slot->pair : at->second.pair;
    if( slot ) {
@@ -126,14 +114,7 @@ void Chip::write( U32 index, const std::optional<Slot> &slot ) {
    } else {
       slots_.erase( at );
    }
-   ++writes_;
-   changes_.push_back( { index, pair, slot.has_value() } );
-   trace_.line( "chip: " + std::to_string( index ) + ( slot ? " = " : " no " ) + text( pair ) +
-                ( slot && !slot->isWhole ? " half" : "" ) );
-   onWrite();
-   if( left_ != kForever && --left_ == 0 ) {
-      trace_.line( "the agent dies" );
-   }
+   wrote( { index, pair, slot.has_value() }, slot && !slot->isWhole ? " half" : "" );
 }
 
 std::string Chip::add( U32 index, const Pair &pair ) {
@@ -155,7 +136,7 @@ std::string Chip::add( U32 index, const Pair &pair ) {
       return refuse( index, "the chip takes nothing" );
    }
    if( isThere && at->second.isWhole ) {
-      if( !excused_.contains( index ) ) {
+      if( !isExcused( index ) ) {
          violate( "a pair is written that is there", index, pair );
       }
       return {};

@@ -1,5 +1,7 @@
 #include "tests/simulator/History.h"
 
+#include "tests/simulator/BridgeHardware.h"
+#include "tests/simulator/Chip.h"
 #include "tests/simulator/module/SimulatedModule.h"
 
 #include <algorithm>
@@ -20,16 +22,25 @@ constexpr U64 kMostCallbacks = 20'000;
 
 History::History( U64 seed, U32 steps )
       : seed_( seed ), steps_( steps ), random_( seed ), kernel_( random_, trace_ ),
-        world_( random_, kernel_, trace_ ), chip_( random_, trace_ ),
-        plan_( Plan::first( random_ ) ), file_( plan_.text() ), loop_( random_, [this]( int fd ) {
-           return fd == 3 ? kernel_.isReadable() : chip_.hasNews();
+        world_( random_, kernel_, trace_ ), plan_( Plan::first( random_ ) ),
+        hardware_( someHardware() ), file_( plan_.text() ), loop_( random_, [this]( int fd ) {
+           return fd == 3 ? kernel_.isReadable() : hardware_->hasNews();
         } ) {
    SimulatedModule::make = [this]( const OrloHelper::HelperSettings &settings ) {
-      return chip_.helper( settings );
+      return hardware_->helper( settings );
    };
    kernel_.onChange = [this] { kernelChanged(); };
    kernel_.onReceive = [this] { othersHaveTheirTurn(); };
+   kernel_.onDump = [this] { world_.happens( loop_.now() ); };
+   kernel_.habitsAre( { random_.chance( 500 ), random_.chance( 500 ) } );
    fewestIndexes_ = plan_.indexes;
+}
+
+std::unique_ptr<Hardware> History::someHardware() {
+   if( random_.chance( 350 ) ) {
+      return std::make_unique<BridgeHardware>( random_, trace_, plan_ );
+   }
+   return std::make_unique<Chip>( random_, trace_ );
 }
 
 History::~History() {
@@ -72,7 +83,7 @@ void History::step() {
    } else if( what < 87 ) {
       dies( random_.chance( 300 ) ? "stopped" : "killed" );
    } else if( what < 89 ) {
-      chip_.diesAfter( random_.between( 1, 6 ) );
+      hardware_->diesAfter( random_.between( 1, 6 ) );
    } else if( what < 91 ) {
       kernel_.refuses( static_cast<U32>( random_.between( 1, 3 ) ) );
       isFaulty_ = true;
@@ -104,15 +115,15 @@ void History::advance( Instant::duration time ) {
 
 void History::timePasses() {
    const U64 how = random_.below( 10 );
-   const bool isTried = chip_.faults.any(); // again and again: days of that show nothing new
+   const bool isTried = hardware_->faults.any(); // again and again: days of that show nothing new
    advance( how < 4              ? milliseconds( random_.below( 1000 ) )
             : how < 7 || isTried ? milliseconds( random_.below( 60'000 ) )
                                  : seconds( random_.below( 10 * 86'400 ) ) );
 }
 
 void History::hardwareFault() {
-   Chip::Faults &faults = chip_.faults;
-   switch( random_.below( 10 ) ) {
+   Hardware::Faults &faults = hardware_->faults;
+   switch( random_.below( 11 ) ) {
    case 0:
       faults.takesNothing = true;
       break;
@@ -133,25 +144,32 @@ void History::hardwareFault() {
       break;
    case 6:
    case 7:
-      if( !chip_.slots().empty() ) {
-         const U32 index = random_.pick( chip_.slots() ).first;
-         const bool isTold = random_.chance( 700 );
-         chip_.loses( index, isTold );
+      if( !hardware_->slots().empty() ) {
+         const U32 index = random_.pick( hardware_->slots() ).first;
+         const bool isKnown = hardware_->loses( index, random_.chance( 700 ) );
          lost_.insert( index );
-         mustRepair_ = mustRepair_ || !isTold;
+         mustRepair_ = mustRepair_ || !isKnown;
+         isFaulty_ = true;
+      }
+      return;
+   case 8:
+      if( hardware_->isReplaced() ) {
+         for( U32 index = 0; index < plan_.indexes; ++index ) {
+            lost_.insert( index );
+         }
          isFaulty_ = true;
       }
       return;
    default:
-      trace_.line( "chip: in order" );
+      trace_.line( "hardware: in order" );
       faults = {};
       if( random_.chance( 500 ) ) {
-         chip_.tellsToTryAgain();
+         hardware_->tellsToTryAgain();
       }
       return;
    }
    faults.doesHalves = random_.chance( 500 );
-   trace_.line( "chip: a fault" );
+   trace_.line( "hardware: a fault" );
    isFaulty_ = true;
 }
 
@@ -205,6 +223,7 @@ void History::reloads() {
       if( next.indexes != plan_.indexes ) {
          isSameLine_ = false;
       }
+      isReloading_ = true;
       event( [&] {
          const Json answer = agent_->ask( "reload", Json::object(), true );
          trace_.line( answer.dump() );
@@ -216,6 +235,7 @@ void History::reloads() {
          fewestIndexes_ = std::min( fewestIndexes_, next.indexes );
          kernelChanged();
       } );
+      isReloading_ = false;
    }
    fewestIndexes_ = std::min( fewestIndexes_, plan_.indexes );
    kernelChanged();
@@ -234,7 +254,7 @@ void History::othersHaveTheirTurn() {
 void History::starts() {
    trace_.line( "the agent starts" );
    ++figures_.starts;
-   chip_.lives();
+   hardware_->lives();
    isSameLine_ = false;
    try {
       agent_ = std::make_unique<RunningAgent>( RunningAgent::Surroundings{
@@ -243,7 +263,7 @@ void History::starts() {
             } } );
    } catch( const OrloAgent::LibraryError &error ) { // the hardware
       trace_.line( error.what() );
-      if( !chip_.faults.cannotBeOpened ) {
+      if( !hardware_->faults.cannotBeOpened && !hardware_->faults.throws ) {
          violated( std::string( "does not start: " ) + error.what() );
       }
    }
@@ -256,12 +276,12 @@ void History::dies( const char *how ) {
       ++figures_.crashes;
       agent_.reset();
    }
-   chip_.lives();
+   hardware_->lives();
 }
 
 /// Starts what has ended.
 void History::supervise() {
-   if( isUp() && ( agent_->isLost() || chip_.isDead() ) ) {
+   if( isUp() && ( agent_->isLost() || hardware_->isDead() ) ) {
       dies( "gone" );
    }
    if( !isUp() && random_.chance( 300 ) ) {
@@ -273,24 +293,31 @@ void History::supervise() {
 
 template <class Action>
 void History::event( const Action &action ) {
-   const auto before = chip_.slots();
-   chip_.takeChanges();
+   const auto before = hardware_->slots();
+   hardware_->takeChanges();
    try {
       action();
    } catch( const Crash & ) {
       dies( "killed while it reads" );
+   } catch( const std::exception & ) {
+      if( !hardware_->isDead() ) {
+         throw;
+      }
    }
    afterEvent( before );
 }
 
-void History::afterEvent( const std::map<U32, Chip::Slot> &before ) {
-   const std::vector<Chip::Change> changes = chip_.takeChanges();
-   if( isUp() && !chip_.isDead() ) {
+void History::afterEvent( const Hardware::Slots &before ) {
+   const std::vector<Hardware::Change> changes = hardware_->takeChanges();
+   if( isUp() && !hardware_->isDead() ) {
       trace_.line( agent_->said() );
       checkWrites( before, changes );
    }
-   if( isUp() && ( chip_.isDead() || agent_->isLost() ) ) {
-      dies( chip_.isDead() ? "killed between two writes" : "without its hardware" );
+   if( before != hardware_->slots() ) {
+      trace_.line( "holds" + held() );
+   }
+   if( isUp() && ( hardware_->isDead() || agent_->isLost() ) ) {
+      dies( hardware_->isDead() ? "killed between two writes" : "without its hardware" );
    }
 }
 
@@ -311,13 +338,17 @@ void History::letItRun() {
 
 // The rules.
 
-void History::violated( const std::string &what ) const {
-   std::string held;
-   for( const auto &[index, slot] : chip_.slots() ) {
-      held += " " + std::to_string( index ) + "=" + text( slot.pair );
+std::string History::held() const {
+   std::string all;
+   for( const auto &[index, slot] : hardware_->slots() ) {
+      all += " " + std::to_string( index ) + "=" + text( slot.pair ) + ( slot.isWhole ? "" : "/2" );
    }
+   return all;
+}
+
+void History::violated( const std::string &what ) const {
    throw Violation( "seed " + std::to_string( seed_ ) + ", step " + std::to_string( step_ ) + ": " +
-                    what + "\n   the hardware holds" + held + "\n" + trace_.lastLines() );
+                    what + "\n   the hardware holds" + held() + "\n" + trace_.lastLines() );
 }
 
 void History::kernelChanged() {
@@ -325,15 +356,15 @@ void History::kernelChanged() {
    std::erase_if( stays_, [&]( const Pair &pair ) { return !now.certain.contains( pair ); } );
 }
 
-void History::checkWrites( const std::map<U32, Chip::Slot> &before,
-                           const std::vector<Chip::Change> &changes ) {
-   if( !chip_.violation().empty() ) {
-      violated( chip_.violation() );
+void History::checkWrites( const Hardware::Slots &before,
+                           const std::vector<Hardware::Change> &changes ) {
+   if( !hardware_->violation().empty() ) {
+      violated( hardware_->violation() );
    }
    // What the hardware has lost is put back first, also when it goes right after that.
    const auto isLost = [this]( U32 index ) { return lost_.contains( index ); };
    std::size_t differences = 0;
-   const auto &after = chip_.slots();
+   const auto &after = hardware_->slots();
    for( const auto &[index, slot] : before ) {
       const auto at = after.find( index );
       const bool isGone = at == after.end() || at->second.pair != slot.pair;
@@ -345,16 +376,19 @@ void History::checkWrites( const std::map<U32, Chip::Slot> &before,
       differences += isNew && !isLost( index ) ? 1 : 0;
    }
    const auto counted = static_cast<std::size_t>(
-         std::count_if( changes.begin(), changes.end(),
-                        [&]( const Chip::Change &change ) { return !isLost( change.index ); } ) );
-   if( counted > differences && !chip_.faults.any() ) {
+         std::count_if( changes.begin(), changes.end(), [&]( const Hardware::Change &change ) {
+            return !isLost( change.index );
+         } ) );
+   // A reload begins with what the hardware has not taken yet.
+   const bool isOwing = hardware_->faults.any() || ( isReloading_ && isFaulty_ );
+   if( counted > differences && !isOwing ) {
       violated( std::to_string( counted ) + " writes for " + std::to_string( differences ) +
                 " differences" );
    }
-   if( chip_.isEverythingExcused() ) {
+   if( hardware_->isEverythingExcused() ) {
       return;
    }
-   for( const Chip::Change &change : changes ) {
+   for( const Hardware::Change &change : changes ) {
       const auto at = programmed_.find( change.index );
       if( at != programmed_.end() && at->second == change.pair && stays_.contains( change.pair ) &&
           change.index < fewestIndexes_ && !lost_.contains( change.index ) ) {
@@ -365,13 +399,14 @@ void History::checkWrites( const std::map<U32, Chip::Slot> &before,
 
 /// Without any time to wait for.
 void History::checkHardware() {
-   if( !isUp() || !agent_->agent().isReady() || isFaulty_ || chip_.faults.any() || mustRepair_ ) {
+   if( !isUp() || !agent_->agent().isReady() || isFaulty_ || hardware_->faults.any() ||
+       mustRepair_ ) {
       return;
    }
    ++figures_.checks;
    const Wanted now = wanted( kernel_, plan_ );
    std::set<Pair> held;
-   for( const auto &[index, slot] : chip_.slots() ) {
+   for( const auto &[index, slot] : hardware_->slots() ) {
       if( index >= plan_.indexes || !slot.isWhole || !held.insert( slot.pair ).second ) {
          violated( "the hardware holds what it should not: " + text( slot.pair ) );
       }
@@ -434,7 +469,7 @@ void History::checkAnswers( const Wanted &now ) {
       violated( "the audit finds " + audit.dump() );
    }
    const Json shown = agent_->ask( "show", Json::object(), false );
-   const U64 programmed = chip_.slots().size();
+   const U64 programmed = hardware_->slots().size();
    if( shown["pairs"]["wanted"] != now.certain.size() ||
        shown["pairs"]["programmed"] != programmed ||
        shown["pairs"]["waiting"] != now.certain.size() - programmed || shown["mismatches"] != 0 ||
@@ -446,8 +481,8 @@ void History::checkAnswers( const Wanted &now ) {
 /// What is wrong ends, everybody gets the time that is needed, and then everything is in order.
 void History::settle() {
    trace_.line( "settle" );
-   chip_.faults = {};
-   chip_.lives();
+   hardware_->faults = {};
+   hardware_->lives();
    kernel_.refuses( 0 );
    if( !isUp() ) {
       starts();
@@ -477,22 +512,21 @@ void History::settle() {
    }
    checkLine();
    std::set<Pair> all( line_.begin(), line_.end() );
-   for( const auto &[index, slot] : chip_.slots() ) {
+   for( const auto &[index, slot] : hardware_->slots() ) {
       all.insert( slot.pair );
    }
-   if( all != now.certain || all.size() != line_.size() + chip_.slots().size() ) {
+   if( all != now.certain || all.size() != line_.size() + hardware_->slots().size() ) {
       violated( "what is programmed and what waits is not what is wanted" );
    }
    checkAnswers( now );
    programmed_.clear();
-   for( const auto &[index, slot] : chip_.slots() ) {
+   for( const auto &[index, slot] : hardware_->slots() ) {
       programmed_.emplace( index, slot.pair );
    }
    stays_ = now.certain;
    fewestIndexes_ = plan_.indexes;
    lost_.clear();
-   chip_.forgetExcuses();
-   chip_.excuseNothing();
+   hardware_->forgetExcuses();
 }
 
 // Figures.
@@ -506,8 +540,8 @@ Figures History::figures() const {
    all.overruns = kernel_.overruns();
    all.interruptions = kernel_.interruptions();
    all.callbacks = loop_.calls();
-   all.writes = chip_.writes();
-   all.refusals = chip_.refusals();
+   all.writes = hardware_->writes();
+   all.refusals = hardware_->refusals();
    all.years =
          std::chrono::duration<double, std::ratio<31'556'952>>( loop_.now().time_since_epoch() )
                .count();

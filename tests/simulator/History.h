@@ -2,7 +2,7 @@
 #ifndef TESTS_SIMULATOR_HISTORY_H
 #define TESTS_SIMULATOR_HISTORY_H
 
-#include "tests/simulator/Chip.h"
+#include "tests/simulator/Hardware.h"
 #include "tests/simulator/Plan.h"
 #include "tests/simulator/RunningAgent.h"
 #include "tests/simulator/World.h"
@@ -65,6 +65,8 @@ class History {
  private:
    struct Crash {}; ///< of the agent, in the middle of something
 
+   std::unique_ptr<Hardware> someHardware();
+
    // What happens.
    void step();
    void timePasses();
@@ -80,19 +82,19 @@ class History {
    // The agent's events.
    template <class Action>
    void event( const Action &action );
-   void afterEvent( const std::map<U32, Chip::Slot> &before );
+   void afterEvent( const Hardware::Slots &before );
    void letItRun();
    bool isUp() const { return agent_ != nullptr; }
 
    // The rules.
    void kernelChanged();
-   void checkWrites( const std::map<U32, Chip::Slot> &before,
-                     const std::vector<Chip::Change> &changes );
+   void checkWrites( const Hardware::Slots &before, const std::vector<Hardware::Change> &changes );
    void checkHardware();
    void settle();
    void checkLine();
    void checkAnswers( const Wanted &now );
    std::vector<Pair> line();
+   std::string held() const;
    [[noreturn]] void violated( const std::string &what ) const;
 
    const U64 seed_;
@@ -101,8 +103,8 @@ class History {
    Trace trace_;
    SimulatedKernel kernel_;
    World world_;
-   Chip chip_;
    Plan plan_;
+   std::unique_ptr<Hardware> hardware_;
    std::string file_; // the configuration
    SimulatedLoop loop_;
    OrloAgent::Time wall_{ std::chrono::seconds( 1'800'000'000 ) }; // at the loop's time 0
@@ -116,6 +118,7 @@ class History {
    U32 fewestIndexes_ = 0;
    std::set<U32> lost_; // indexes that the hardware lost
    bool mustRepair_ = false;
+   bool isReloading_ = false;
    bool isFaulty_ = false; // the hardware, or the kernel
 
    U64 step_ = 0;

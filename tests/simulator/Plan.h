@@ -3,7 +3,7 @@
 #ifndef TESTS_SIMULATOR_PLAN_H
 #define TESTS_SIMULATOR_PLAN_H
 
-#include "tests/simulator/Chip.h"
+#include "tests/simulator/Hardware.h"
 #include "tests/simulator/SimulatedKernel.h"
 
 #include <map>

@@ -117,6 +117,9 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
          return 0;
       }
       dump_.emplace( Dump{ header.nlmsg_type, header.nlmsg_seq } );
+      const auto family = OrloAgent::leading<unsigned char>( message->body ).value_or( 0 );
+      dump_->isOfAll = family == AF_UNSPEC;
+      dump_->family = family == AF_INET6 ? Address::Family::V6 : Address::Family::V4;
       goOn();
       return 0;
    }
@@ -133,9 +136,10 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
    }
    /// The next part of the dump, if one is under way.
    void goOn() {
-      if( !dump_ ) {
+      if( !dump_ || isBuilding_ ) {
          return;
       }
+      isBuilding_ = true;
       NetlinkBytes part;
       bool isEnd = false;
       for( U64 rows = kernel_.random_.between( 1, 6 ); rows != 0 && !isEnd; --rows ) {
@@ -145,6 +149,10 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
          part += numberMessage( NLMSG_DONE, 0, header() );
          dump_.reset();
       }
+      if( kernel_.habits_.dumpsWithoutLock && kernel_.random_.chance( 100 ) ) {
+         kernel_.onDump(); // its news overtake what has been read
+      }
+      isBuilding_ = false;
       queue( part );
    }
    bool isReadable() const { return hasError_ || !queue_.empty(); }
@@ -156,7 +164,9 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
       U32 sequence;
       IfIndex lastLink = 0;
       std::optional<Address> lastAddress{};
+      std::size_t rows = 0; // so far, of this family
       Address::Family family = Address::Family::V4;
+      bool isOfAll = true; // families of addresses, one after the other
       std::optional<U32> generation{};
    };
 
@@ -173,29 +183,44 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
       return { static_cast<U16>( NLM_F_MULTI | ( isInterrupted ? NLM_F_DUMP_INTR : 0 ) ),
                dump_->sequence, kPort };
    }
+   bool isCounting() const { return kernel_.habits_.dumpsByCount; }
+   template <class Map>
+   static typename Map::const_iterator nth( const Map &map, std::size_t at ) {
+      return at < map.size() ? std::next( map.begin(), static_cast<long>( at ) ) : map.end();
+   }
    bool row( NetlinkBytes &part ) {
       if( dump_->type == RTM_GETLINK ) {
-         const auto at = kernel_.links_.upper_bound( dump_->lastLink );
+         const auto at = isCounting() ? nth( kernel_.links_, dump_->rows )
+                                      : kernel_.links_.upper_bound( dump_->lastLink );
          if( at == kernel_.links_.end() ) {
             return false;
          }
+         ++dump_->rows;
          dump_->lastLink = at->first;
          part += linkMessage( at->second, RTM_NEWLINK, header() );
          return true;
       }
+      std::size_t row = 0;
       for( const Address &address : kernel_.addresses_ ) { // by family, as the kernel does
-         if( address.family == dump_->family &&
-             ( !dump_->lastAddress || *dump_->lastAddress < address ) ) {
+         if( address.family != dump_->family ) {
+            continue;
+         }
+         const bool isNext = isCounting() ? row == dump_->rows
+                                          : !dump_->lastAddress || *dump_->lastAddress < address;
+         if( isNext ) {
             part += addressMessage( address, RTM_NEWADDR, header() );
+            ++dump_->rows;
             dump_->lastAddress = address;
             return true;
          }
+         ++row;
       }
-      if( dump_->family == Address::Family::V4 ) {
+      if( dump_->isOfAll && dump_->family == Address::Family::V4 ) {
          dump_->family = Address::Family::V6;
          dump_->lastAddress.reset();
+         dump_->rows = 0;
          dump_->generation.reset(); // each family is a dump of its own
-         return row( part );
+         return this->row( part );
       }
       return false;
    }
@@ -212,6 +237,7 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
    bool hasError_ = false;
    bool isCongested_ = false;
    std::optional<Dump> dump_;
+   bool isBuilding_ = false;
    NetlinkBytes datagram_;
 };
 

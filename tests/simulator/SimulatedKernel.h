@@ -52,6 +52,13 @@ class SimulatedKernel {
    std::unique_ptr<OrloAgent::NetlinkSource> socket();
    bool isReadable() const;
 
+   /// In which kernels of different age differ.
+   struct Habits {
+      bool dumpsByCount = false;     ///< goes on behind so many rows: one that goes hides another
+      bool dumpsWithoutLock = false; ///< news may overtake a part that has been read before them
+   };
+   void habitsAre( const Habits &habits ) { habits_ = habits; }
+
    // Faults.
    void capacityIs( std::size_t bytes ) { capacity_ = bytes; }
    /// So many requests are refused.
@@ -61,6 +68,8 @@ class SimulatedKernel {
    std::function<void()> onChange = [] {};
    /// Called before each datagram is taken: others have their turn. What it throws comes out.
    std::function<void()> onReceive = [] {};
+   /// Called between the making and the queueing of a dump's part.
+   std::function<void()> onDump = [] {};
 
    U64 datagrams() const noexcept { return datagrams_; }
    U64 overruns() const noexcept { return overruns_; }
@@ -79,6 +88,7 @@ class SimulatedKernel {
    std::set<Address> addresses_;
    std::map<IfIndex, Address::Octets> lastLinkLocals_;
    IfIndex lastIndex_ = 1;
+   Habits habits_;
    U32 linkGeneration_ = 0;        // changes with links that come, go or are renamed
    U32 addressGeneration_[2] = {}; // by family
    std::size_t capacity_ = 1 << 20;

@@ -4,7 +4,9 @@
 
 #include "quor/Types.h"
 
+#include <cstdlib>
 #include <deque>
+#include <fstream>
 #include <span>
 #include <string>
 #include <string_view>
@@ -21,6 +23,9 @@ class Trace {
       }
    }
    void line( std::string_view text ) {
+      if( const char *const path = std::getenv( "ORLO_SIM_TRACE" ) ) {
+         std::ofstream( path, std::ios::app ) << text << '\n';
+      }
       for( const char one : text ) {
          add( static_cast<unsigned char>( one ) );
       }

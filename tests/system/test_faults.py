@@ -8,8 +8,9 @@ import time
 import unittest
 
 from agent import SVI10, Agent, appears, disappears
+from daemons import mac
 from faults import FaultyTest
-from lab import Lab, need
+from lab import Lab, need, wait_until
 from orloctl import Client, Orloctl
 
 ROUTERS = [f'00:00:5e:00:{family}:{vrid:02x}' for family in ('01', '02') for vrid in range(60, 256)]
@@ -132,7 +133,7 @@ class FaultTest(FaultyTest):
                                        for state in ('down', 'up')])
         in_order = 0
 
-        for _ in range(25):
+        for _ in range(15):
             one = self.left.start(*agent.command)
             time.sleep(dice.uniform(0, 0.06))
             if dice.random() < 0.3:
@@ -195,6 +196,23 @@ class FaultTest(FaultyTest):
 
         self.assertEqual(1, ctl.json('show')['macs'])
         self.whole(agent)
+
+
+    def test_nobody_reads_what_it_says(self):
+        # Its output goes to a pipe that nobody reads; its first lines are in a file, so that its start can be seen.
+        agent = self.agent(prefix=['/bin/sh', '-c', '"$@" 2>&1 | { head -n 2; exec sleep 1000; }', 'sh'])
+        ctl = self.ctl(agent)
+        for _ in range(20):
+            self.left.ip(*self.storm(40))
+            self.left.ip('link del group 77')
+        self.left.router(51)
+
+        def is_there():
+            return set(agent.held_in_hardware()) == {(vlan, mac(51)) for vlan in (10, 11, 12)}
+        wait_until(is_there, 'the hardware holds what is wanted', 20.0, lambda: str(agent.held_in_hardware()))
+        self.assertEqual(1, ctl.json('show')['macs'])
+        self.assertEqual((0, ''), ctl.run('audit')[::2])
+        agent.kill()
 
 
 class ClockTest(unittest.TestCase):

@@ -90,7 +90,7 @@ class KilledTest(unittest.TestCase):
             writes += self.step
         self.assertGreater(writes, self.writes)
         print(f'               killed before {kills} of {writes - 1} writes, one after the other'
-              + (f'; make soak takes every one, not every {self.step}th' if self.step > 1 else ''))
+              + (f'; scripts/soak --part kills takes every one, not every {self.step}th' if self.step > 1 else ''))
 
     def converges(self, routers):
         found = self.hardware.entries()

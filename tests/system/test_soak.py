@@ -5,7 +5,7 @@ import unittest
 
 from soak import Soak
 
-SECONDS = float(os.environ.get('ORLO_SOAK_SECONDS', 10))
+SECONDS = float(os.environ.get('ORLO_SOAK_SECONDS', 8))
 SEED = int(os.environ.get('ORLO_SEED', 1))
 
 

@@ -157,6 +157,10 @@ std::vector<BridgeHelper::Adding> BridgeHelper::lookUp( std::span<Write> writes 
          write.refusal = reason( {} );
          continue;
       }
+      if( !isOurs && standsOtherwise( write, states[i] ) ) {
+         write.refusal = "the slot table still holds what bridge " + bridge_ + " had before";
+         continue; // only while the bridge could not be read
+      }
       if( states[i] == FdbState::fixed && !isOurs ) {
          write.refusal = "somebody else has pinned the MAC to a port of bridge " + bridge_;
          continue;
@@ -169,6 +173,20 @@ std::vector<BridgeHelper::Adding> BridgeHelper::lookUp( std::span<Write> writes 
       addings.push_back( { &write, states[i] != FdbState::local } );
    }
    return addings;
+}
+
+/// Does the table have another pair at the index, or does it have what stands in the bridge as ours
+/// at another index? Forgotten there it would stay in the bridge for ever, as somebody else's.
+bool BridgeHelper::standsOtherwise( const Write &write, FdbState state ) const {
+   if( slots_->slot( write.index ).value_or( write.pair ) != write.pair ) {
+      return true;
+   }
+   for( U32 index = 0; state == FdbState::local && index < slots_->count(); ++index ) {
+      if( index != write.index && isOurs( index, write.pair ) ) {
+         return true;
+      }
+   }
+   return false;
 }
 
 void BridgeHelper::useForeign( const Write &write ) {
@@ -385,11 +403,16 @@ void BridgeHelper::removeStrayRules() {
       }
    }
    kernel_->change( device_.ifindex, changes );
+   const bool isTold = std::exchange( hasStrayRules_, false );
    for( const Change &change : changes ) {
       if( isGone( change ) ) {
          rules_.erase( change.number - 1 );
-      } else {
-         tell( "cannot remove a rule from bridge " + bridge_ + ": " + reason( change ) );
+         continue;
+      }
+      hasStrayRules_ = true;
+      if( !isTold ) {
+         tell( "cannot remove a rule from bridge " + bridge_ + ": " + reason( change ) +
+               "; it is tried again" );
       }
    }
 }
@@ -421,7 +444,7 @@ void BridgeHelper::mendSlots() {
 
 BridgeHelper::Time BridgeHelper::work( Time now ) {
    const Time next = RetryingHelper::work( now );
-   return mustRead_ ? std::min( next, now + kReadAgain ) : next;
+   return mustRead_ || hasStrayRules_ ? std::min( next, now + kReadAgain ) : next;
 }
 
 // Listening.
@@ -458,6 +481,9 @@ void BridgeHelper::hear() {
       }
       onEntries( news.entries );
       onRules( news.rules );
+      if( hasStrayRules_ ) {
+         removeStrayRules();
+      }
    } catch( const std::exception &error ) {
       if( !mustRead_ ) {
          tell( "cannot look at bridge " + bridge_ + ": " + error.what() + "; it is tried again" );

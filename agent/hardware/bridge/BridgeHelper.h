@@ -57,6 +57,7 @@ class BridgeHelper : public OrloHelper::RetryingHelper {
    std::vector<Adding> lookUp( std::span<Write> writes );
    void addRules( std::vector<Adding> &addings );
    void addEntries( std::vector<Adding> &addings );
+   bool standsOtherwise( const Write &write, FdbState state ) const;
    void useForeign( const Write &write );
    // remove() in its steps.
    void removeEntries( std::span<Write> writes );
@@ -87,7 +88,8 @@ class BridgeHelper : public OrloHelper::RetryingHelper {
    /// rules look like, or perhaps something.
    std::map<Quor::U32, FoundRule> rules_;
    Quor::U32 toldForeign_ = 0;
-   bool mustRead_ = false; ///< what the bridge holds could not be read
+   bool mustRead_ = false;      ///< what the bridge holds could not be read
+   bool hasStrayRules_ = false; ///< as removeStrayRules() left it
 };
 
 } // namespace OrloAgent

@@ -1,6 +1,8 @@
 // What a client sends over the control socket, to the whole agent. Two bytes say who it is and how
-// it reads, and into which pieces its bytes are split; the rest are its bytes. A byte 1 repeats:
-// the next byte is what, the one after it how often, in 256 (minus one), so that lines can be long.
+// it reads, and into which pieces its bytes are split; the rest are its bytes, of up to 200 lines.
+// A byte 1 repeats: the next byte is what, the one after it how often, in 256 (minus one), so that
+// lines can be long. At a byte 2 a device becomes master, or is not any more; at a byte 3 the
+// configuration changes.
 //
 //    - Every line gets its answer or its error, in order, or the connection is closed after one;
 //      what comes back are lines of JSON, none of them longer than the protocol allows.
@@ -14,6 +16,7 @@
 #include "tests/unit/agent/SwitchWithAgent.h"
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <sanitizer/allocator_interface.h>
 #include <sys/socket.h>
@@ -27,21 +30,34 @@ namespace {
 /// Beside what its requests may add to the agent: a request and its tree, and the answers.
 constexpr std::size_t kMostHeld = std::size_t{ 8 } << 20;
 
-std::string unfolded( Fuzz::Input input ) {
+constexpr std::size_t kMostLines = 200;
+
+struct Sent {
    std::string bytes;
-   while( !input.empty() ) {
+   /// What happens beside it, each as soon as so much has been sent.
+   std::vector<std::pair<std::size_t, char>> events;
+};
+
+Sent unfolded( Fuzz::Input input ) {
+   Sent sent;
+   while( !input.empty() && sent.bytes.size() < 4 * Protocol::longestRequest ) {
       const char next = static_cast<char>( input.byte() );
-      if( next != 1 ) {
-         bytes += next;
-         continue;
-      }
-      const char what = static_cast<char>( input.byte() );
-      bytes.append( 256 * ( 1 + std::size_t{ input.byte() } ), what );
-      if( bytes.size() > 4 * Protocol::longestRequest ) {
-         break;
+      if( next == 1 ) {
+         const char what = static_cast<char>( input.byte() );
+         sent.bytes.append( 256 * ( 1 + std::size_t{ input.byte() } ), what );
+      } else if( next == 2 || next == 3 ) {
+         sent.events.emplace_back( sent.bytes.size(), next );
+      } else {
+         sent.bytes += next;
       }
    }
-   return bytes;
+   std::size_t end = 0;
+   for( std::size_t line = 0; line < kMostLines && end != std::string::npos; ++line ) {
+      end = sent.bytes.find( '\n', end );
+      end = end == std::string::npos ? end : end + 1;
+   }
+   sent.bytes.resize( std::min( end, sent.bytes.size() ) );
+   return sent;
 }
 
 /// How many answers there have to be.
@@ -61,9 +77,12 @@ std::size_t requestsIn( std::string_view bytes ) {
 /// One end of the connection, in the same loop as the other one.
 class Client {
  public:
-   Client( EventLoop &loop, FileDescriptor socket, std::string bytes, std::uint8_t split,
-           bool isLazy )
-         : loop_( loop ), socket_( std::move( socket ) ), bytes_( std::move( bytes ) ),
+   using Happens = std::function<void( char )>;
+
+   Client( EventLoop &loop, FileDescriptor socket, const Sent &sent, Happens happens,
+           std::uint8_t split, bool isLazy )
+         : loop_( loop ), socket_( std::move( socket ) ), bytes_( sent.bytes ),
+           events_( sent.events.rbegin(), sent.events.rend() ), happens_( std::move( happens ) ),
            dice_( split ), isLazy_( isLazy ) {
       again();
    }
@@ -76,9 +95,16 @@ class Client {
    void turn() {
       check( __sanitizer_get_current_allocated_bytes() < atFirst_ + kMostHeld + answers_.capacity(),
              "the agent holds too much for one client" );
-      const bool isSending = at_ < bytes_.size();
+      const bool isEvent = !events_.empty() && events_.back().first <= at_;
+      const bool isSending = !isEvent && at_ < bytes_.size();
       const bool isStuck = isSending && !send();
-      if( !isSending && !hasEnded_ ) {
+      if( isEvent && ++waited_ == kTurnsBeforeEvent ) {
+         const char what = events_.back().second;
+         waited_ = 0;
+         events_.pop_back();
+         happens_( what );
+      }
+      if( !isEvent && !isSending && !hasEnded_ ) {
          shutdown( socket_.get(), SHUT_WR );
          hasEnded_ = true;
       }
@@ -92,10 +118,11 @@ class Client {
    /// False: the agent takes nothing at the moment.
    bool send() {
       dice_ = dice_ * 1103515245u + 12345u;
+      const std::size_t end = events_.empty() ? bytes_.size() : events_.back().first;
       const std::size_t most = std::size_t{ 1 } << ( dice_ >> 16 & 15 );
-      const ssize_t count =
-            ::send( socket_.get(), bytes_.data() + at_, std::min( most, bytes_.size() - at_ ),
-                    MSG_DONTWAIT | MSG_NOSIGNAL );
+      const ssize_t count = ::send( socket_.get(), bytes_.data() + at_,
+                                    std::min( most, std::min( end, bytes_.size() ) - at_ ),
+                                    MSG_DONTWAIT | MSG_NOSIGNAL );
       if( count < 0 && errno == EPIPE ) {
          at_ = bytes_.size(); // closed: what it said before is still to be read
          return true;
@@ -116,7 +143,12 @@ class Client {
    const std::size_t atFirst_ = __sanitizer_get_current_allocated_bytes();
    EventLoop &loop_;
    FileDescriptor socket_;
+   static constexpr int kTurnsBeforeEvent = 4; ///< the agent has read what was sent by then
+
    const std::string bytes_;
+   std::vector<std::pair<std::size_t, char>> events_; ///< the next one last
+   const Happens happens_;
+   int waited_ = 0;
    std::size_t at_ = 0;
    std::uint32_t dice_;
    const bool isLazy_;
@@ -149,19 +181,21 @@ std::size_t checkAnswers( std::string_view answers ) {
    return answered;
 }
 
-/// One more interface and fewer indexes, or as at first.
+/// One more interface; then without it again, and with another number of indexes.
 Configuration other( const Configuration &now, const SwitchWithAgent &on ) {
-   Configuration next = on.configuration( now.hardware.indexes == 8 ? 4 : 8 );
-   if( now.interfaces.size() == 2 ) {
+   const bool isSmall = now.interfaces.size() == 2;
+   Configuration next =
+         on.configuration( isSmall ? now.hardware.indexes : 12 - now.hardware.indexes );
+   if( isSmall ) {
       next.interfaces.push_back( { Pelmo::IntfId( "br30" ), Bridging::VlanId( 30 ), {} } );
    }
    return next;
 }
 
-void serve( SwitchWithAgent &on, std::uint8_t who, std::uint8_t split, const std::string &bytes ) {
+void serve( SwitchWithAgent &on, std::uint8_t who, std::uint8_t split, const Sent &sent ) {
    Tracing tracing( [&] { return on.now_; } );
-   Control control( *on.agent_, tracing,
-                    [&] { return on.agent_->reload( other( on.agent_->configuration(), on ) ); } );
+   const auto reload = [&] { return on.agent_->reload( other( on.agent_->configuration(), on ) ); };
+   Control control( *on.agent_, tracing, reload );
    std::array<int, 2> ends{};
    check( socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data() ) == 0, "no sockets" );
    EventLoop loop;
@@ -169,10 +203,20 @@ void serve( SwitchWithAgent &on, std::uint8_t who, std::uint8_t split, const std
    std::optional<ControlConnection> connection;
    connection.emplace( loop, control, FileDescriptor( ends[0] ), peer, Protocol::patience,
                        [&] { connection.reset(); } );
-   const Client client( loop, FileDescriptor( ends[1] ), bytes, split, ( who & 2 ) != 0 );
+   bool isMaster = true;
+   const auto happens = [&]( char what ) {
+      if( what == 3 ) {
+         reload();
+         return;
+      }
+      isMaster ? on.becomeBackup( kDevice51 ) : on.becomeMaster( kDevice51 );
+      isMaster = !isMaster;
+      on.kernel_.quiet();
+   };
+   const Client client( loop, FileDescriptor( ends[1] ), sent, happens, split, ( who & 2 ) != 0 );
    loop.run(); // ends when the connection does
    check( !connection, "the connection goes on without its client" );
-   const std::size_t requests = requestsIn( bytes );
+   const std::size_t requests = requestsIn( sent.bytes );
    const std::size_t answered = checkAnswers( client.answers() );
    check( answered == requests,
           std::to_string( requests ) + " requests, answered " + std::to_string( answered ) );

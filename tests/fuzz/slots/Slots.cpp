@@ -6,7 +6,8 @@
 //    - It opens: what was seen in it is in its slots; or it is set aside, byte for byte, and the
 //      administrator is told. Then it takes operations, and has them when it is opened again.
 //    - An agent starts on it, whatever pairs it holds: what the hardware holds is what is wanted
-//      then, and stays so when devices come and go. The next agent writes nothing.
+//      then, and stays so when devices come and go. What somebody else does to the table meanwhile
+//      (the same operations) is mended by a repair. The next agent writes nothing.
 #include "agent/hardware/SlotFile.h"
 #include "tests/fuzz/Check.h"
 #include "tests/fuzz/Input.h"
@@ -115,7 +116,21 @@ void checkHardware( SwitchWithAgent &on, const char *when ) {
           std::string( "an index is idle " ) + when );
 }
 
-void tryAgent( SwitchWithAgent &on, U32 indexes, std::uint32_t masters, const std::string &bytes ) {
+void toggle( SwitchWithAgent &on, IfIndex device, bool isMaster ) {
+   isMaster ? on.becomeBackup( device ) : on.becomeMaster( device );
+   on.kernel_.quiet();
+}
+
+void scribble( SwitchWithAgent &on, std::string_view operations ) {
+   auto &file = const_cast<SlotFile &>( on.helper().slots() );
+   Slots slots = file.slots();
+   for( const char operation : slots.empty() ? std::string_view() : operations ) {
+      operate( file, slots, static_cast<std::uint8_t>( operation ) );
+   }
+}
+
+void tryAgent( SwitchWithAgent &on, U32 indexes, std::uint32_t masters, std::string_view operations,
+               const std::string &bytes ) {
    write( on.folder_.path( "slots" ), bytes );
    for( Quor::U8 i = 0; i < 3; ++i ) {
       on.deviceIs( kDevice51 + i, static_cast<Quor::U8>( 51 + i ) );
@@ -126,11 +141,14 @@ void tryAgent( SwitchWithAgent &on, U32 indexes, std::uint32_t masters, const st
    on.startAndRead( indexes );
    checkHardware( on, "after the start" );
    for( IfIndex i = 0; i < 3; ++i ) {
-      ( masters >> i & 1 ) != 0 ? on.becomeBackup( kDevice51 + i )
-                                : on.becomeMaster( kDevice51 + i );
-      on.kernel_.quiet();
+      toggle( on, kDevice51 + i, ( masters >> i & 1 ) != 0 );
       checkHardware( on, "after a fail-over" );
    }
+   scribble( on, operations );
+   toggle( on, kDevice51, ( masters & 1 ) == 0 ); // perhaps into a slot that is taken
+   on.agent_->programming().repair();
+   on.agent_->work();
+   checkHardware( on, "after a repair" );
    const Quor::U64 writes = on.writes();
    on.agent_.reset();
    on.startAndRead( indexes );
@@ -153,6 +171,6 @@ extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t *bytes, std::size_t si
          ( how & 1 ) != 0 ? tableOf( path, input.rest() ) : std::string( input.rest() );
    tryFile( path, indexes, ( how & 2 ) != 0 ? SlotFile::Size::atLeast : SlotFile::Size::exact,
             operations, file );
-   tryAgent( on, indexes, masters, file );
+   tryAgent( on, indexes, masters, operations, file );
    return 0;
 }

@@ -73,6 +73,31 @@ TEST_F( AgentTest, TheLastPairWaitsAndGetsAFreedIndex ) {
    EXPECT_EQ( said().find( "left" ), std::string::npos ) << "it had got an index";
 }
 
+TEST_F( AgentTest, WhatIsToldTwiceIsDoneOnce ) {
+   startAndRead();
+   said();
+   for( int i = 0; i < 2; ++i ) {
+      masters( { { kDevice51, 51 } } );
+      masters( { { kDevice51, 51 } } );
+      kernel_.quiet();
+   }
+   EXPECT_EQ( said(), "published   br10  00:00:5e:00:01:33  from vrrp.51\n"
+                      "programmed  VLAN 12  00:00:5e:00:01:33  index 0\n"
+                      "programmed  VLAN 10  00:00:5e:00:01:33  index 1\n"
+                      "programmed  VLAN 11  00:00:5e:00:01:33  index 2\n" );
+   EXPECT_EQ( writes(), 3u );
+   for( int i = 0; i < 2; ++i ) {
+      becomeBackup( kDevice51 );
+      becomeBackup( kDevice51 );
+      kernel_.quiet();
+   }
+   EXPECT_EQ( said(), "withdrawn   br10  00:00:5e:00:01:33  vrrp.51: has no address\n"
+                      "removed     VLAN 12  00:00:5e:00:01:33  index 0\n"
+                      "removed     VLAN 10  00:00:5e:00:01:33  index 1\n"
+                      "removed     VLAN 11  00:00:5e:00:01:33  index 2\n" );
+   EXPECT_EQ( writes(), 6u );
+}
+
 TEST_F( AgentTest, APairThatGivesUpWaitingLeaves ) {
    startAndRead( 1 );
    masters( { { kDevice51, 51 } } );

@@ -270,6 +270,25 @@ TEST_F( Reload, WhileTheKernelIsReadAgainNothingIsJudged ) {
                       "programmed  VLAN 30  00:00:5e:00:01:33  index 4\n" );
 }
 
+TEST_F( Reload, WhatTheHardwareOwesIsWaitedForAlsoWhenItCannotBeHadOtherwise ) {
+   hardwareIs( "full" );
+   master( 51, kSvi, 51 );
+   Configuration two = stubborn( 2 );
+   two.hardware.settings["most"] = "2";
+   start( two );
+   Instant waitsUntil = Instant::max();
+   agent_->programming().onWait = [&]( int, Instant next ) { waitsUntil = next; };
+   kernel_.read();
+   EXPECT_NE( waitsUntil, Instant::max() );
+
+   next_ = two;
+   next_.hardware.indexes = 3;
+   EXPECT_THROW( agent_->reload( next_ ), LibraryError );
+
+   EXPECT_TRUE( agent_->isReady() );
+   EXPECT_NE( waitsUntil, Instant::max() );
+}
+
 TEST_F( Reload, HardwareThatCannotBeHadGoesOnAsBefore ) {
    startWithMasters( 8 );
    // Somebody takes the table in the moment in which the agent opens it anew: nobody can have it

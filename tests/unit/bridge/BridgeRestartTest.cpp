@@ -2,6 +2,9 @@
 // puts right what is not, and leaves alone what is not ours.
 #include "tests/unit/bridge/HelperOnFakeBridge.h"
 
+#include <filesystem>
+#include <stdexcept>
+
 namespace OrloAgent {
 namespace {
 
@@ -109,6 +112,59 @@ TEST_F( BridgeRestartTest, APairThatStandsInTwoSlotsIsGivenOnceAndStays ) {
 
    EXPECT_EQ( adopted_, programmed_ );
    EXPECT_EQ( bridge_.entries.size(), 3u );
+}
+
+TEST_F( BridgeRestartTest, AStrayRuleThatCannotBeRemovedIsTriedAgain ) {
+   bridge_.rules[5] = rule( 12, 99, 10 );
+   bridge_.ruleRefusal = EBUSY;
+   EXPECT_EQ( start(), ( Lines{ "no rule 5", "no rule 5" } ) );
+   EXPECT_EQ( told(), Lines{ "cannot remove a rule from bridge br0: the kernel refuses the rule: "
+                             "Device or resource busy; it is tried again" } );
+   EXPECT_LE( next_, now_ + std::chrono::seconds( 1 ) );
+
+   bridge_.ruleRefusal = 0;
+   EXPECT_EQ( work( 1000 ), Lines{ "no rule 5" } );
+
+   EXPECT_FALSE( bridge_.rules.contains( 5 ) );
+   EXPECT_EQ( next_, Time::max() );
+   EXPECT_EQ( told(), Lines{} );
+}
+
+TEST_F( BridgeRestartTest, WhatCouldNotBeReadIsNotForgotten ) {
+   bridge_.isUnreadable = true;
+   make();
+   EXPECT_EQ( adopt(), Entries{} );
+   add( pair( 20, 51 ), 0 ); // where another one stands
+   add( pair( 10, 51 ), 3 ); // which stands somewhere else
+   EXPECT_EQ( work(), Lines{} );
+   const std::string reason = "the slot table still holds what bridge br0 had before";
+   EXPECT_EQ( this->reason( 0 ), reason );
+   EXPECT_EQ( this->reason( 3 ), reason );
+
+   bridge_.isUnreadable = false;
+   work( 1000 );
+
+   EXPECT_EQ( bridge_.entries,
+              ( Fdb{ { pair( 20, 51 ), FdbState::local }, { pair( 10, 51 ), FdbState::local } } ) );
+   EXPECT_EQ( bridge_.rules, Rules{} );
+   EXPECT_EQ( held(), ( Entries{ { pair( 20, 51 ), 0 }, { pair( 10, 51 ), 3 } } ) );
+   del( pair( 10, 51 ), 3 );
+   work();
+   EXPECT_FALSE( bridge_.entries.contains( pair( 10, 51 ) ) ); // it was ours all the time
+}
+
+TEST_F( BridgeRestartTest, WhatIsOursStaysOursWhenSomebodyCutsTheSlotTableShort ) {
+   start();
+   std::filesystem::resize_file( folder_.path( "slots" ), 0 );
+   EXPECT_THROW( helper_->readAll(), std::runtime_error );
+
+   del( pair( 10, 51 ), 1 );
+   work();
+
+   EXPECT_FALSE( bridge_.entries.contains( pair( 10, 51 ) ) );
+   EXPECT_EQ( held().size(), 2u );
+   start();
+   EXPECT_EQ( adopted_, ( Entries{ { pair( 12, 51 ), 0 }, { pair( 11, 51 ), 2 } } ) );
 }
 
 TEST_F( BridgeRestartTest, OneThatOnlyLooksNeedsNoLockAndChangesNothing ) {

@@ -25,6 +25,7 @@ struct FakeBridge {
    std::map<Pair, int> refusals; ///< errnos for whatever is to be done to the entries of these
    int ruleRefusal = 0;
    bool answers = true;
+   bool isUnreadable = false;
    int writesLeft = -1; ///< before the process is dead; -1: it lives
    BridgeKernel::News news;
    std::vector<std::string> calls; ///< what was written, a line for each change
@@ -75,6 +76,9 @@ class FakeBridgeKernel : public BridgeKernel {
    }
    std::vector<Pair> localEntries( IfIndex bridge ) override {
       live();
+      if( bridge_.isUnreadable ) {
+         throw std::runtime_error( "the kernel does not list its entries" );
+      }
       std::vector<Pair> pairs;
       for( const auto &[pair, state] : bridge_.entries ) {
          if( bridge == bridge_.device.ifindex && state == FdbState::local ) {

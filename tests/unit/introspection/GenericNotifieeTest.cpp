@@ -278,7 +278,10 @@ TEST( GenericNotifiee, ThatIsDroppedDuringThePassIsNotCalledInIt ) {
    Listener first;
    const GenericNotifiee dropping( by.any, first );
    std::optional<GenericNotifiee> dropped( std::in_place, by.any, by.listener );
-   first.then = [&] { dropped.reset(); };
+   first.then = [&] {
+      dropped.reset();
+      EXPECT_EQ( by.table->notifieeCount(), 1u ) << "it leaves at once";
+   };
    by.table->virtualRouterMacIs( a, true );
    EXPECT_EQ( first.take().size(), 1u );
    EXPECT_EQ( by.listener.take(), Lines{} );

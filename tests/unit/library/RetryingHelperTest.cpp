@@ -318,7 +318,8 @@ TEST_F( RetryingHelperTest, APairThatWaitsForItselfMayStillBeSentElsewhere ) {
    add( a, 2 );
    workedTo( 1050ms );
    helper_->onRemove = yes;
-   EXPECT_EQ( workedTo( 2s ), ( Lines{ "remove 0:10/1", "add 2:10/1" } ) );
+   EXPECT_EQ( workedTo( 1100ms ), ( Lines{ "remove 0:10/1", "add 2:10/1" } ) )
+         << "as soon as it has gone, not when its own next try is due";
    EXPECT_EQ( helper_->slot( 1 ), std::nullopt );
 }
 
@@ -485,6 +486,8 @@ TEST_F( RetryingHelperTest, AStartForgetsTheWishesOfTheProgrammerBefore ) {
    add( b, 1 );
    workedTo( 0ms );
    start( { { b, 1 } } );
+   EXPECT_EQ( helper_->refusal( 0 ), std::nullopt );
+   EXPECT_EQ( helper_->refusal( 1 ), std::nullopt );
    EXPECT_EQ( workedTo( 1s ), Lines{} );
    EXPECT_EQ( helper_->refusal( 0 ), std::nullopt );
    EXPECT_EQ( helper_->slot( 1 ), b );

@@ -111,6 +111,24 @@ TEST( IntfId, TheEmptyNameMeansNone ) {
    EXPECT_EQ( readWhole<IntfId>( "" ), IntfId() );
 }
 
+TEST( IntfId, IsEqualAndBeforeAsItsName ) {
+   const std::vector<String> names{ "",    "a",    "a23456789012345", "b",
+                                    "br1", "br10", "br100",           "br2" };
+   for( const String &one : names ) {
+      for( const String &other : names ) {
+         EXPECT_EQ( IntfId( one ) == IntfId( other ), one == other ) << one << ' ' << other;
+         EXPECT_EQ( IntfId( one ) < IntfId( other ), one < other ) << one << ' ' << other;
+      }
+   }
+}
+
+TEST( IntfId, TheOrderOfMapsComesFromTheFnv1aHashOfItsName ) {
+   EXPECT_EQ( IntfId().hash(), 2'166'136'261u );
+   EXPECT_EQ( IntfId( "a" ).hash(), 3'826'002'220u );
+   EXPECT_EQ( IntfId( "br10" ).hash(), 2'778'910'132u );
+   EXPECT_EQ( IntfId( "vlan4094" ).hash(), 2'779'796'837u );
+}
+
 TEST( IntfId, EverythingElseIsARangeErrorThatShowsTheName ) {
    for( const String &name :
         { String( "1234567890123456" ), String( 200, 'a' ), String( "a/b" ), String( "/" ),

@@ -1,6 +1,7 @@
 // A helper module for hardware that says no. It takes nothing while the file "full" of its settings
 // is there, and gives nothing up while the file "keeps" is; it cannot be read while "broken" is.
-// What it holds outlives the helper, and is kept by the name in "device".
+// It has no more slots than "most" says. What it holds outlives the helper, and is kept by the
+// name in "device".
 #include "OrloVrrpHelper/HelperModule.h"
 #include "OrloVrrpHelper/RetryingHelper.h"
 
@@ -23,6 +24,10 @@ class StubbornHelper : public OrloHelper::RetryingHelper {
    explicit StubbornHelper( const OrloHelper::HelperSettings &settings )
          : RetryingHelper( "stubborn", settings ), settings_( settings.settings ),
            held_( device( settings_.at( "device" ) ) ) {
+      const auto most = settings_.find( "most" );
+      if( most != settings_.end() && settings.indexes > std::stoul( most->second ) ) {
+         throw std::runtime_error( "the device has no more than " + most->second + " slots" );
+      }
       syncCurrentStateOnInitIs( true );
    }
    std::vector<Entry> readAll() const override {
