@@ -34,6 +34,8 @@ TEST( Defaults, HardwareThatTellsNothingIsWrittenAllTheSame ) {
    helper->addVirtualRouterMac( mac( 1 ), 10, 0 );
    work.work( std::chrono::steady_clock::now() );
    EXPECT_EQ( helper->added, 1 );
+   helper->addVirtualRouterMac( mac( 1 ), 10, settings.indexes ); // which nobody need be told of
+   EXPECT_EQ( helper->refusals(), 1u );
    work.leave();
 }
 
