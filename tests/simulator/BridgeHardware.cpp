@@ -168,14 +168,13 @@ bool BridgeHardware::isReplaced() {
    return true;
 }
 
-bool BridgeHardware::refuses( const Change &change, U32 done ) {
+bool BridgeHardware::refuses( Change &change, U32 done ) {
    const bool isAdd = change.what == Change::What::entryAdd || change.what == Change::What::ruleAdd;
    const U32 index = indexOf( change.pair );
-   Change &answer = const_cast<Change &>( change );
    if( done >= faults.atOnce ) {
-      answer.error = OrloAgent::BridgeKernel::kNoAnswer;
+      change.error = OrloAgent::BridgeKernel::kNoAnswer;
    } else if( isAdd ? faults.takesNothing : faults.keepsEverything ) {
-      answer.error = EBUSY;
+      change.error = EBUSY;
    } else {
       return false;
    }

@@ -24,7 +24,7 @@ class BridgeHardware final : public Hardware {
    class Kernel;
    using Change = OrloAgent::BridgeKernel::Change;
 
-   bool refuses( const Change &change, U32 done );
+   bool refuses( Change &change, U32 done );
    void isDone( const Change &change, const OrloAgent::FakeBridge &before );
    U32 indexOf( const Pair &pair ) const;
    std::vector<std::optional<Pair>> table() const;
