@@ -292,7 +292,11 @@ void SimulatedKernel::linkDel( IfIndex ifindex ) {
    for( const Address &address : addressesOf( ifindex ) ) {
       addressDel( address );
    }
-   const Link link = links_.at( ifindex );
+   const auto at = links_.find( ifindex );
+   if( at == links_.end() ) {
+      return; // somebody else was faster, while a part of a dump went out
+   }
+   const Link link = at->second;
    tell(
          [&] {
             ++linkGeneration_;
@@ -328,7 +332,9 @@ void SimulatedKernel::addressDel( const Address &address ) {
 }
 
 void SimulatedKernel::tellAgain( IfIndex ifindex ) {
-   linkIs( links_.at( ifindex ) );
+   if( const auto at = links_.find( ifindex ); at != links_.end() ) {
+      linkIs( Link( at->second ) );
+   }
 }
 
 /// A bridge's and IPv6's views of a link, which say "gone" where nothing has gone.
