@@ -22,7 +22,7 @@ class Hardware {
    struct Slot {
       Pair pair;
       bool isWhole = true;
-      auto operator<=>( const Slot & ) const = default;
+      bool operator==( const Slot & ) const = default;
    };
    using Slots = std::map<U32, Slot>;
    /// What it does wrong.

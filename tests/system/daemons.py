@@ -52,6 +52,7 @@ class Keepalived:
         self._switch = switch
         self._parent = switch.path('keepalived.pid')
         self._child = switch.path('keepalived-vrrp.pid')
+        self._killed = None  # the child before this one: its file and what is left of it stay for a moment
         self.configure(*instances)
         self.start()
 
@@ -84,7 +85,7 @@ class Keepalived:
         """Waits until its child runs, again."""
         def runs():
             pids = self._pids()
-            return pids and all(os.path.exists(f'/proc/{pid}') for pid in pids)
+            return pids and pids[1] != self._killed and all(os.path.exists(f'/proc/{pid}') for pid in pids)
         wait_until(runs, 'keepalived runs', 10.0, self.process.report)
 
     def reload(self):
@@ -96,7 +97,8 @@ class Keepalived:
 
     def kill_child(self):
         """kill -9 of the process that speaks VRRP; its parent starts another."""
-        os.kill(self._pids()[1], signal.SIGKILL)
+        self._killed = self._pids()[1]
+        os.kill(self._killed, signal.SIGKILL)
 
     def kill(self):
         """kill -9 of both processes: nobody is left to tidy up."""
