@@ -57,7 +57,7 @@ TEST( Simulator, EveryHistoryKeepsTheRules ) {
 /// or is called at other moments than then; what they showed has unit tests as well.
 TEST( Simulator, WhatWasFoundStaysFound ) {
    Figures figures;
-   for( const U64 seed : {
+   for( const U64 seed : std::initializer_list<U64>{
               73,   // bridge: a slot was overwritten while the bridge could not be read
               577,  // bridge: a stray rule was not removed any more when that was refused once
               3949, // an address was skipped at the end of the dump of its family

@@ -229,6 +229,14 @@ class Notices {
    std::vector<std::string> heard_;
 };
 
+ControlServer::Settings lookingAllTheTime( const std::string &path, Notices &notices ) {
+   ControlServer::Settings settings;
+   settings.path = path;
+   settings.lookEvery = std::chrono::milliseconds( 1 );
+   settings.notice = notices.hear();
+   return settings;
+}
+
 /// Waits until it is so, for ten seconds.
 bool eventually( const std::function<bool()> &isSo ) {
    for( int i = 0; i < 10000 && !isSo(); ++i ) {
@@ -239,11 +247,7 @@ bool eventually( const std::function<bool()> &isSo ) {
 
 TEST_F( ControlServerTest, ASocketThatSomebodyRemovesIsMadeAgain ) {
    Notices notices;
-   ControlServer::Settings settings;
-   settings.path = folder_.path( "control" );
-   settings.lookEvery = std::chrono::milliseconds( 1 );
-   settings.notice = notices.hear();
-   start( settings );
+   start( lookingAllTheTime( folder_.path( "control" ), notices ) );
    TestSocket connected( path_ );
    ASSERT_TRUE( eventuallyClients( 1 ) );
 
@@ -259,11 +263,7 @@ TEST_F( ControlServerTest, ASocketThatSomebodyRemovesIsMadeAgain ) {
 
 TEST_F( ControlServerTest, WhatStandsInPlaceOfItsSocketIsLeftAlone ) {
    Notices notices;
-   ControlServer::Settings settings;
-   settings.path = folder_.path( "control" );
-   settings.lookEvery = std::chrono::milliseconds( 1 );
-   settings.notice = notices.hear();
-   start( settings );
+   start( lookingAllTheTime( folder_.path( "control" ), notices ) );
 
    std::ofstream( folder_.path( "precious" ) ) << "precious";
    ASSERT_EQ( rename( folder_.path( "precious" ).c_str(), path_.c_str() ), 0 );
