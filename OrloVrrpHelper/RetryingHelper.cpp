@@ -225,11 +225,13 @@ HardwareWork::Time RetryingHelper::work( Time now ) {
 void RetryingHelper::listen() {
    try {
       hear();
+      deaf_.clear();
    } catch( const std::bad_alloc & ) { // what it heard may not have been written down
       throw;
    } catch( const std::exception &error ) {
-      if( told_.size() < kMostTold && told_.insert( error.what() ).second ) {
-         tell( std::string( "cannot hear what the hardware tells: " ) + error.what() );
+      if( deaf_ != error.what() ) {
+         deaf_ = error.what();
+         tell( "cannot hear what the hardware tells: " + deaf_ );
       }
    }
 }

@@ -156,6 +156,7 @@ class RetryingHelper : public VrrpSmHelper, public HardwareView, public Hardware
    std::set<std::pair<Time, Quor::U32>> due_;           ///< places to look at later
    std::unordered_map<Quor::U32, Time> scheduled_;      ///< the same, by place
    std::set<std::string> told_;                         ///< reasons
+   std::string deaf_;                                   ///< why it cannot hear, while that is so
    Time now_{};
    Time nextReading_ = kNever; ///< of hardware that could not be read when it was to be adopted
    Quor::U64 refusals_ = 0;

@@ -94,6 +94,10 @@ TEST_F( Declaring, ATypeIsDeclaredScopeByScope ) {
    EXPECT_EQ( lamp.find( "blink" )->arguments[0].type, "U32" );
    EXPECT_EQ( lamp.find( "times" ), nullptr ) << "an argument is no attribute";
    EXPECT_EQ( lamp.find( "watts" )->flags, U32{ QuorAttr::kParameter } );
+   EXPECT_EQ( QuorAttr::kParameter, 1 );
+   EXPECT_EQ( QuorAttr::kCollection, 2 );
+   EXPECT_EQ( QuorAttr::kFunction, 4 );
+   EXPECT_EQ( QuorAttr::kInstantiating, 8 );
    EXPECT_TRUE( lamp.find( "watts" )->arguments.empty() );
 }
 

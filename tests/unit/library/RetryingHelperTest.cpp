@@ -334,6 +334,15 @@ TEST_F( RetryingHelperTest, APairThatCouldNotBeRemovedIsWrittenWhenItIsWantedAga
    EXPECT_EQ( helper_->refusal( 0 ), std::nullopt );
    EXPECT_EQ( helper_->slot( 0 ), a );
    EXPECT_EQ( work(), HardwareWork::kNever );
+   helper_->lost( 0 );
+   helper_->onAdd = no;
+   workedTo( 1002ms );
+   helper_->onRemove = yes;
+   helper_->onAdd = yes;
+   remove( a, 0 );
+   add( a, 1 );
+   EXPECT_EQ( workedTo( 1003ms ), ( Lines{ "remove 0:10/1", "add 1:10/1" } ) )
+         << "it waits for nothing any more";
 }
 
 // Losses
@@ -532,7 +541,14 @@ TEST_F( RetryingHelperTest, WhatHearingThrowsIsToldOnceAndStopsNothing ) {
    helper_->onHear = [] { throw std::runtime_error( "deaf" ); };
    add( a, 0 );
    EXPECT_EQ( workedTo( 0s ), Lines{ "add 0:10/1" } );
-   EXPECT_EQ( told().front(), "cannot hear what the hardware tells: deaf" );
+   work();
+   EXPECT_EQ( told(), Lines{ "cannot hear what the hardware tells: deaf" } );
+   helper_->onHear = [] {};
+   work();
+   EXPECT_EQ( told(), Lines{} );
+   helper_->onHear = [] { throw std::runtime_error( "deaf" ); };
+   work();
+   EXPECT_EQ( told(), Lines{ "cannot hear what the hardware tells: deaf" } ) << "once more";
 }
 
 } // namespace
