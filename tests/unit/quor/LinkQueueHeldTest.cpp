@@ -1,5 +1,6 @@
 // Entries of queues that somebody holds when they have been removed: what they keep, and what takes
 // their positions meanwhile.
+#include "tests/unit/quor/AllocationCount.h"
 #include "tests/unit/quor/Stubborn.h"
 #include "tests/unit/quor/Surprise.h"
 #include "tests/unit/quor/ThreadSafePointers.h"
@@ -180,6 +181,11 @@ class LinkQueueRefusal : public testing::Test {
       const U32 pages = owner_->queue.pageCount();
       Stubborn::refuses = true;
       EXPECT_THROW( change(), std::runtime_error );
+      const std::size_t bytes = allocatedBytes();
+      for( int i = 0; i < 20; ++i ) {
+         EXPECT_THROW( change(), std::runtime_error );
+      }
+      EXPECT_EQ( allocatedBytes(), bytes ) << "a refusal costs no page";
       Stubborn::refuses = false;
       EXPECT_EQ( content(), before );
       EXPECT_EQ( owner_->queue.nextKey(), nextKey );
