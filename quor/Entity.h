@@ -138,13 +138,14 @@ void Entity::notifyAll( NotifieePass *before, AttrId id, const Call &call, const
    NotifieePass pass( notifiees_, before );
    if( !pass.isLast() ) {
       notifyAll( &pass, id, call, key );
-      return;
+      return; // NOLINT(clang-analyzer-core.StackAddressEscape): nobody looks behind it any more
    }
    for( NotifieePass *part = &pass.first(); part; part = part->behind() ) {
       while( NotifieeConst *const notifiee = part->next() ) {
          tell( *notifiee, id, call, key );
       }
    }
+   // NOLINTNEXTLINE(clang-analyzer-core.StackAddressEscape): the same, when it returns
    for( NotifieePass *part = &pass.first(); part; part = part->behind() ) {
       part->drop();
    }
