@@ -38,14 +38,7 @@ class Slab {
    }
 
    /// Asks for the memory of the next place, so that take() is not refused it.
-   void prepare() {
-      if( RefCount::isThreadSafe() ) [[unlikely]] {
-         const std::lock_guard lock( mutex_ );
-         prepareAlone();
-      } else {
-         prepareAlone();
-      }
-   }
+   void prepare() { RefCount::isThreadSafe() ? prepareLocked() : prepareAlone(); }
 
    /// A place without a node.
    Link take() { return RefCount::isThreadSafe() ? takeLocked() : takeAlone(); }
@@ -89,6 +82,10 @@ class Slab {
       }
    }
 
+   [[gnu::noinline, gnu::cold]] void prepareLocked() {
+      const std::lock_guard lock( mutex_ );
+      prepareAlone();
+   }
    [[gnu::noinline, gnu::cold]] Link takeLocked() {
       const std::lock_guard lock( mutex_ );
       return takeAlone();

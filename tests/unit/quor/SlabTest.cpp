@@ -153,7 +153,9 @@ TEST( Slab, PlacesAreGivenBackByAnotherThread ) {
          }
       } );
       std::set<Places::Link> here;
-      for( const Places::Link link : take( owned, 20'000 ) ) {
+      for( int taken = 0; taken < 20'000; ++taken ) {
+         slab.prepare();
+         const Places::Link link = slab.take();
          EXPECT_TRUE( here.insert( link ).second ) << link << " was handed out twice";
       }
       for( const Places::Link link : here ) {
