@@ -21,9 +21,9 @@ class HardwareWork {
    /// Becomes readable when there is something to do (an epoll(7) descriptor when there are several
    /// sources); -1: never. The same for as long as the helper lives.
    virtual int fd() const { return -1; }
-   /// Does everything that can be done at `now`. Called at the end of each event in which the
-   /// helper was called, when fd() is readable, and at the time that it gave. Gives when it wants
-   /// to be called again at the latest.
+   /// Does everything that can be done at `now`. Called from the programmer's start on: at the end
+   /// of each event in which the helper was called, when fd() is readable, and at the time that it
+   /// gave. Gives when it wants to be called again at the latest.
    virtual Time work( Time now ) = 0;
    /// The SVIs are these from now on. Called before the programmer asks for the pairs that follow
    /// from it; pairs that stay are not asked for again, whatever their SVI is now.

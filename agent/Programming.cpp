@@ -94,8 +94,10 @@ void Programming::stop() {
    onWait( -1, OrloHelper::HardwareWork::kNever );
 }
 
+/// Not before anybody has said what is wanted: a helper that reads its hardware again would remove
+/// all that it finds there.
 void Programming::work() {
-   if( work_ ) {
+   if( work_ && isRunning() ) {
       const Instant next = work_->work( stopwatch_() );
       onWait( work_->fd(), next );
    }

@@ -18,12 +18,13 @@ class AgentOnFakeKernel : public testing::Test, protected SwitchWithAgent {
       Configuration stubborn = configuration( indexes );
       stubborn.hardware = {
             "module", indexes, STUBBORN_HELPER, { { "device", folder_.path( "" ) } } };
-      for( const char *const what : { "full", "keeps", "broken" } ) {
+      for( const char *const what : { "full", "keeps", "broken", "lossy" } ) {
          stubborn.hardware.settings[what] = folder_.path( what );
       }
       return stubborn;
    }
-   /// The stubborn hardware is "full", "keeps" what it has, is "broken", or is not any more.
+   /// The stubborn hardware is "full", "keeps" what it has, is "broken", is "lossy" with its news,
+   /// or is not any more.
    void hardwareIs( const char *what, bool is = true ) {
       is ? void( std::ofstream( folder_.path( what ) ) )
          : void( std::filesystem::remove( folder_.path( what ) ) );

@@ -258,6 +258,26 @@ TEST_F( Reload, BeforeItIsReadyItStartsWithTheNewOne ) {
                       "ready: 8 indexes, 0 adopted, 1 pair programmed, 0 waiting\n" );
 }
 
+TEST_F( Reload, BeforeItIsReadyTheHardwareKeepsWhatTheAgentBeforeHasLeft ) {
+   master( 51, kSvi, 51 );
+   start( stubborn( 8 ) );
+   kernel_.read();
+   agent_.reset();
+   hardwareIs( "lossy" ); // it is read again as soon as it is worked
+   start( stubborn( 8 ) );
+   said();
+   for( const Quor::U32 indexes : { 8, 9 } ) {
+      agent_->reload( stubborn( indexes ) );
+   }
+   said();
+   kernel_.read();
+   EXPECT_EQ( said(), "published   br10  00:00:5e:00:01:33  from vrrp.51\n"
+                      "adopted     VLAN 10  00:00:5e:00:01:33  index 0\n"
+                      "adopted     VLAN 12  00:00:5e:00:01:33  index 1\n"
+                      "adopted     VLAN 11  00:00:5e:00:01:33  index 2\n"
+                      "ready: 9 indexes, 3 adopted, 0 pairs programmed, 0 waiting\n" );
+}
+
 TEST_F( Reload, WhileTheKernelIsReadAgainNothingIsJudged ) {
    startWithMasters();
    kernel_.overrun();

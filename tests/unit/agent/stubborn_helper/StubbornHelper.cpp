@@ -1,7 +1,8 @@
 // A helper module for hardware that says no. It takes nothing while the file "full" of its settings
 // is there, and gives nothing up while the file "keeps" is; it cannot be read while "broken" is.
-// It has no more slots than "most" says. What it holds outlives the helper, and is kept by the
-// name in "device".
+// What it tells is lost while "lossy" is, so that it is read again whenever it is worked. It has no
+// more slots than "most" says. What it holds outlives the helper, and is kept by the name in
+// "device".
 #include "OrloVrrpHelper/HelperModule.h"
 #include "OrloVrrpHelper/RetryingHelper.h"
 
@@ -38,6 +39,11 @@ class StubbornHelper : public OrloHelper::RetryingHelper {
    }
 
  private:
+   void hear() override {
+      if( is( "lossy" ) ) {
+         repair();
+      }
+   }
    void remove( std::span<Write> writes ) override {
       for( Write &write : writes ) {
          if( is( "keeps" ) ) {
