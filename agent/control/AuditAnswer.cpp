@@ -137,6 +137,9 @@ Answer auditAnswer( Agent &agent, bool isToRepair ) {
             "right and programs the rest" );
    }
    try {
+      if( isToRepair ) {
+         agent.work(); // hears what has happened to the hardware: it may have to be made readable
+      }
       const Audit before = programming.audit();
       if( !isToRepair ) {
          const Refusals refusals( programming );

@@ -93,15 +93,14 @@ class SlotTableTest(FaultyTest):
                 begin = len(agent.process.lines())
                 harm()
                 ctl.json('show', 'pairs')
-                self.left.ip('addr add 192.0.2.200/32 dev vr.51')  # something for it to hear
                 if what == 'cut short':
                     ctl.run('audit', '--repair')
                 else:
+                    self.left.ip('addr add 192.0.2.200/32 dev vr.51')  # something for it to hear
                     self.left.router(53)
                     agent.take(4)
 
                 agent.process.wait_line(lambda line: f'somebody has {what}' in line, 'what has happened', begin=begin)
-                self.left.ip('addr del 192.0.2.200/32 dev vr.51')
                 self.whole(agent)
                 held = agent.held_in_hardware()
                 self.assertEqual(hardware, {pair: held[pair] for pair in hardware})

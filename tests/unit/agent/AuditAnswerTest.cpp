@@ -1,6 +1,8 @@
 // orloctl audit, as the running agent answers: what differs, why, and what a repair writes.
 #include "tests/unit/agent/ControlledAgent.h"
 
+#include <filesystem>
+
 namespace OrloAgent {
 namespace {
 
@@ -35,6 +37,16 @@ TEST_F( AuditAnswerTest, NoDifferenceWithSomeWaiting ) {
          "agent": true, "assigned": 2, "differences": [], "held": 2, "indexes": 2, "left": 0,
          "repaired": 0, "total": 0, "waiting": 1, "wanted": 3, "writes": 0 })" );
    EXPECT_EQ( writes(), before );
+}
+
+TEST_F( AuditAnswerTest, ARepairPutsBackATableThatWasCutShort ) {
+   startWithMaster();
+   std::filesystem::resize_file( folder_.path( "slots" ), 80 );
+   EXPECT_EQ( ask( "audit" ), error( "failed", "somebody has cut the slot table " +
+                                                     folder_.path( "slots" ) + " short" ) );
+   const Json repaired = ask( "audit", kRepair );
+   EXPECT_EQ( repaired["held"], 3 );
+   EXPECT_EQ( repaired["left"], 0 );
 }
 
 TEST_F( AuditAnswerTest, WhatSomebodyDidToTheHardwareIsListedAndPutRight ) {
