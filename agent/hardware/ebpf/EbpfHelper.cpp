@@ -92,6 +92,9 @@ void EbpfHelper::sviRows() {
 }
 
 void EbpfHelper::readSvis() {
+   for( Svi &svi : svis_ ) { // nothing may have been heard since it was looked at
+      svi.ifindex = kernel_->ifindex( svi.name );
+   }
    for( const EbpfKernel::Entry &entry : kernel_->entries() ) {
       if( entry.index < written_.size() ) {
          written_[entry.index] = entry.svi;

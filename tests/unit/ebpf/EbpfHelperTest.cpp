@@ -288,6 +288,18 @@ TEST_F( EbpfHelperTest, AnAdoptedPairWhoseSviIsAnotherDeviceIsWrittenAgain ) {
    EXPECT_EQ( switch_.rows.at( pair( 20, 51 ) ), ( FakeSwitch::Row{ 2, again } ) );
 }
 
+TEST_F( EbpfHelperTest, AnSviThatComesBetweenTheHelperAndItsAdoptionIsSeen ) {
+   start();
+   program( { pair( 10, 51 ), pair( 20, 51 ) } );
+   switch_.renamed( "br20", "aside" );
+
+   start();
+   switch_.renamed( "aside", "br20" );
+   EXPECT_EQ( adopt().size(), 2u );
+
+   EXPECT_EQ( work(), Lines{} );
+}
+
 TEST_F( EbpfHelperTest, WhatHasNoPlaceAnyMoreIsRemovedAtStart ) {
    start();
    program( { pair( 10, 51 ), pair( 12, 51 ), pair( 20, 51 ) } );
