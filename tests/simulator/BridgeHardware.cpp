@@ -77,6 +77,7 @@ class BridgeHardware::Kernel final : public OrloAgent::BridgeKernel {
 
 BridgeHardware::BridgeHardware( Random &random, Trace &trace, const Plan &plan )
       : Hardware( random, trace ), plan_( plan ) {
+   trace.hides( folder_.path( "" ) );
    for( Quor::U16 vlan = 10; vlan < 60; ++vlan ) {
       bridge_.vlans.insert( vlan );
    }
@@ -86,12 +87,7 @@ OrloHelper::VrrpSmHelper *BridgeHardware::helper( const OrloHelper::HelperSettin
    if( faults.cannotBeOpened || isDead() ) {
       throw std::runtime_error( "the bridge's table is not there" );
    }
-   OrloHelper::HelperSettings own = settings;
-   own.trouble = [tell = settings.trouble, folder = folder_.path( "" )]( std::string what ) {
-      const std::size_t at = what.find( folder ); // it is another one in each run
-      tell( at == std::string::npos ? what : what.erase( at, folder.size() ) );
-   };
-   return Quor::make<OrloAgent::BridgeHelper>( "br0", folder_.path( "slots" ), own,
+   return Quor::make<OrloAgent::BridgeHelper>( "br0", folder_.path( "slots" ), settings,
                                                std::make_unique<Kernel>( *this ) )
          .release();
 }
@@ -124,26 +120,27 @@ Hardware::Slots BridgeHardware::slots() const {
             }
          }
          const auto found = rules.find( index + 1 );
-         held[index] = { *pair, rule ? found != rules.end() && found->second == rule
-                                     : found == rules.end() };
+         held[index] = { .pair = *pair,
+                         .isWhole = rule ? found != rules.end() && found->second == rule
+                                         : found == rules.end() };
          rules.erase( index + 1 );
       }
       ++index;
    }
    U32 stray = kStray;
    for( const auto &[pair, state] : entries ) {
-      held[stray++] = { pair };
+      held[stray++] = { .pair = pair };
    }
    for( const auto &[number, rule] : rules ) {
-      held[stray++] = { rule ? rule->pair : Pair() };
+      held[stray++] = { .pair = rule ? rule->pair : Pair() };
    }
    return held;
 }
 
-bool BridgeHardware::loses( U32 index, bool isTold ) {
+Hardware::Loss BridgeHardware::loses( U32 index, bool isTold ) {
    const auto slots = table();
    if( index >= slots.size() || !slots[index] ) {
-      return true;
+      return Loss::none;
    }
    trace_.line( "bridge: loses " + text( *slots[index] ) );
    if( !isTold ) {
@@ -154,7 +151,7 @@ bool BridgeHardware::loses( U32 index, bool isTold ) {
    } else {
       bridge_.entryIs( *slots[index], FdbState::absent );
    }
-   return true;
+   return Loss::told;
 }
 
 bool BridgeHardware::hasNews() const {
@@ -162,10 +159,10 @@ bool BridgeHardware::hasNews() const {
    return news.isLossy || news.isDevice || !news.entries.empty() || !news.rules.empty();
 }
 
-bool BridgeHardware::isReplaced() {
+Hardware::Loss BridgeHardware::isReplaced() {
    trace_.line( "bridge: is another" );
    bridge_.deviceIs( { bridge_.device.ifindex + 1, true, true } );
-   return true;
+   return Loss::told;
 }
 
 bool BridgeHardware::refuses( Change &change, U32 done ) {

@@ -16,9 +16,9 @@ class BridgeHardware final : public Hardware {
 
    OrloHelper::VrrpSmHelper *helper( const OrloHelper::HelperSettings &settings ) override;
    Slots slots() const override;
-   bool loses( U32 index, bool isTold ) override;
+   Loss loses( U32 index, bool isTold ) override;
    bool hasNews() const override;
-   bool isReplaced() override;
+   Loss isReplaced() override;
 
  private:
    class Kernel;

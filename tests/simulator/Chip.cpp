@@ -90,13 +90,13 @@ OrloHelper::VrrpSmHelper *Chip::helper( const OrloHelper::HelperSettings &settin
    return Quor::make<Helper>( *this, settings ).release();
 }
 
-bool Chip::loses( U32 index, bool isTold ) {
+Hardware::Loss Chip::loses( U32 index, bool isTold ) {
    trace_.line( "chip: loses slot " + std::to_string( index ) );
    slots_.erase( index );
    if( isTold ) {
       lost_.insert( index );
    }
-   return isTold;
+   return isTold ? Loss::told : Loss::untold;
 }
 
 std::string Chip::refuse( U32 index, const std::string &why ) {
@@ -131,7 +131,7 @@ std::string Chip::add( U32 index, const Pair &pair ) {
    }
    if( faults.takesNothing ) {
       if( faults.doesHalves && !isThere && random_.chance( 300 ) ) {
-         write( index, Slot{ pair, false } );
+         write( index, Slot{ .pair = pair, .isWhole = false } );
       }
       return refuse( index, "the chip takes nothing" );
    }
@@ -141,7 +141,7 @@ std::string Chip::add( U32 index, const Pair &pair ) {
       }
       return {};
    }
-   write( index, Slot{ pair, true } );
+   write( index, Slot{ .pair = pair } );
    return {};
 }
 
@@ -152,7 +152,7 @@ std::string Chip::remove( U32 index, const Pair &pair ) {
    }
    if( faults.keepsEverything ) {
       if( faults.doesHalves && at->second.isWhole && random_.chance( 300 ) ) {
-         write( index, Slot{ pair, false } );
+         write( index, Slot{ .pair = pair, .isWhole = false } );
       }
       return refuse( index, "the chip keeps it" );
    }

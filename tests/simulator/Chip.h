@@ -13,7 +13,7 @@ class Chip final : public Hardware {
 
    OrloHelper::VrrpSmHelper *helper( const OrloHelper::HelperSettings &settings ) override;
    Slots slots() const override { return slots_; }
-   bool loses( U32 index, bool isTold ) override;
+   Loss loses( U32 index, bool isTold ) override;
    bool hasNews() const override { return !lost_.empty() || canAgain_; }
    void tellsToTryAgain() override { canAgain_ = true; }
 

@@ -22,6 +22,7 @@ class Hardware {
    struct Slot {
       Pair pair;
       bool isWhole = true;
+      U32 svi = 0; ///< that is written there, where the hardware has that
       bool operator==( const Slot & ) const = default;
    };
    using Slots = std::map<U32, Slot>;
@@ -62,12 +63,15 @@ class Hardware {
    void lives() { left_ = kForever; }
 
    // What happens to it beside.
-   /// Somebody or something takes an entry. Gives whether the agent can get to know.
-   virtual bool loses( U32 index, bool isTold ) = 0;
-   virtual bool hasNews() const = 0;
+   enum class Loss { none, told, untold }; ///< untold: the agent cannot get to know
+   /// Somebody or something takes or changes an entry.
+   virtual Loss loses( U32 index, bool isTold ) = 0;
+   virtual bool hasNews() const { return false; }
    virtual void tellsToTryAgain() {}
-   /// It is another one now, as far as that is possible, with nothing in it. Gives whether it is.
-   virtual bool isReplaced() { return false; }
+   /// It is another one now, as far as that is possible. The loss is that of all it held.
+   virtual Loss isReplaced() { return Loss::none; }
+   /// What else is not in order beside its entries; empty when all is.
+   virtual std::string flaw() const { return {}; }
 
    // What has been written, for whoever checks it.
    std::vector<Change> takeChanges() { return std::exchange( changes_, {} ); }

@@ -2,10 +2,11 @@
 
 #include "tests/simulator/BridgeHardware.h"
 #include "tests/simulator/Chip.h"
+#include "tests/simulator/EbpfHardware.h"
+#include "tests/simulator/MemoryHardware.h"
 #include "tests/simulator/module/SimulatedModule.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace Simulator {
 
@@ -40,7 +41,14 @@ std::unique_ptr<Hardware> History::someHardware() {
    if( random_.chance( 350 ) ) {
       return std::make_unique<BridgeHardware>( random_, trace_, plan_ );
    }
-   return std::make_unique<Chip>( random_, trace_ );
+   switch( seed_ % 4 ) {
+   case 0:
+      return std::make_unique<MemoryHardware>( random_, trace_ );
+   case 2:
+      return std::make_unique<EbpfHardware>( random_, trace_, plan_, kernel_ );
+   default:
+      return std::make_unique<Chip>( random_, trace_ );
+   }
 }
 
 History::~History() {
@@ -146,20 +154,17 @@ void History::hardwareFault() {
    case 7:
       if( !hardware_->slots().empty() ) {
          const U32 index = random_.pick( hardware_->slots() ).first;
-         const bool isKnown = hardware_->loses( index, random_.chance( 700 ) );
-         lost_.insert( index );
-         mustRepair_ = mustRepair_ || !isKnown;
-         isFaulty_ = true;
+         isLost( { index }, hardware_->loses( index, random_.chance( 700 ) ) );
       }
       return;
-   case 8:
-      if( hardware_->isReplaced() ) {
-         for( U32 index = 0; index < plan_.indexes; ++index ) {
-            lost_.insert( index );
-         }
-         isFaulty_ = true;
+   case 8: {
+      std::set<U32> all;
+      for( U32 index = 0; index < plan_.indexes; ++index ) {
+         all.insert( index );
       }
+      isLost( all, hardware_->isReplaced() );
       return;
+   }
    default:
       trace_.line( "hardware: in order" );
       faults = {};
@@ -171,6 +176,14 @@ void History::hardwareFault() {
    faults.doesHalves = random_.chance( 500 );
    trace_.line( "hardware: a fault" );
    isFaulty_ = true;
+}
+
+void History::isLost( const std::set<U32> &indexes, Hardware::Loss loss ) {
+   if( loss != Hardware::Loss::none ) {
+      lost_.insert( indexes.begin(), indexes.end() );
+      mustRepair_ = mustRepair_ || loss == Hardware::Loss::untold;
+      isFaulty_ = true;
+   }
 }
 
 void History::clientAsks() {
@@ -223,7 +236,12 @@ void History::reloads() {
       if( next.indexes != plan_.indexes ) {
          isSameLine_ = false;
       }
-      isReloading_ = true;
+      owesAtReload_ = isFaulty_ || hardware_->hasNews();
+      if( kernel_.isReadable() ) { // the agent cannot know who on the other interface wants it
+         std::erase_if( stays_, [&]( const Pair &pair ) {
+            return plan_.sviOf( pair.vlanId() ) != next.sviOf( pair.vlanId() );
+         } );
+      }
       event( [&] {
          const Json answer = agent_->ask( "reload", Json::object(), true );
          trace_.line( answer.dump() );
@@ -235,7 +253,7 @@ void History::reloads() {
          fewestIndexes_ = std::min( fewestIndexes_, next.indexes );
          kernelChanged();
       } );
-      isReloading_ = false;
+      owesAtReload_ = false;
    }
    fewestIndexes_ = std::min( fewestIndexes_, plan_.indexes );
    kernelChanged();
@@ -380,7 +398,7 @@ void History::checkWrites( const Hardware::Slots &before,
             return !isLost( change.index );
          } ) );
    // A reload begins with what the hardware has not taken yet.
-   const bool isOwing = hardware_->faults.any() || ( isReloading_ && isFaulty_ );
+   const bool isOwing = hardware_->faults.any() || owesAtReload_;
    if( counted > differences && !isOwing ) {
       violated( std::to_string( counted ) + " writes for " + std::to_string( differences ) +
                 " differences" );
@@ -388,10 +406,18 @@ void History::checkWrites( const Hardware::Slots &before,
    if( hardware_->isEverythingExcused() ) {
       return;
    }
+   // A VLAN has gone from one interface to another: the same pair has to lead there.
+   const auto isRouted = [&]( U32 index ) {
+      const auto then = before.find( index );
+      const auto now = after.find( index );
+      return then != before.end() && now != after.end() && then->second.pair == now->second.pair &&
+             then->second.svi != now->second.svi;
+   };
    for( const Hardware::Change &change : changes ) {
       const auto at = programmed_.find( change.index );
       if( at != programmed_.end() && at->second == change.pair && stays_.contains( change.pair ) &&
-          change.index < fewestIndexes_ && !lost_.contains( change.index ) ) {
+          change.index < fewestIndexes_ && !lost_.contains( change.index ) &&
+          !isRouted( change.index ) ) {
          violated( "a pair was touched that has been wanted all the time: " + text( change.pair ) );
       }
    }
@@ -519,6 +545,9 @@ void History::settle() {
       violated( "what is programmed and what waits is not what is wanted" );
    }
    checkAnswers( now );
+   if( const std::string flaw = hardware_->flaw(); !flaw.empty() ) {
+      violated( flaw );
+   }
    programmed_.clear();
    for( const auto &[index, slot] : hardware_->slots() ) {
       programmed_.emplace( index, slot.pair );
@@ -546,43 +575,6 @@ Figures History::figures() const {
          std::chrono::duration<double, std::ratio<31'556'952>>( loop_.now().time_since_epoch() )
                .count();
    return all;
-}
-
-Figures &Figures::operator+=( const Figures &other ) {
-   histories += other.histories;
-   steps += other.steps;
-   happenings += other.happenings;
-   datagrams += other.datagrams;
-   overruns += other.overruns;
-   interruptions += other.interruptions;
-   callbacks += other.callbacks;
-   requests += other.requests;
-   reloads += other.reloads;
-   starts += other.starts;
-   crashes += other.crashes;
-   writes += other.writes;
-   refusals += other.refusals;
-   checks += other.checks;
-   years += other.years;
-   return *this;
-}
-
-std::string Figures::text() const {
-   std::array<char, 600> text{};
-   std::snprintf(
-         text.data(), text.size(),
-         "%llu histories, %.1f years: %llu happenings, %llu datagrams, %llu lost, %llu "
-         "interrupted, %llu callbacks, %llu requests, %llu reloads, %llu starts, %llu "
-         "crashes, %llu writes, %llu refusals, %llu checks",
-         static_cast<unsigned long long>( histories ), years,
-         static_cast<unsigned long long>( happenings ),
-         static_cast<unsigned long long>( datagrams ), static_cast<unsigned long long>( overruns ),
-         static_cast<unsigned long long>( interruptions ),
-         static_cast<unsigned long long>( callbacks ), static_cast<unsigned long long>( requests ),
-         static_cast<unsigned long long>( reloads ), static_cast<unsigned long long>( starts ),
-         static_cast<unsigned long long>( crashes ), static_cast<unsigned long long>( writes ),
-         static_cast<unsigned long long>( refusals ), static_cast<unsigned long long>( checks ) );
-   return text.data();
 }
 
 } // namespace Simulator

@@ -2,6 +2,7 @@
 #ifndef TESTS_SIMULATOR_HISTORY_H
 #define TESTS_SIMULATOR_HISTORY_H
 
+#include "tests/simulator/Figures.h"
 #include "tests/simulator/Hardware.h"
 #include "tests/simulator/Plan.h"
 #include "tests/simulator/RunningAgent.h"
@@ -17,28 +18,6 @@ namespace Simulator {
 class Violation : public std::runtime_error {
  public:
    using std::runtime_error::runtime_error;
-};
-
-/// Figures of one or more histories.
-struct Figures {
-   U64 histories = 0;
-   U64 steps = 0;
-   U64 happenings = 0; ///< of links and daemons
-   U64 datagrams = 0;
-   U64 overruns = 0;
-   U64 interruptions = 0;
-   U64 callbacks = 0;
-   U64 requests = 0;
-   U64 reloads = 0;
-   U64 starts = 0;
-   U64 crashes = 0;
-   U64 writes = 0;
-   U64 refusals = 0;
-   U64 checks = 0;
-   double years = 0; ///< of simulated time
-
-   Figures &operator+=( const Figures &other );
-   std::string text() const;
 };
 
 /// Lives from begin to end in run(). What is checked, whenever the agent has nothing to do:
@@ -72,6 +51,7 @@ class History {
    void timePasses();
    void advance( Instant::duration time );
    void hardwareFault();
+   void isLost( const std::set<U32> &indexes, Hardware::Loss loss );
    void clientAsks();
    void reloads();
    void supervise();
@@ -118,8 +98,8 @@ class History {
    U32 fewestIndexes_ = 0;
    std::set<U32> lost_; // indexes that the hardware lost
    bool mustRepair_ = false;
-   bool isReloading_ = false;
-   bool isFaulty_ = false; // the hardware, or the kernel
+   bool owesAtReload_ = false; // the hardware, what it has not taken or not heard of yet
+   bool isFaulty_ = false;     // the hardware, or the kernel
 
    U64 step_ = 0;
    Figures figures_;

@@ -28,6 +28,15 @@ bool isOfVrrp( const Link &link ) {
 
 } // namespace
 
+std::string Plan::sviOf( Bridging::VlanId vlan ) const {
+   for( const auto &[name, svi] : svis ) {
+      if( svi.vlan == vlan.number() || svi.secondaries.contains( vlan.number() ) ) {
+         return name;
+      }
+   }
+   return {};
+}
+
 std::string Plan::text() const {
    std::string interfaces;
    for( const auto &[name, svi] : svis ) {

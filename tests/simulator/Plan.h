@@ -23,6 +23,8 @@ struct Plan {
    U32 indexes = 0;
    std::map<std::string, Svi> svis;
 
+   /// Its name; empty when there is none.
+   std::string sviOf( Bridging::VlanId vlan ) const;
    /// As the file that the agent reads.
    std::string text() const;
    /// Another one, a few steps away.

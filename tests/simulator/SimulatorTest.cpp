@@ -58,10 +58,13 @@ TEST( Simulator, EveryHistoryKeepsTheRules ) {
 TEST( Simulator, WhatWasFoundStaysFound ) {
    Figures figures;
    for( const U64 seed : std::initializer_list<U64>{
-              73,   // bridge: a slot was overwritten while the bridge could not be read
-              577,  // bridge: a stray rule was not removed any more when that was refused once
-              3949, // an address was skipped at the end of the dump of its family
-              1057, // after a reload that failed nobody waited for the hardware
+              73,     // bridge: a slot was overwritten while the bridge could not be read
+              577,    // bridge: a stray rule was not removed any more when that was refused once
+              3949,   // an address was skipped at the end of the dump of its family
+              1057,   // after a reload that failed nobody waited for the hardware
+              44,     // memory: a repair was refused since the table was cut short
+              203896, // bridge: a reload before the start let all that stood there be removed
+              205842, // ebpf: a row was written again, since the SVI was looked up before the start
         } ) {
       runHistory( seed, 200, figures );
    }

@@ -23,13 +23,14 @@ class MemoryHelper : public OrloHelper::RetryingHelper {
    std::vector<Entry> readAll() const override;
    void repair() override;
 
- private:
+ protected:
    /// Somebody may have cut the table short, or removed it.
    void hear() override;
    /// Refused when the slot holds another pair: somebody else has written there.
    void add( std::span<Write> writes ) override;
    void remove( std::span<Write> writes ) override;
 
+ private:
    const SlotFile::Notice notice_;
    SlotFile slots_;
 };
