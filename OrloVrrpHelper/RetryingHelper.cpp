@@ -193,6 +193,13 @@ void RetryingHelper::lostAll() {
    }
 }
 
+void RetryingHelper::outdated( U32 index ) {
+   if( places_[index].isWhole ) {
+      places_[index].isWhole = false;
+      queue( index );
+   }
+}
+
 void RetryingHelper::tryAgainNow() {
    scheduled_.clear();
    for( const auto &[time, place] : std::exchange( due_, {} ) ) {

@@ -88,6 +88,9 @@ class RetryingHelper : public VrrpSmHelper, public HardwareView, public Hardware
    void lost( Quor::U32 index );
    /// The same for all.
    void lostAll();
+   /// What the hardware needs with the index's pair has changed, an SVI or a VLAN: the pair is
+   /// written again if it is wanted, at once however often that happens.
+   void outdated( Quor::U32 index );
    /// What was refused may be done now: it is tried at the next work().
    void tryAgainNow();
 

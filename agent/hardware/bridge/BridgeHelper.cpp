@@ -462,7 +462,7 @@ void BridgeHelper::interfacesAre( const std::vector<OrloHelper::RoutedInterface>
                                ? was == before.end() && is == primaries_.end()
                                : was->second == is->second;
       if( !stays ) {
-         lost( index );
+         outdated( index );
       }
    }
 }

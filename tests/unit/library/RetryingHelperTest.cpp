@@ -38,6 +38,7 @@ class ScriptedHelper : public OrloHelper::RetryingHelper {
    std::vector<Entry> readAll() const override { return onRead(); }
    using RetryingHelper::lost;
    using RetryingHelper::lostAll;
+   using RetryingHelper::outdated;
    using RetryingHelper::tryAgainNow;
 
  private:
@@ -387,6 +388,22 @@ TEST_F( RetryingHelperTest, ALossThatIsHeardOfTwiceIsOne ) {
    helper_->lost( 0 );
    EXPECT_EQ( workedTo( 2ms ), Lines{} );
    EXPECT_EQ( work(), HardwareWork::Time( 1h + 101ms ) ) << "it is the second, not the third";
+}
+
+TEST_F( RetryingHelperTest, WhatIsOutdatedIsWrittenAtOnceHoweverOften ) {
+   add( a, 0 );
+   workedTo( 0ms );
+   helper_->written();
+   for( int time = 1; time < 4; ++time ) {
+      helper_->outdated( 0 );
+      EXPECT_EQ( workedTo( time * 1ms ), ( Lines{ "add 0:10/1" } ) );
+   }
+   helper_->onAdd = no;
+   helper_->outdated( 0 );
+   EXPECT_EQ( workedTo( 4ms ), ( Lines{ "add 0:10/1" } ) );
+   helper_->outdated( 0 );
+   helper_->outdated( 1 ); // nobody's
+   EXPECT_EQ( workedTo( 5ms ), Lines{} ) << "it is tried again in its time";
 }
 
 TEST_F( RetryingHelperTest, WhatIsLostAndNotWantedIsNotWritten ) {
