@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <set>
+#include <stdexcept>
 #include <utility>
 
 namespace OrloAgent {
@@ -12,6 +13,8 @@ namespace {
 
 using Quor::U16;
 using Quor::U32;
+
+constexpr std::chrono::seconds kReadAgain{ 1 };
 
 /// Of this part of the table a look-up each costs as much as to read it all.
 constexpr U32 kWorthReading = 4;
@@ -85,13 +88,14 @@ void EbpfHelper::sviRows() {
       }
       const Svi *const svi = sviOf( wanted( index )->vlanId() );
       if( ( svi ? svi->ifindex : 0 ) != written_[index] ) {
-         lost( index );
+         outdated( index );
       }
    }
    tryAgainNow(); // also what was refused for want of an SVI
 }
 
 void EbpfHelper::readSvis() {
+   mustReadSvis_ = true;     // until they have been
    for( Svi &svi : svis_ ) { // nothing may have been heard since it was looked at
       svi.ifindex = kernel_->ifindex( svi.name );
    }
@@ -100,16 +104,21 @@ void EbpfHelper::readSvis() {
          written_[entry.index] = entry.svi;
       }
    }
+   mustReadSvis_ = false;
    sviRows();
+}
+
+void EbpfHelper::tryToReadSvis() {
+   try {
+      readSvis();
+   } catch( const std::runtime_error & ) { // later then
+   }
 }
 
 void EbpfHelper::syncVrrpStateOnInit(
       const Quor::Ptr<OrloHelper::CurrentVrrpStateForInit> &currentStatePtr ) {
    RetryingHelper::syncVrrpStateOnInit( currentStatePtr );
-   try {
-      readSvis();
-   } catch( const std::exception & ) { // told of a moment ago
-   }
+   tryToReadSvis();
 }
 
 void EbpfHelper::repair() {
@@ -133,12 +142,16 @@ std::vector<EbpfHelper::Entry> EbpfHelper::readAll() const {
 
 EbpfHelper::Time EbpfHelper::work( Time now ) {
    const Time next = RetryingHelper::work( now );
-   return std::min( next, ports_.work( now ) );
+   const Time ports = ports_.work( now ); // of what was heard
+   return std::min( { next, ports, mustReadSvis_ ? now + kReadAgain : kNever } );
 }
 
 void EbpfHelper::hear() {
    const EbpfKernel::News news = kernel_->hear();
    ports_.heard( news );
+   if( mustReadSvis_ ) {
+      tryToReadSvis();
+   }
    if( !news.isIncomplete && news.devices.empty() ) {
       return;
    }

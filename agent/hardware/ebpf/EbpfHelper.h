@@ -50,7 +50,9 @@ class EbpfHelper final : public OrloHelper::RetryingHelper {
    const Svi *sviOf( Bridging::VlanId vlan ) const;
    /// The rows of those whose SVI is another one than is written there are written again.
    void sviRows();
+   /// Which SVI stands in each row. Throws std::runtime_error.
    void readSvis();
+   void tryToReadSvis();
    std::vector<Found> readFor( std::size_t count ) const;
    bool hasRow( const Write &write ) const;
    void removeRows( std::span<Write> writes, const std::vector<Found> &found );
@@ -61,6 +63,7 @@ class EbpfHelper final : public OrloHelper::RetryingHelper {
    std::vector<Svi> svis_;
    std::array<Quor::U16, kVlans> sviAt_{}; // by VLAN: the place in svis_, from 1
    std::vector<Quor::U32> written_;        // by index: the SVI last written in its row; 0 for none
+   bool mustReadSvis_ = false;             // what stands in the rows could not be read
    SwitchPorts ports_;
 };
 

@@ -300,6 +300,25 @@ TEST_F( EbpfHelperTest, AnSviThatComesBetweenTheHelperAndItsAdoptionIsSeen ) {
    EXPECT_EQ( work(), Lines{} );
 }
 
+TEST_F( EbpfHelperTest, SvisThatCouldNotBeReadWithThePairsAreReadLater ) {
+   start();
+   program( { pair( 10, 51 ), pair( 20, 51 ) } );
+   switch_.goes( "br20" );
+   const U32 again = switch_.comes( "br20" );
+
+   start();
+   switch_.readings = 1;
+   EXPECT_EQ( adopt().size(), 2u );
+   EXPECT_EQ( work(), Lines{} );
+   EXPECT_EQ( next_, now_ + std::chrono::seconds( 1 ) );
+
+   switch_.isUnreadable = false;
+   switch_.readings.reset();
+   EXPECT_EQ( work( 1000 ), Lines{ "put 1" } );
+   EXPECT_EQ( switch_.rows.at( pair( 20, 51 ) ), ( FakeSwitch::Row{ 1, again } ) );
+   EXPECT_EQ( next_, OrloHelper::HardwareWork::kNever );
+}
+
 TEST_F( EbpfHelperTest, WhatHasNoPlaceAnyMoreIsRemovedAtStart ) {
    start();
    program( { pair( 10, 51 ), pair( 12, 51 ), pair( 20, 51 ) } );

@@ -31,6 +31,7 @@ struct FakeSwitch {
    int attachError = 0;
    int portError = 0;
    bool isUnreadable = false;
+   std::optional<U32> readings; ///< so many more, then it is unreadable
    EbpfKernel::News news;
 
    std::vector<std::string> takeCalls() { return std::exchange( calls, {} ); }
@@ -76,7 +77,8 @@ class FakeEbpf final : public EbpfKernel {
    }
 
    std::vector<Entry> entries() const override {
-      if( switch_.isUnreadable ) {
+      if( switch_.isUnreadable || ( switch_.readings && ( *switch_.readings )-- == 0 ) ) {
+         switch_.isUnreadable = true;
          throw std::runtime_error( "out of order" );
       }
       std::vector<Entry> all;
