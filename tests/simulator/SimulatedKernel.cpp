@@ -149,7 +149,8 @@ class SimulatedKernel::Socket final : public OrloAgent::NetlinkSource {
          part += numberMessage( NLMSG_DONE, 0, header() );
          dump_.reset();
       }
-      if( kernel_.habits_.dumpsWithoutLock && kernel_.random_.chance( 100 ) ) {
+      if( kernel_.habits_.dumpsWithoutLock && kernel_.random_.chance( 100 ) &&
+          !kernel_.isTelling_ ) {
          kernel_.onDump(); // its news overtake what has been read
       }
       isBuilding_ = false;
@@ -267,7 +268,9 @@ void SimulatedKernel::tell( const std::function<void()> &change,
    onChange();
    if( socket_ ) {
       if( socket_->isDumping() && random_.chance( 100 ) ) {
+         isTelling_ = true; // changes wait for each other, so that news are in their order
          socket_->goOn();
+         isTelling_ = false;
       }
       message();
       if( random_.chance( 20 ) ) {

@@ -89,6 +89,7 @@ class SimulatedKernel {
    std::map<IfIndex, Address::Octets> lastLinkLocals_;
    IfIndex lastIndex_ = 1;
    Habits habits_;
+   bool isTelling_ = false;
    U32 linkGeneration_ = 0;        // changes with links that come, go or are renamed
    U32 addressGeneration_[2] = {}; // by family
    std::size_t capacity_ = 1 << 20;
