@@ -392,29 +392,33 @@ void BridgeHelper::afterReading() {
    }
 }
 
-/// Rules of pairs that neither are in the bridge nor are to come there.
+/// Rules of pairs that neither are in the bridge nor are to come there. What is to come may not
+/// come after all: its rule is looked at again.
 void BridgeHelper::removeStrayRules() {
    std::vector<Change> changes;
+   bool isAwaited = false;
    for( const auto &[index, rule] : rules_ ) {
-      const bool isWanted = index < indexes() && wanted( index );
-      const bool isHeld = index < slots_->count() && slots_->slot( index );
-      if( !isWanted && !isHeld ) {
+      if( index < slots_->count() && slots_->slot( index ) ) {
+         continue;
+      }
+      if( index < indexes() && wanted( index ) ) {
+         isAwaited = true;
+      } else {
          changes.push_back( { Change::What::ruleDel, {}, {}, ruleNumber( index ) } );
       }
    }
    kernel_->change( device_.ifindex, changes );
-   const bool isTold = std::exchange( hasStrayRules_, false );
+   bool isRefused = false;
    for( const Change &change : changes ) {
       if( isGone( change ) ) {
          rules_.erase( change.number - 1 );
-         continue;
-      }
-      hasStrayRules_ = true;
-      if( !isTold ) {
+      } else if( !std::exchange( isRefused, true ) && !toldStrayRules_ ) {
          tell( "cannot remove a rule from bridge " + bridge_ + ": " + reason( change ) +
                "; it is tried again" );
       }
    }
+   toldStrayRules_ = isRefused;
+   hasStrayRules_ = isRefused || isAwaited;
 }
 
 void BridgeHelper::syncVrrpStateOnInit(

@@ -89,7 +89,8 @@ class BridgeHelper : public OrloHelper::RetryingHelper {
    std::map<Quor::U32, FoundRule> rules_;
    Quor::U32 toldForeign_ = 0;
    bool mustRead_ = false;      ///< what the bridge holds could not be read
-   bool hasStrayRules_ = false; ///< as removeStrayRules() left it
+   bool hasStrayRules_ = false; ///< removeStrayRules() has to look again
+   bool toldStrayRules_ = false;
 };
 
 } // namespace OrloAgent

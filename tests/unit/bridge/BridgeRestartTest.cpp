@@ -130,6 +130,25 @@ TEST_F( BridgeRestartTest, AStrayRuleThatCannotBeRemovedIsTriedAgain ) {
    EXPECT_EQ( told(), Lines{} );
 }
 
+TEST_F( BridgeRestartTest, AStrayRuleIsRemovedAlsoWhenThePairThatGetsItsIndexNeverComes ) {
+   bridge_.rules[5] = rule( 12, 99, 10 );
+   bridge_.ruleRefusal = EBUSY;
+   start();
+   bridge_.ruleRefusal = 0;
+
+   bridge_.refusals[pair( 10, 51 )] = EBUSY; // it cannot leave index 1
+   del( pair( 10, 51 ), 1 );
+   add( pair( 10, 51 ), 4 );
+   work();
+   EXPECT_TRUE( bridge_.rules.contains( 5 ) ) << "it goes when the pair comes";
+   del( pair( 10, 51 ), 4 );
+   bridge_.refusals.clear();
+   work( 1000 );
+
+   EXPECT_EQ( bridge_.rules, ( Rules{ { 1, rule( 12, 51, 10 ) }, { 3, rule( 11, 51, 10 ) } } ) );
+   EXPECT_EQ( next_, Time::max() );
+}
+
 TEST_F( BridgeRestartTest, WhatCouldNotBeReadIsNotForgotten ) {
    bridge_.isUnreadable = true;
    make();
