@@ -38,6 +38,7 @@ from routed_lab import TaggedLab
 VIRTUAL_MAC = re.compile(r'00:00:5e:00:0[12]:(?!00)[0-9a-f]{2}$')
 GROWTH = 8 * 1024  # kB that an agent may have more than at its first quiet point: 16 clients' room
 STANDS_STILL = 0.6  # seconds without a change of the kernel's devices: longer than keepalived takes to miss its master
+CARRIER = 1.1  # seconds until the kernel has told everybody of an SVI's carrier: it may wait for one before it does
 LONG = 60.0  # seconds; what takes longer will never happen
 STAYS = 51
 
@@ -87,6 +88,7 @@ class Side:
         self.begin_measuring()
         self.is_anew = False  # another number of indexes since the last quiet point
         self.wanted = None
+        self.told_by = 0.0  # the kernel has told of everything by then
 
     def happenings(self):
         """What can happen, and how often compared with the others."""
@@ -286,7 +288,7 @@ class Side:
     def stands_still(self):
         """Do the kernel's devices want what they wanted when this was asked before?"""
         before, self.wanted = self.wanted, wanted(self.switch, self.interfaces)
-        return before == self.wanted
+        return before == self.wanted and time.monotonic() > self.told_by
 
     def is_right(self):
         held = self.hardware.entries()
@@ -407,6 +409,7 @@ class Peer(Side):
     def carrier(self):
         for state in self.dice.choice((('down', 'up'), ('down',), ('up',))):
             self.switch.ip(f'link set port-br30 {state}')
+        self.told_by = time.monotonic() + CARRIER
         self.tally['changes of devices'] += 1
 
     def lose_svi(self):
@@ -416,6 +419,7 @@ class Peer(Side):
         if self.dice.random() < 0.5:
             self.burst_without('br30')
         self.switch.svi('br30', '10.0.30.1/24')
+        self.told_by = time.monotonic() + CARRIER
         self.tally['SVIs deleted'] += 1
 
     def burst_without(self, svi):
