@@ -43,16 +43,20 @@ void Rtnetlink::start( KernelWatcher &watcher ) {
 
 void Rtnetlink::stop() {
    readable_ = {};
+   goesOn_ = {};
    retry_ = {};
 }
 
 void Rtnetlink::onReadable() {
+   goesOn_ = {};
    for( int i = 0; i < kDatagramsAtOnce; ++i ) {
       if( !receive() ) {
          onDrained();
          return;
       }
    }
+   // That may have been the last one: nothing would wake it then.
+   goesOn_ = events_.after( std::chrono::microseconds( 0 ), [this] { onReadable(); } );
 }
 
 bool Rtnetlink::receive() {

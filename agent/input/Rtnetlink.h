@@ -44,6 +44,7 @@ class Rtnetlink : public Kernel {
    std::unique_ptr<NetlinkSource> socket_;
    std::optional<DumpProtocol> protocol_;
    Events::Subscription readable_;
+   Events::Subscription goesOn_;
    Events::Subscription retry_;
    bool retryIsSet_ = false;
 };

@@ -69,6 +69,8 @@ TEST( Simulator, WhatWasFoundStaysFound ) {
               { 44 },     // memory: a repair was refused since the table was cut short
               { 203896 }, // bridge: a reload before the start had everything removed
               { 205842 }, // ebpf: a row was written again, for an SVI looked up before the start
+              { 9000244, 400 }, // bridge: a stray rule was forgotten while its index had a pair
+              { 9001336, 240 }, // the last of 256 datagrams at once was the last thing heard
               { 5007662, 600 }, // ebpf: a reading that failed was never made up for
         } ) {
       runHistory( found.seed, found.steps, figures );

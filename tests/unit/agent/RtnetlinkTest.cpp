@@ -1,6 +1,7 @@
 // The real kernel, as far as anybody may ask it: what it lists of this network namespace.
 #include "agent/input/Rtnetlink.h"
 #include "agent/EventLoop.h"
+#include "agent/FileDescriptor.h"
 #include "agent/input/Devices.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <sys/eventfd.h>
 
 namespace OrloAgent {
 namespace {
@@ -106,6 +108,68 @@ TEST_F( RtnetlinkTest, CountsItsReadings ) {
    ASSERT_TRUE( kernel_.counters() );
    EXPECT_EQ( kernel_.counters()->readings, 1u );
    EXPECT_EQ( kernel_.counters()->malformed, 0u );
+}
+
+/// Has so many datagrams, with nothing in them, and then none.
+class ScriptedSource : public NetlinkSource {
+ public:
+   explicit ScriptedSource( int datagrams ) : left_( datagrams ) {
+      eventfd_write( readable_.get(), 1 );
+   }
+
+   int fd() const noexcept override { return readable_.get(); }
+   Quor::U32 port() const noexcept override { return 1; }
+   Received receive() override {
+      if( left_ == 0 ) {
+         return Received::nothing;
+      }
+      if( --left_ == 0 ) {
+         eventfd_t told = 0;
+         eventfd_read( readable_.get(), &told );
+      }
+      return Received::datagram;
+   }
+   NetlinkSpan datagram() const noexcept override { return {}; }
+   int send( NetlinkSpan ) noexcept override { return 0; }
+
+ private:
+   int left_;
+   const FileDescriptor readable_{ eventfd( 0, EFD_CLOEXEC | EFD_NONBLOCK ) };
+};
+
+class QuietWatcher : public KernelWatcher {
+ public:
+   explicit QuietWatcher( EventLoop &loop ) : loop_( loop ) {}
+   void onLink( const Link & ) override {}
+   void onLinkGone( IfIndex ) override {}
+   void onAddress( const Address & ) override {}
+   void onAddressGone( const Address & ) override {}
+   void onReadingAll() override {}
+   void onReadAll() override {}
+   void onOverrun() override {}
+   void onQuiet() override {
+      isQuiet_ = true;
+      loop_.stop();
+   }
+   void onTrouble( const std::string &what ) override { ADD_FAILURE() << what; }
+
+   bool isQuiet_ = false;
+
+ private:
+   EventLoop &loop_;
+};
+
+TEST( RtnetlinkBatchTest, ItIsQuietAfterTheLastDatagramHoweverManyThereWere ) {
+   for( const int datagrams : { 1, 255, 256, 257, 512, 1024 } ) {
+      EventLoop loop;
+      QuietWatcher watcher( loop );
+      Rtnetlink kernel( loop,
+                        [datagrams] { return std::make_unique<ScriptedSource>( datagrams ); } );
+      kernel.start( watcher );
+      const auto tooLate = loop.after( std::chrono::seconds( 10 ), [&loop] { loop.stop(); } );
+      loop.run();
+      EXPECT_TRUE( watcher.isQuiet_ ) << datagrams;
+   }
 }
 
 } // namespace
