@@ -95,7 +95,7 @@ void Programming::stop() {
 }
 
 /// Not before anybody has said what is wanted: a helper that reads its hardware again would remove
-/// all that it finds there.
+/// all that it finds there, and that is to be adopted.
 void Programming::work() {
    if( work_ && isRunning() ) {
       const Instant next = work_->work( stopwatch_() );

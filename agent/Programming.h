@@ -62,7 +62,7 @@ class Programming {
    void change( Quor::U32 indexes, const std::function<void()> &change );
 
    /// The helper does what it has been asked: to be called at the end of each event, when `fd` in
-   /// onWait is readable, and at the time that is given there.
+   /// onWait is readable, and at the time that is given there. Nothing while it is not running.
    void work();
    /// The hardware is read, all of it, and made as it was asked to be. Throws std::runtime_error
    /// when it cannot be read.

@@ -378,6 +378,16 @@ TEST_F( RetryingHelperTest, WhatIsLostComesBackAtOnceAndMoreSlowlyWhenItIsLostAg
    EXPECT_EQ( helper_->written(), ( Lines{ "add 0:10/1" } ) ) << "it had been well for a while";
 }
 
+TEST_F( RetryingHelperTest, TheFirstLossIsTheFirstAlsoRightAfterTheMachineHasStarted ) {
+   now_ = HardwareWork::Time( 1s );
+   add( a, 0 );
+   work();
+   helper_->written();
+   helper_->lost( 0 );
+   work();
+   EXPECT_EQ( helper_->written(), Lines{ "add 0:10/1" } );
+}
+
 TEST_F( RetryingHelperTest, ALossThatIsHeardOfTwiceIsOne ) {
    add( a, 0 );
    workedTo( 0ms );
@@ -459,6 +469,13 @@ TEST_F( RetryingHelperTest, AnEntryWithoutAnIndexThatStaysIsAskedForAgainAndItsP
                   "cannot program VLAN 10  00:00:5e:00:01:01  index 1: the pair is still in "
                   "the hardware under its index before; it is tried again",
                   "removed VLAN 10  00:00:5e:00:01:01: it has no index of its own", kTaken } ) );
+}
+
+TEST_F( RetryingHelperTest, AnEntryHasTheIndexThatTheLastReadingTells ) {
+   start( { { c, 7 } } );
+   EXPECT_EQ( helper_->written(), Lines{ "remove 7:12/2" } );
+   start( { { c, std::nullopt } } );
+   EXPECT_EQ( helper_->written(), Lines{ "remove -:12/2" } );
 }
 
 TEST_F( RetryingHelperTest, AStrayIsToldAsRemovedOnceItIs ) {
@@ -552,6 +569,15 @@ TEST_F( RetryingHelperTest, HardwareThatCannotBeReadAtTheStartIsReadLater ) {
    EXPECT_EQ( workedTo( 1s ), Lines{ "remove 1:11/1" } ) << "what nobody wants";
    EXPECT_EQ( work(), HardwareWork::kNever );
    EXPECT_EQ( told(), Lines{} );
+}
+
+TEST_F( RetryingHelperTest, WhatIsHeardIsOlderThanTheReading ) {
+   helper_->onRead = []() -> Entries { throw std::runtime_error( "no answer" ); };
+   helper_->syncVrrpStateOnInit( Quor::make<CurrentVrrpStateForInit>() );
+   helper_->onRead = [] { return Entries{ { a, 0 } }; };
+   helper_->onHear = [this] { helper_->lost( 0 ); };
+   add( a, 0 );
+   EXPECT_EQ( workedTo( 0ms ), Lines{} );
 }
 
 TEST_F( RetryingHelperTest, WhatHearingThrowsIsToldOnceAndStopsNothing ) {
