@@ -416,6 +416,16 @@ TEST_F( RetryingHelperTest, WhatIsOutdatedIsWrittenAtOnceHoweverOften ) {
    EXPECT_EQ( workedTo( 5ms ), Lines{} ) << "it is tried again in its time";
 }
 
+TEST_F( RetryingHelperTest, WhenAllIsLostAllIsWritten ) {
+   for( Quor::U8 index = 0; index < 4; ++index ) {
+      add( pair( 10, index ), index );
+   }
+   workedTo( 0ms );
+   helper_->written();
+   helper_->lostAll();
+   EXPECT_EQ( workedTo( 1ms ), ( Lines{ "add 0:10/0 1:10/1 2:10/2 3:10/3" } ) );
+}
+
 TEST_F( RetryingHelperTest, WhatIsLostAndNotWantedIsNotWritten ) {
    helper_->lost( 3 );
    EXPECT_EQ( workedTo( 0ms ), Lines{} );
@@ -497,6 +507,17 @@ TEST_F( RetryingHelperTest, AStrayIsToldAsRemovedOnceItIs ) {
    remove( b, 3 );
    workedTo( 3s );
    EXPECT_EQ( told(), Lines{} );
+}
+
+TEST_F( RetryingHelperTest, AStrayOfTheReadingBeforeIsNoneAnyMore ) {
+   helper_->onRemove = no;
+   start( { { a, 1 }, { a, 3 } } );
+   told();
+   helper_->onRemove = yes;
+   start( { { b, 3 } } );
+   remove( b, 3 );
+   EXPECT_EQ( workedTo( 1s ), ( Lines{ "remove 3:10/1", "remove 3:11/1" } ) );
+   EXPECT_EQ( told(), Lines{ kTaken } );
 }
 
 TEST_F( RetryingHelperTest, AStrayThatIsWantedAfterAllIsNotToldAsRemoved ) {
