@@ -124,6 +124,26 @@ TEST( CollectionRefusal, WhatWasPreparedIsNotRefused ) {
    }
 }
 
+TEST( CollectionRefusal, OfNodesLeavesNoHoleBetweenThem ) {
+   struct Node {
+      Quor::U64 content[2];
+   };
+   using Places = Quor::Slab<Node>;
+   const auto firstLink = []( Places &slab ) {
+      const Places::Link link = slab.take();
+      slab.give( slab.at( link ), link );
+      return link;
+   };
+   const Places::Owned untroubled = Places::make();
+   const Places::Owned refused = Places::make();
+   for( const std::size_t allocation : { 2, 1, 1 } ) { // the table of chunks has its room then
+      Quor::refusedAllocationIs( allocation );
+      EXPECT_THROW( refused->prepare(), std::bad_alloc );
+      Quor::refusedAllocationIs( 0 );
+   }
+   EXPECT_EQ( firstLink( *refused ), firstLink( *untroubled ) );
+}
+
 TEST( CollectionRefusal, OfAWalkThatChangesTheMap ) {
    struct Walked : Filled {
       void work() {
