@@ -1,5 +1,6 @@
 // What somebody who derives from a class of ours need not say.
 #include "OrloVrrpHelper/RetryingHelper.h"
+#include "OrloVrrpSm/VrrpSm.h"
 #include "platform/Descriptions.h"
 #include "quor/GenericNotifiee.h"
 #include "tests/unit/library/Values.h"
@@ -83,6 +84,10 @@ TEST( Defaults, AnObserverNeedNotListenToTheEnd ) {
    set->vlanIdIs( vlan( 10 ), true );
    set = nullptr;
    EXPECT_EQ( observer.heard, 1 );
+}
+
+TEST( Defaults, TheMetadataOfAQueueAreThoseOfAnEmptyOne ) {
+   EXPECT_EQ( Orlo::QueueMetadata(), ( Orlo::QueueMetadata{ 0, 0 } ) );
 }
 
 } // namespace
