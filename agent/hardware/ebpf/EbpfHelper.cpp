@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <set>
-#include <stdexcept>
 #include <utility>
 
 namespace OrloAgent {
@@ -95,8 +94,9 @@ void EbpfHelper::sviRows() {
 }
 
 void EbpfHelper::readSvis() {
-   mustReadSvis_ = true;     // until they have been
-   for( Svi &svi : svis_ ) { // nothing may have been heard since it was looked at
+   mustReadSvis_ = true; // until they have been
+   // Nothing may have been heard since they were looked at.
+   for( Svi &svi : svis_ ) {
       svi.ifindex = kernel_->ifindex( svi.name );
    }
    for( const EbpfKernel::Entry &entry : kernel_->entries() ) {
@@ -111,7 +111,7 @@ void EbpfHelper::readSvis() {
 void EbpfHelper::tryToReadSvis() {
    try {
       readSvis();
-   } catch( const std::runtime_error & ) { // later then
+   } catch( const std::exception & ) { // later then
    }
 }
 
