@@ -136,7 +136,7 @@ TEST( CollectionRefusal, OfNodesLeavesNoHoleBetweenThem ) {
    };
    const Places::Owned untroubled = Places::make();
    const Places::Owned refused = Places::make();
-   for( const std::size_t allocation : { 2, 1, 1 } ) { // the table of chunks has its room then
+   for( const std::size_t allocation : { 2u, 1u, 1u } ) { // the table of chunks has its room then
       Quor::refusedAllocationIs( allocation );
       EXPECT_THROW( refused->prepare(), std::bad_alloc );
       Quor::refusedAllocationIs( 0 );

@@ -77,7 +77,7 @@ class EbpfHardware::Kernel final : public EbpfKernel {
    void unpin() override { kernel_.unpin(); }
    U32 ifindex( const std::string &name ) const override {
       const Link *const link = hardware_.kernel_.link( name );
-      return link ? link->ifindex : kernel_.ifindex( name );
+      return link ? static_cast<U32>( link->ifindex ) : kernel_.ifindex( name );
    }
    int fd() const override { return 4; }
    News hear() override {
@@ -132,7 +132,7 @@ OrloHelper::VrrpSmHelper *EbpfHardware::helper( const OrloHelper::HelperSettings
 
 U32 EbpfHardware::sviOf( Bridging::VlanId vlan ) const {
    const Link *const link = kernel_.link( plan_.sviOf( vlan ) );
-   return link ? link->ifindex : 0;
+   return link ? static_cast<U32>( link->ifindex ) : 0;
 }
 
 Hardware::Slots EbpfHardware::slots() const {
@@ -148,7 +148,7 @@ Hardware::Slots EbpfHardware::slots() const {
 EbpfHardware::Names EbpfHardware::links() const {
    Names names;
    for( const auto &[ifindex, link] : kernel_.links() ) {
-      names[link.name] = ifindex;
+      names[link.name] = static_cast<U32>( ifindex );
    }
    return names;
 }

@@ -51,7 +51,7 @@ class MemoryHardware::Helper final : public OrloAgent::MemoryHelper {
             if( hardware_.faults.throws && hardware_.random_.chance( 300 ) ) {
                throw std::runtime_error( "the file has gone" );
             }
-            write.refusal = refusal( done, isAdd );
+            write.refusal = fault( done, isAdd );
             const std::optional<Pair> before = slot( write.index );
             if( write.refusal.empty() ) {
                operation( std::span( &write, 1 ) );
@@ -72,7 +72,7 @@ class MemoryHardware::Helper final : public OrloAgent::MemoryHelper {
          throw;
       }
    }
-   std::string refusal( U32 done, bool isAdd ) const {
+   std::string fault( U32 done, bool isAdd ) const {
       const Faults &faults = hardware_.faults;
       if( done >= faults.atOnce ) {
          return "busy";

@@ -266,7 +266,7 @@ TEST_F( Reload, BeforeItIsReadyTheHardwareKeepsWhatTheAgentBeforeHasLeft ) {
    hardwareIs( "lossy" ); // it is read again as soon as it is worked
    start( stubborn( 8 ) );
    said();
-   for( const Quor::U32 indexes : { 8, 9 } ) {
+   for( const Quor::U32 indexes : { 8u, 9u } ) {
       agent_->reload( stubborn( indexes ) );
    }
    said();
