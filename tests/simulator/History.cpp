@@ -30,6 +30,11 @@ History::History( U64 seed, U32 steps )
    SimulatedModule::make = [this]( const OrloHelper::HelperSettings &settings ) {
       return hardware_->helper( settings );
    };
+   if( isSlow() ) {
+      hardware_->onWrite = [this] {
+         loop_.pass( milliseconds( 20 * ( hardware_->writes() % 8 ) ) );
+      };
+   }
    kernel_.onChange = [this] { kernelChanged(); };
    kernel_.onReceive = [this] { othersHaveTheirTurn(); };
    kernel_.onDump = [this] { world_.happens( loop_.now() ); };
@@ -49,6 +54,12 @@ std::unique_ptr<Hardware> History::someHardware() {
    default:
       return std::make_unique<Chip>( random_, trace_ );
    }
+}
+
+/// Some hardware of each kind takes its time for each write.
+bool History::isSlow() const {
+   const U64 kind = seed_ % 16;
+   return kind == 0 || kind == 3 || kind == 6 || kind == 7;
 }
 
 History::~History() {

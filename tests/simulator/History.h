@@ -45,6 +45,7 @@ class History {
    struct Crash {}; ///< of the agent, in the middle of something
 
    std::unique_ptr<Hardware> someHardware();
+   bool isSlow() const;
 
    // What happens.
    void step();
