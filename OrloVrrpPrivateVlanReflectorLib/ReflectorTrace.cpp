@@ -2,7 +2,7 @@
 
 namespace Orlo::VrrpPrivateVlanReflectorLib {
 
-const Quor::TraceHandle &ReflectorTrace::make() {
+const Quor::TraceHandle &ReflectorTrace::_defaultTraceHandle() {
    static const Quor::TraceHandle facility( "OrloVrrpPrivateVlanReflectorLib", false );
    return facility;
 }

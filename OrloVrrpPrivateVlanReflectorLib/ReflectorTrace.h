@@ -12,13 +12,12 @@ inline constexpr char kReflectorSource[] = "OrloVrrpPrivateVlanReflectorLib";
 class ReflectorTrace : public Quor::Trace {
  public:
    ReflectorTrace( Quor::U32 level, const char *function, Quor::U32 line = __builtin_LINE() )
-         : Quor::Trace( _defaultTraceHandle(), level, kReflectorSource, line, function ) {}
+         : Quor::Trace( facility_, level, kReflectorSource, line, function ) {}
 
  private:
-   static const Quor::TraceHandle &_defaultTraceHandle() { return facility_.get( make ); }
-   static const Quor::TraceHandle &make();
+   static const Quor::TraceHandle &_defaultTraceHandle();
 
-   static constinit inline Quor::TraceFacility facility_;
+   static constinit inline Quor::TraceFacility facility_{ _defaultTraceHandle };
 };
 
 } // namespace Orlo::VrrpPrivateVlanReflectorLib

@@ -69,14 +69,12 @@ inline constexpr Quor::AssertSite kHelperForDelete{ "vrrpHelper()", 187, kVrrpSm
 class VrrpTrace : public Quor::Trace {
  public:
    explicit VrrpTrace( const TraceSite &site )
-         : Quor::Trace( _defaultTraceHandle(), site.level, kVrrpSmSource, site.line,
-                        site.function ) {}
+         : Quor::Trace( facility_, site.level, kVrrpSmSource, site.line, site.function ) {}
 
  private:
-   static const Quor::TraceHandle &_defaultTraceHandle() { return facility_.get( make ); }
-   static const Quor::TraceHandle &make();
+   static const Quor::TraceHandle &_defaultTraceHandle();
 
-   static constinit inline Quor::TraceFacility facility_;
+   static constinit inline Quor::TraceFacility facility_{ _defaultTraceHandle };
 };
 
 } // namespace Orlo

@@ -9,7 +9,7 @@ using Quor::Ptr;
 using Quor::require;
 using VrrpPrivateVlanReflectorLib::VlanAndMac;
 
-const Quor::TraceHandle &VrrpTrace::make() {
+const Quor::TraceHandle &VrrpTrace::_defaultTraceHandle() {
    static const Quor::TraceHandle facility( "OrloVrrp", false );
    return facility;
 }

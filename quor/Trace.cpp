@@ -45,7 +45,7 @@ U32 oneLevel( StringIterator &at, StringIterator end ) {
 } // namespace
 
 TraceHandle::TraceHandle( const String &name, bool on )
-      : name_( name ), levels_( on ? kAllTraceLevels : 0 ) {
+      : TraceSwitches( on ? kAllTraceLevels : 0 ), name_( name ) {
    Facilities &all = facilities();
    const std::lock_guard lock( all.mutex );
    all.made.push_back( this );
@@ -118,13 +118,23 @@ void traceHelper( const TraceHandle &facility, const char *context, const String
    }
 }
 
-void Trace::start( const TraceHandle &facility, U32 level, const char *source, U32 line,
-                   const char *function ) noexcept {
+Trace::Message *Trace::start( const TraceHandle &facility, U32 level, const char *source, U32 line,
+                              const char *function ) noexcept {
    try {
-      message_ = new Message{ facility, level, facility.isLive( level ), source, line, function };
-      message_->text.precision( 12 );
+      auto message = std::unique_ptr<Message>(
+            new Message{ facility, level, facility.isLive( level ), source, line, function } );
+      message->text.precision( 12 );
+      return message.release();
    } catch( const std::bad_alloc & ) { // then without it
+      return nullptr;
    }
+}
+
+Trace::Message *Trace::start( TraceFacility &facility, U32 level, const char *source, U32 line,
+                              const char *function ) {
+   const TraceHandle &made = facility.get();
+   return made.isLive( level ) || coverageStream ? start( made, level, source, line, function )
+                                                 : nullptr;
 }
 
 void Trace::emit() noexcept {

@@ -24,10 +24,24 @@ namespace Quor {
 using TraceLevels = U32;
 inline constexpr TraceLevels kAllTraceLevels = 0x3FF;
 
+/// The switches of a facility.
+class TraceSwitches {
+ public:
+   constexpr explicit TraceSwitches( TraceLevels levels ) noexcept : levels_( levels ) {}
+
+   bool isLive( U32 level ) const noexcept { return ( levels_ >> level & 1 ) != 0; }
+   /// None: the facility is off.
+   TraceLevels levels() const noexcept { return levels_; }
+   void levelsIs( TraceLevels levels ) noexcept { levels_ = levels; }
+
+ private:
+   TraceLevels levels_;
+};
+
 /// A named facility with its switches. Made once per module, on first use; lives to the end of the
 /// process. Takes the levels that were set for its name before it was made. One thread switches and
 /// traces; making facilities is safe from any thread.
-class TraceHandle {
+class TraceHandle : public TraceSwitches {
  public:
    /// `on` switches the facility on whatever its levels: all of them are then enabled from the
    /// start.
@@ -37,35 +51,43 @@ class TraceHandle {
    TraceHandle &operator=( const TraceHandle & ) = delete;
 
    const String &name() const noexcept { return name_; }
-   bool isLive( U32 level ) const noexcept { return ( levels_ >> level & 1 ) != 0; }
-
-   /// None: the facility is off.
-   TraceLevels levels() const noexcept { return levels_; }
-   void levelsIs( TraceLevels levels ) noexcept { levels_ = levels; }
 
  private:
    const String name_;
-   TraceLevels levels_;
 };
 
-/// Finds the facility of a module: after its first use at the price of one load.
+/// Finds the facility of a module for its traces: after the first use at the price of one load.
 ///
-///    static const TraceHandle &_defaultTraceHandle() { return facility_.get( make ); }
+///    static const TraceHandle &_defaultTraceHandle();   // gives a static of its own
+///    static constinit inline TraceFacility facility_{ _defaultTraceHandle };
+///    if( Trace t{ facility_, 4, "OrloVrrpSm", 108, "handleVrrpMac" } ) ...
 class TraceFacility {
  public:
-   /// `make` gives the one facility, however often and from however many threads it is called.
-   const TraceHandle &get( const TraceHandle &( *make )() ) {
-      const TraceHandle *const made = made_.load( std::memory_order_acquire );
-      if( made ) [[likely]] {
-         return *made;
+   /// Gives the one facility, however often and from however many threads it is called.
+   using Make = const TraceHandle &(*)();
+
+   constexpr explicit TraceFacility( Make make ) noexcept : make_( make ) {}
+   TraceFacility( const TraceFacility & ) = delete;
+   TraceFacility &operator=( const TraceFacility & ) = delete;
+
+   const TraceHandle &get() {
+      const TraceSwitches *const made = made_.load( std::memory_order_acquire );
+      if( made != &notMade_ ) [[likely]] {
+         return static_cast<const TraceHandle &>( *made );
       }
-      const TraceHandle &first = make();
+      const TraceHandle &first = make_();
       made_.store( &first, std::memory_order_release );
       return first;
    }
+   /// Has a trace of the level to get() the facility? Yes as long as it has not been made.
+   bool isLive( U32 level ) const noexcept {
+      return made_.load( std::memory_order_acquire )->isLive( level );
+   }
 
  private:
-   std::atomic<const TraceHandle *> made_{ nullptr };
+   const Make make_;
+   const TraceSwitches notMade_{ kAllTraceLevels };
+   std::atomic<const TraceSwitches *> made_{ &notMade_ };
 };
 
 /// Switches the levels of the facility of this name, now or when it is made.
@@ -102,11 +124,14 @@ void traceHelper( const TraceHandle &facility, const char *context, const String
 class Trace {
  public:
    Trace( const TraceHandle &facility, U32 level, const char *source, U32 line,
-          const char *function ) noexcept {
-      if( facility.isLive( level ) || coverageStream ) [[unlikely]] {
-         start( facility, level, source, line, function );
-      }
-   }
+          const char *function ) noexcept
+         : message_( facility.isLive( level ) || coverageStream
+                           ? start( facility, level, source, line, function )
+                           : nullptr ) {}
+   Trace( TraceFacility &facility, U32 level, const char *source, U32 line, const char *function )
+         : message_( facility.isLive( level ) || coverageStream
+                           ? start( facility, level, source, line, function )
+                           : nullptr ) {}
    ~Trace() {
       if( message_ ) [[unlikely]] {
          emit();
@@ -138,11 +163,13 @@ class Trace {
       const char *function;
       std::ostringstream text{};
    };
-   void start( const TraceHandle &facility, U32 level, const char *source, U32 line,
-               const char *function ) noexcept;
+   [[gnu::cold]] static Message *start( const TraceHandle &facility, U32 level, const char *source,
+                                        U32 line, const char *function ) noexcept;
+   [[gnu::cold]] static Message *start( TraceFacility &facility, U32 level, const char *source,
+                                        U32 line, const char *function );
    void emit() noexcept;
 
-   Message *message_ = nullptr; // nothing but this pointer is touched while the trace is off
+   Message *const message_; // nothing but this pointer is touched while the trace is off
 };
 
 } // namespace Quor

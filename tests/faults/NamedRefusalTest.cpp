@@ -160,12 +160,12 @@ TEST( NamedRefusal, OfATraceFacilityIsRepairedByItsNextUse ) {
       ++made;
       return facility;
    };
-   Quor::TraceFacility facility;
+   Quor::TraceFacility facility( make );
    for( std::size_t number = 1; made == 0; ++number ) {
       ASSERT_LT( number, 10u );
       Quor::refusedAllocationIs( number );
       try {
-         facility.get( make );
+         facility.get();
          EXPECT_FALSE( Quor::isAllocationRefused() );
       } catch( const std::bad_alloc & ) {
          Refusals::all().refused += 1;
@@ -173,7 +173,7 @@ TEST( NamedRefusal, OfATraceFacilityIsRepairedByItsNextUse ) {
       }
       Quor::refusedAllocationIs( 0 );
    }
-   EXPECT_EQ( facility.get( make ).name(), "a facility with quite a long name" );
+   EXPECT_EQ( facility.get().name(), "a facility with quite a long name" );
 }
 
 } // namespace

@@ -375,7 +375,7 @@ TEST( Trace, FacilitiesAreMadeOnFirstUseByAnyThread ) {
 
 TEST( Trace, AModuleFindsTheOneFacilityFromWhateverThreadAsksFirst ) {
    for( int round = 0; round < 50; ++round ) {
-      TraceFacility facility;
+      TraceFacility facility( []() -> const TraceHandle & { return moduleFacility(); } );
       std::vector<const TraceHandle *> found( 4 );
       std::atomic<int> ready{ 0 };
       std::vector<std::thread> threads;
@@ -384,7 +384,7 @@ TEST( Trace, AModuleFindsTheOneFacilityFromWhateverThreadAsksFirst ) {
             ++ready;
             while( ready != 4 ) {
             }
-            handle = &facility.get( []() -> const TraceHandle & { return moduleFacility(); } );
+            handle = &facility.get();
          } );
       }
       for( std::thread &thread : threads ) {
@@ -392,6 +392,39 @@ TEST( Trace, AModuleFindsTheOneFacilityFromWhateverThreadAsksFirst ) {
       }
       ASSERT_EQ( found, std::vector<const TraceHandle *>( 4, &moduleFacility() ) );
    }
+}
+
+TEST( Trace, AFacilityIsMadeByItsFirstTraceThoughThatIsOff ) {
+   static int made = 0;
+   TraceFacility facility( []() -> const TraceHandle & {
+      ++made;
+      static TraceHandle handle( "OrloFirst", false );
+      return handle;
+   } );
+   const auto pass = [&]( U32 level ) {
+      if( Trace t{ facility, level, "OrloTest", 42, "pass" } ) {
+         t << "level " << level;
+      }
+   };
+   EXPECT_EQ( made, 0 );
+   Support::TraceRecorder traces( "OrloOther" );
+   pass( 3 );
+   pass( 3 );
+   EXPECT_EQ( made, 1 );
+   EXPECT_EQ( traces.lines(), Lines() );
+   traceLevelsIs( "OrloFirst", 1u << 3 );
+   pass( 3 );
+   pass( 4 );
+   EXPECT_EQ( traces.take(), Lines{ "3 OrloTest:42 pass: level 3" } );
+   std::ostringstream covered;
+   coverageStream = &covered;
+   pass( 4 );
+   coverageStream = nullptr;
+   EXPECT_EQ( covered.str(), "OrloFirst 4 OrloTest:42 pass: level 4\n" );
+   traceLevelsIs( "OrloFirst", 0 );
+   pass( 3 );
+   EXPECT_EQ( traces.lines(), Lines() );
+   EXPECT_EQ( made, 1 );
 }
 
 TEST( TraceRecorder, LeavesNoTraceOfItself ) {
