@@ -41,6 +41,10 @@ class VirtualRouterMacTable : public Quor::Entity {
    void virtualRouterMacDelAll() { virtualRouterMac_.delAll(); }
    /// Calls onVirtualRouterMac( key ) of every registered watcher.
    void virtualRouterMacNotify( const VlanAndMac &key ) const;
+   /// Who is about to change many keys of a large table announces them, by their natural hashes:
+   /// one that comes HashMap's kLater steps later and one that comes kSoon steps later. Changes
+   /// nothing.
+   void virtualRouterMacsAhead( Quor::U32 later, Quor::U32 soon ) const;
 
    static const Quor::Type *_fwkType() noexcept;
    const Quor::Type *fwkType() const override;
@@ -58,6 +62,8 @@ class VirtualRouterMacTable::NotifieeConst : public Quor::NotifieeConstOf<Virtua
    virtual void onVirtualRouterMacquorImmediate() {}
    /// The collection as a whole changed.
    virtual void onVirtualRouterMac() {}
+   /// A hint, given to an only watcher: what keys will come, as in virtualRouterMacsAhead().
+   virtual void onVirtualRouterMacsAhead( Quor::U32 /*later*/, Quor::U32 /*soon*/ ) {}
 };
 
 class VirtualRouterMacTable::Notifiee
@@ -66,6 +72,12 @@ class VirtualRouterMacTable::Notifiee
 inline void VirtualRouterMacTable::virtualRouterMacNotify( const VlanAndMac &key ) const {
    notify<NotifieeConst, const VlanAndMac &, &NotifieeConst::onVirtualRouterMac>( kVirtualRouterMac,
                                                                                   key );
+}
+
+inline void VirtualRouterMacTable::virtualRouterMacsAhead( Quor::U32 later, Quor::U32 soon ) const {
+   virtualRouterMac_.prefetch( later, soon );
+   hint<NotifieeConst>(
+         [=]( NotifieeConst &watcher ) { watcher.onVirtualRouterMacsAhead( later, soon ); } );
 }
 
 /// A new, empty table, for the agent to hand to the reflector and to the programmer.

@@ -34,9 +34,14 @@ class VlanAndMac {
                              static_cast<Quor::U16>( number() >> 16 ),
                              static_cast<Quor::U16>( number() ) );
    }
-   constexpr void vlanIdIs( Bridging::VlanId vlanId ) noexcept {
-      *this = VlanAndMac( vlanId, mac() );
+   /// The same MAC on another VLAN.
+   constexpr VlanAndMac on( Bridging::VlanId vlanId ) const noexcept {
+      VlanAndMac pair;
+      pair.words_ =
+            std::bit_cast<Words>( Quor::U64{ vlanId.number() } << 48 | number() << 16 >> 16 );
+      return pair;
    }
+   constexpr void vlanIdIs( Bridging::VlanId vlanId ) noexcept { *this = on( vlanId ); }
    constexpr void macIs( const Pelmo::EthAddr &mac ) noexcept {
       *this = VlanAndMac( vlanId(), mac );
    }

@@ -57,6 +57,20 @@ void connect( Ptr<Listener> &listener, VlanIntfSm &sm, const Ptr<const Input> &i
    }
 }
 
+/// The pairs of a VLAN with all MACs stand far from each other in the table (those of a MAC with
+/// all VLANs do not): a walk over the MACs says which of them come next.
+[[gnu::noinline]] void announce( const VirtualRouterMacTable &table, Bridging::VlanId vlanId,
+                                 const EthAddrsForIntf::EthAddrs &macs,
+                                 const EthAddrsForIntf::EthAddrs::Iterator &at ) {
+   using Pairs = VirtualRouterMacTable::VirtualRouterMacs;
+   const auto *const later = macs.ahead<Pairs::kLater>( at );
+   const auto *const soon = macs.ahead<Pairs::kSoon>( at );
+   const auto hash = [&]( const auto *mac ) {
+      return mac ? naturalHash( VlanAndMac( vlanId, mac->key() ) ) : 0;
+   };
+   table.virtualRouterMacsAhead( hash( later ), hash( soon ) );
+}
+
 } // namespace
 
 std::ostream &operator<<( std::ostream &out, const VlanIntfSm &sm ) {
@@ -181,8 +195,12 @@ void VlanIntfSm::handleInitialized() {
       t << "Intf " << intf() << ( isPresent ? " adding" : " deleting" ) << " VLAN " << vlanId;
    }
    const auto table = libSm->virtualRouterMacTableOut();
-   for( const auto &mac : dmacList()->ethAddrs() ) {
-      write( *table, VlanAndMac( vlanId, mac.key() ), isPresent, "handleVlanId" );
+   const auto macs = dmacList();
+   for( auto at = macs->ethAddrs().begin(); at != macs->ethAddrs().end(); ++at ) {
+      if( table->virtualRouterMacs().isFarApart() ) {
+         announce( *table, vlanId, macs->ethAddrs(), at );
+      }
+      write( *table, VlanAndMac( vlanId, at->key() ), isPresent, "handleVlanId" );
    }
 }
 
@@ -191,12 +209,13 @@ void VlanIntfSm::handleInitialized() {
    const Ptr<LibSm> libSm = Ptr<LibSm>::share( libSm_ );
    const Pelmo::EthAddr dmac = mac; // the entry it stands in may go
    if( ReflectorTrace t{ 8, "handleDmac" } ) {
-      t << *this << "::handleDmac(" << dmac << ")";
+      t << *this << "::handleDmac(" << Pelmo::EthAddr( dmac ) << ")";
    }
    const bool isPresent = dmacList()->ethAddr( dmac );
    const auto table = libSm->virtualRouterMacTableOut();
+   const VlanAndMac pair( Bridging::VlanId(), dmac );
    for( const auto &vlan : sviVlanSet()->vlanIds() ) {
-      write( *table, VlanAndMac( vlan.key(), dmac ), isPresent, "handleDmac" );
+      write( *table, pair.on( vlan.key() ), isPresent, "handleDmac" );
    }
 }
 
@@ -209,8 +228,11 @@ void VlanIntfSm::handleInitialized() {
    const auto table = libSm->virtualRouterMacTableOut();
    const auto macs = dmacList();
    for( const auto &vlan : sviVlanSet()->vlanIds() ) {
-      for( const auto &mac : macs->ethAddrs() ) {
-         write( *table, VlanAndMac( vlan.key(), mac.key() ), false, "doCleanup" );
+      for( auto at = macs->ethAddrs().begin(); at != macs->ethAddrs().end(); ++at ) {
+         if( table->virtualRouterMacs().isFarApart() ) {
+            announce( *table, vlan.key(), macs->ethAddrs(), at );
+         }
+         write( *table, VlanAndMac( vlan.key(), at->key() ), false, "doCleanup" );
       }
    }
 }

@@ -29,11 +29,12 @@ class QuorVrrpMacStatus
       }
    }
 
-   /// The table has the key.
-   bool isWanted( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac ) const noexcept {
+   /// The table has the key. `hash`: its naturalHash().
+   bool isWanted( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac,
+                  Quor::U32 hash ) const noexcept {
       return entity() && static_cast<const VirtualRouterMacTable *>( entity() )
                                ->virtualRouterMacs()
-                               .isMemberOf( vrMac );
+                               .isMemberOf( vrMac, hash );
    }
 
    void onVirtualRouterMac( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac ) override;
@@ -43,6 +44,7 @@ class QuorVrrpMacStatus
       }
    }
    using NotifieeConst::onVirtualRouterMac;
+   void onVirtualRouterMacsAhead( Quor::U32 later, Quor::U32 soon ) override;
 };
 
 } // namespace Orlo

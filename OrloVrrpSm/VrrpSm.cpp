@@ -124,9 +124,16 @@ void VrrpSm::quorDoZombieReactors( bool on ) {
          t << "Syncing vrrp state";
       }
       vrrpHelper_->syncVrrpStateOnInit( currentVrrpStateForInit_ );
-      virtualRouterIndex_.reserve( currentVrrpStateForInit_->virtualRouterIndexes().size() );
-      for( const auto &entry : currentVrrpStateForInit_->virtualRouterIndexes() ) {
-         adopt( entry.key(), entry.value() );
+      const auto &held = currentVrrpStateForInit_->virtualRouterIndexes();
+      const auto table = vrrpMacStatus();
+      virtualRouterIndex_.reserve( held.size() );
+      for( auto at = held.begin(); at != held.end(); ++at ) {
+         if( const auto *const next =
+                   table ? held.prefetchAll( at, virtualRouterIndex_, table->virtualRouterMacs() )
+                         : nullptr ) {
+            freeVirtualRouterIndex_.prefetch( next->value() );
+         }
+         adopt( at->key(), at->value() );
       }
    }
    handleVrrpMac();
@@ -134,8 +141,8 @@ void VrrpSm::quorDoZombieReactors( bool on ) {
    vrrpHelper_->initializationComplete();
 }
 
-inline bool VrrpSm::isWanted( const VlanAndMac &vrMac ) const {
-   return vrrpMacStatus_ && vrrpMacStatus_->isWanted( vrMac );
+inline bool VrrpSm::isWanted( const VlanAndMac &vrMac, U32 hash ) const {
+   return vrrpMacStatus_ && vrrpMacStatus_->isWanted( vrMac, hash );
 }
 
 /// The free queue has just been filled, so position and index coincide: an index outside of it
@@ -146,7 +153,7 @@ inline void VrrpSm::adopt( const VlanAndMac &vrMac, U32 index ) {
    }
    virtualRouterIndexIs( vrMac, index );
    freeVirtualRouterIndex_.del( index );
-   if( !isWanted( vrMac ) ) {
+   if( !isWanted( vrMac, naturalHash( vrMac ) ) ) {
       reconcile( vrMac );
    }
 }
@@ -173,12 +180,14 @@ void VrrpSm::handleVrrpMac() {
    if( !table ) {
       return;
    }
-   for( const auto &entry : table->virtualRouterMacs() ) {
-      reconcile( entry.key() );
+   const auto &wanted = table->virtualRouterMacs();
+   for( auto at = wanted.begin(); at != wanted.end(); ++at ) {
+      wanted.prefetchAll( at, virtualRouterIndex_ );
+      reconcile( at->key() );
    }
 }
 
-void VrrpSm::handleVrrpMac( const VlanAndMac &vrMac ) {
+[[gnu::flatten]] void VrrpSm::handleVrrpMac( const VlanAndMac &vrMac ) {
    const Ptr<VrrpSm> self = Quor::ptrTo( *this ); // the helper may let go of it
    reconcile( vrMac );
 }
@@ -189,24 +198,25 @@ void VrrpSm::reconcile( const VlanAndMac vrMac ) {
    if( VrrpTrace t{ Traced::kHandleVrrpMac } ) {
       t << Signature::kHandleKey << "( " << vrMac << " )";
    }
-   if( isWanted( vrMac ) ) {
-      programNew( vrMac );
-   } else if( const auto index = virtualRouterIndex_.taken( vrMac ) ) {
+   const U32 hash = naturalHash( vrMac ); // for the table and for the indexes
+   if( isWanted( vrMac, hash ) ) {
+      programNew( vrMac, hash );
+   } else if( const auto index = virtualRouterIndex_.taken( vrMac, hash ) ) {
       if( VrrpTrace t{ Traced::kDeleting } ) {
          t << " deleting vrmac " << vrMac << "at index " << *index;
       }
       doDeleteVirtualRouterMac( vrMac, *index );
       handOn( *index );
-   } else if( auto *const waiting = macsNeedingVirtualRouterIndex_.oldest( vrMac ) ) {
+   } else if( const auto waiting = macsNeedingVirtualRouterIndex_.oldest( vrMac, hash ) ) {
       if( VrrpTrace t{ Traced::kNotWaiting } ) {
          t << " del from macsNeedingVirtualRouterIndex ";
       }
-      macsNeedingVirtualRouterIndex_.del( *waiting );
+      macsNeedingVirtualRouterIndex_.del( waiting );
    }
 }
 
-inline void VrrpSm::programNew( const VlanAndMac &vrMac ) {
-   if( vrrpHelper_->syncCurrentStateOnInit() && virtualRouterIndex_.isMemberOf( vrMac ) ) {
+inline void VrrpSm::programNew( const VlanAndMac &vrMac, U32 hash ) {
+   if( vrrpHelper_->syncCurrentStateOnInit() && virtualRouterIndex_.isMemberOf( vrMac, hash ) ) {
       return; // adopted: the hardware has it
    }
    if( freeVirtualRouterIndex_.count() == 0 ) {
@@ -222,7 +232,7 @@ inline void VrrpSm::programNew( const VlanAndMac &vrMac ) {
       t << " adding vrmac at index " << index;
    }
    doAddVirtualRouterMac( vrMac, index );
-   require( virtualRouterIndex_.isNew( vrMac, index ), Asserted::kNewPairHasNoIndex );
+   require( virtualRouterIndex_.isNew( vrMac, hash, index ), Asserted::kNewPairHasNoIndex );
 }
 
 /// To the pair that waits longest, or to the end of the free ones.
@@ -233,7 +243,8 @@ inline void VrrpSm::handOn( U32 index ) {
    }
    const VlanAndMac vrMac = macsNeedingVirtualRouterIndex_.next();
    doAddVirtualRouterMac( vrMac, index );
-   require( virtualRouterIndex_.isNew( vrMac, index ), Asserted::kWaitingPairHasNoIndex );
+   require( virtualRouterIndex_.isNew( vrMac, naturalHash( vrMac ), index ),
+            Asserted::kWaitingPairHasNoIndex );
 }
 
 void VrrpSm::doAddVirtualRouterMac( const VlanAndMac &vr, U32 index ) {
@@ -264,11 +275,18 @@ void VrrpSm::doDeleteVirtualRouterMac( const VlanAndMac &vr, U32 index ) {
    vrrpHelper_->deleteVirtualRouterMac( vr.mac(), vr.vlanId().number(), index );
 }
 
-/// Flat: this is where the programmer spends its time.
+/// Flat, as handleVrrpMac() is: this is where the programmer spends its time.
 [[gnu::flatten]] void
 QuorVrrpMacStatus::onVirtualRouterMac( const VrrpPrivateVlanReflectorLib::VlanAndMac &vrMac ) {
    if( const Ptr<VrrpSm> vrrpSm = awakeOwner() ) {
       vrrpSm->reconcile( vrMac );
+   }
+}
+
+/// The pairs have the same hashes among the indexes.
+void QuorVrrpMacStatus::onVirtualRouterMacsAhead( Quor::U32 later, Quor::U32 soon ) {
+   if( const VrrpSm *const vrrpSm = owner() ) {
+      vrrpSm->virtualRouterIndexes().prefetch( later, soon );
    }
 }
 

@@ -174,9 +174,9 @@ class VrrpSm : public Quor::Entity {
    friend class QuorVrrpMacStatus;
    /// handleVrrpMac() for somebody who holds the VrrpSm.
    void reconcile( VlanAndMac vrMac );
-   bool isWanted( const VlanAndMac &vrMac ) const;
+   bool isWanted( const VlanAndMac &vrMac, U32 hash ) const;
    void adopt( const VlanAndMac &vrMac, U32 index );
-   void programNew( const VlanAndMac &vrMac );
+   void programNew( const VlanAndMac &vrMac, U32 hash );
    void handOn( U32 index );
 
    Quor::Ptr<QuorVrrpMacStatus> vrrpMacStatus_;

@@ -4,24 +4,25 @@ namespace Orlo {
 
 using Quor::Ptr;
 
-WaitingLine::Entry *WaitingLine::oldest( const VlanAndMac &pair ) noexcept {
-   const U32 key = youngest( pair );
-   Entry *found = nullptr;
-   if( key != kNone ) {
-      Entry &entry = queue_.standingAt( key );
-      const U32 oldest = entry.link().younger;
-      found = oldest == key ? &entry : &queue_.standingAt( oldest );
+WaitingLine::Oldest WaitingLine::oldest( const VlanAndMac &pair, U32 hash ) noexcept {
+   Oldest found;
+   found.youngest_ = youngest( pair, hash );
+   if( Entry *const entry = found.youngest_.entry ) {
+      const U32 oldest = entry->link().younger;
+      found.entry_ = oldest == *found.youngest_.place ? entry : &queue_.standingAt( oldest );
    }
-   if( atNone_ && atNone_->value() == pair && ( !found || atNone_->isOlderThan( *found ) ) ) {
-      found = atNone_;
+   if( atNone_ && atNone_->value() == pair &&
+       ( !found || atNone_->isOlderThan( *found.entry_ ) ) ) {
+      found.entry_ = atNone_;
+      found.youngest_.entry = nullptr;
    }
    return found;
 }
 
-Ptr<WaitingLine::Entry> WaitingLine::enq( const VlanAndMac &pair ) {
+WaitingLine::Entry &WaitingLine::addLast( const VlanAndMac &pair ) {
    reserve();
-   Ptr<Entry> entry = queue_.enq( pair );
-   indexNew( *entry );
+   Entry &entry = queue_.addLast( pair );
+   indexNew( entry );
    return entry;
 }
 
@@ -48,40 +49,53 @@ Ptr<WaitingLine::Entry> WaitingLine::set( U32 key, const VlanAndMac &pair ) {
 }
 
 Ptr<WaitingLine::Entry> WaitingLine::deq() {
-   const Ptr<Entry> head = queue_.head();
-   if( head ) {
+   if( const Ptr<Entry> head = queue_.head() ) {
       indexDel( *head );
    }
    return queue_.deq();
 }
 
+WaitingLine::VlanAndMac WaitingLine::extractFirst() {
+   if( const Ptr<Entry> head = queue_.head() ) {
+      indexDel( oldest( head->value(), naturalHash( head->value() ) ) );
+   }
+   return queue_.extractFirst();
+}
+
 Ptr<WaitingLine::Entry> WaitingLine::take( U32 key ) {
    const Ptr<Entry> entry = queue_.find( key );
-   return entry ? take( *entry ) : nullptr;
+   if( entry ) {
+      indexDel( *entry );
+   }
+   return queue_.take( key );
 }
 
-Ptr<WaitingLine::Entry> WaitingLine::take( Entry &entry ) {
-   indexDel( entry );
-   return queue_.take( entry );
+Ptr<WaitingLine::Entry> WaitingLine::take( const Oldest &oldest ) {
+   indexDel( oldest );
+   return queue_.take( *oldest.entry_ );
 }
 
-/// The bits that a pair's hash gives in reverse order: what comes in blocks of VLANs falls into one
-/// stretch of the buckets.
-WaitingLine::U32 &WaitingLine::bucket( const VlanAndMac &pair ) noexcept {
-   const U32 hash = pair.mac().hash() ^ pair.vlanId().hash();
-   return buckets_[hash & ( buckets_.size() - 1 )];
+WaitingLine::VlanAndMac WaitingLine::extract( U32 key ) {
+   const Ptr<Entry> entry = take( key );
+   return entry ? entry->value() : VlanAndMac();
 }
 
-WaitingLine::U32 &WaitingLine::youngest( const VlanAndMac &pair ) noexcept {
-   U32 *at = &bucket( pair );
+WaitingLine::VlanAndMac WaitingLine::extract( const Oldest &oldest ) {
+   indexDel( oldest );
+   return queue_.extract( *oldest.entry_ );
+}
+
+/// By the natural hash: what comes in blocks of VLANs falls into one stretch of the buckets.
+inline WaitingLine::Youngest WaitingLine::youngest( const VlanAndMac &pair, U32 hash ) noexcept {
+   U32 *at = &bucket( hash );
    while( *at != kNone ) {
       Entry &entry = queue_.standingAt( *at );
       if( entry.value() == pair ) {
-         break;
+         return { at, &entry };
       }
       at = &entry.link().chain;
    }
-   return *at;
+   return { at, nullptr };
 }
 
 void WaitingLine::reserve() {
@@ -92,7 +106,7 @@ void WaitingLine::reserve() {
    queue_.forEach( [this]( Entry &entry ) {
       const U32 key = entry.key();
       if( key != kNone && queue_.distance( entry.link().younger ) <= queue_.distance( key ) ) {
-         entry.link().chain = std::exchange( bucket( entry.value() ), key ); // the youngest
+         entry.link().chain = std::exchange( bucket( naturalHash( entry.value() ) ), key );
       }
    } );
 }
@@ -103,24 +117,23 @@ void WaitingLine::indexNew( Entry &entry ) noexcept {
       atNone_ = &entry;
       return;
    }
-   U32 &place = youngest( entry.value() );
-   if( place == kNone ) {
+   const Youngest found = youngest( entry.value(), naturalHash( entry.value() ) );
+   if( !found.entry ) {
       entry.link() = { key, kNone };
-      place = key;
+      *found.place = key;
       ++pairs_;
       return;
    }
-   Entry &youngest = queue_.standingAt( place );
-   Entry *older = &youngest;
-   if( entry.isOlderThan( youngest ) ) { // not at the tail: only when a position is set
+   Entry *older = found.entry;
+   if( entry.isOlderThan( *older ) ) { // not at the tail: only when a position is set
       Entry *next = &queue_.standingAt( older->link().younger );
       while( next->isOlderThan( entry ) ) {
          older = next;
          next = &queue_.standingAt( older->link().younger );
       }
    } else {
-      entry.link().chain = youngest.link().chain;
-      place = key;
+      entry.link().chain = older->link().chain;
+      *found.place = key;
    }
    entry.link().younger = std::exchange( older->link().younger, key );
 }
@@ -131,26 +144,34 @@ void WaitingLine::indexDel( Entry &entry ) noexcept {
       atNone_ = nullptr;
       return;
    }
+   const Youngest found = youngest( entry.value(), naturalHash( entry.value() ) );
    const U32 younger = entry.link().younger;
    if( younger == key ) {
-      U32 *at = &bucket( entry.value() );
-      while( *at != key ) {
-         at = &queue_.standingAt( *at ).link().chain;
-      }
-      *at = entry.link().chain;
+      *found.place = entry.link().chain;
       --pairs_;
       return;
    }
-   U32 &place = youngest( entry.value() );
+   const bool isYoungest = found.entry == &entry;
    // One step when the oldest goes, as it does from the head of the line.
-   Entry *older = &queue_.standingAt( place == key ? younger : place );
+   Entry *older = isYoungest ? &queue_.standingAt( younger ) : found.entry;
    while( older->link().younger != key ) {
       older = &queue_.standingAt( older->link().younger );
    }
    older->link().younger = younger;
-   if( place == key ) {
+   if( isYoungest ) {
       older->link().chain = entry.link().chain;
-      place = older->key();
+      *found.place = older->key();
+   }
+}
+
+void WaitingLine::indexDel( const Oldest &oldest ) noexcept {
+   if( !oldest.youngest_.entry ) {
+      atNone_ = nullptr;
+   } else if( oldest.youngest_.entry == oldest.entry_ ) {
+      *oldest.youngest_.place = oldest.entry_->link().chain;
+      --pairs_;
+   } else {
+      oldest.youngest_.entry->link().younger = oldest.entry_->link().younger;
    }
 }
 

@@ -44,10 +44,12 @@ class WaitingLine {
    std::default_sentinel_t end() const noexcept { return {}; }
    void nextKeyIs( U32 key ) noexcept { queue_.nextKeyIs( key ); }
 
-   /// The entry of the pair that is nearest to the head; null when the pair does not wait.
-   Entry *oldest( const VlanAndMac &pair ) noexcept;
+   class Oldest;
+   /// The entry of the pair that is nearest to the head; none when the pair does not wait. `hash`:
+   /// the pair's naturalHash().
+   Oldest oldest( const VlanAndMac &pair, U32 hash ) noexcept;
 
-   Quor::Ptr<Entry> enq( const VlanAndMac &pair );
+   Entry &addLast( const VlanAndMac &pair );
    /// Puts the pair at a position, over what stands there; gives the entry, or null when it stood
    /// there already.
    Quor::Ptr<Entry> set( U32 key, const VlanAndMac &pair );
@@ -61,26 +63,46 @@ class WaitingLine {
    Quor::Ptr<Entry> take( const Iterator &at ) {
       return at != queue_.end() && at->isMember() ? take( at->key() ) : nullptr;
    }
-   /// Removes an entry of the line.
-   Quor::Ptr<Entry> take( Entry &entry );
+   /// Removes the oldest entry of a pair.
+   Quor::Ptr<Entry> take( const Oldest &oldest );
+   /// Remove an entry and give the pair alone; the default one when there is no entry.
+   VlanAndMac extract( U32 key );
+   VlanAndMac extract( const Oldest &oldest );
+   VlanAndMac extractFirst();
 
  private:
+   /// A pair's youngest entry, if there is one, and where in the bucket's chain its position stands
+   /// or would be added.
+   struct Youngest {
+      U32 *place = nullptr;
+      Entry *entry = nullptr;
+   };
    /// Ends a chain. The entry at this position, if there is one, is not in the index.
    static constexpr U32 kNone = 0xFFFFFFFF;
 
-   /// Where in its bucket's chain the position of the pair's youngest entry stands; where it would
-   /// be added when there is none.
-   U32 &youngest( const VlanAndMac &pair ) noexcept;
-   U32 &bucket( const VlanAndMac &pair ) noexcept;
+   Youngest youngest( const VlanAndMac &pair, U32 hash ) noexcept;
+   U32 &bucket( U32 hash ) noexcept { return buckets_[hash & ( buckets_.size() - 1 )]; }
    /// Room in the index for one more pair.
    void reserve();
    void indexNew( Entry &entry ) noexcept;
    void indexDel( Entry &entry ) noexcept;
+   void indexDel( const Oldest &oldest ) noexcept;
 
    Queue queue_;
    std::vector<U32> buckets_ = std::vector<U32>( 1, kNone );
    U32 pairs_ = 0; // different ones in the index
    Entry *atNone_ = nullptr;
+};
+
+/// An entry that is the first of its pair, in the line and in the index; good until either changes.
+class WaitingLine::Oldest {
+ public:
+   explicit operator bool() const noexcept { return entry_ != nullptr; }
+
+ private:
+   friend class WaitingLine;
+   Entry *entry_ = nullptr;
+   Youngest youngest_; // without an entry: this one is not in the index
 };
 
 } // namespace Orlo

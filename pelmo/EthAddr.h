@@ -78,7 +78,7 @@ inline constexpr std::array<Quor::U32, 256> kLastOctet = makeLastOctetTable();
 } // namespace EthAddrHash
 
 inline Quor::U32 EthAddr::hash( Quor::U64 number ) noexcept {
-   const Quor::U64 upper = ( number >> 8 ) & 0xFFFFFFFFFFu;
+   const Quor::U64 upper = number << 16 >> 24; // all but the last octet
    return EthAddrHash::kLastOctet[number & 0xFF] ^
           static_cast<Quor::U32>( ( upper * 0x1b7e0c18a49a14a5u ) >> 32 );
 }

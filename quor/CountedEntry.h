@@ -26,11 +26,15 @@ class CountedEntry {
    }
 
  protected:
+   /// With the collection's reference alone.
    explicit CountedEntry( bool bit = false ) noexcept
          : word_( kReference | kMember | ( bit ? kBit : 0 ) ) {}
    ~CountedEntry() = default;
 
+   /// The collection passes its reference on to whoever has it removed.
    void removed() noexcept { add( 0 - kMember ); }
+   /// The same, and the reference goes. True when it was the last one.
+   bool dropped() noexcept { return add( 0 - ( kMember + kReference ) ) < kReference; }
    /// Somebody beside the collection holds it.
    bool isHeld() const noexcept { return word() >= 2 * kReference; }
    bool bit() const noexcept { return ( word() & kBit ) != 0; }

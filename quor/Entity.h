@@ -43,6 +43,17 @@ class Entity : public PtrInterface {
    template <class Watcher, void ( Watcher::*kCallback )()>
    void notify( AttrId id ) const;
 
+   /// Calls the watcher if there is exactly one: a hint that nothing depends on. Nobody is held, so
+   /// the entity may be gone afterwards; what the watcher throws is dropped.
+   template <class Watcher, class Call>
+   void hint( const Call &call ) const noexcept {
+      if( notifiees_.size() == 1 ) {
+         try {
+            call( static_cast<Watcher &>( *notifiees_.front() ) );
+         } catch( ... ) { // it does without
+         }
+      }
+   }
    /// The same with a function that is called for every watcher. A generic watcher is told of the
    /// attribute and its key as well.
    template <class Call>

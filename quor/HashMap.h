@@ -19,6 +19,8 @@
 #include "quor/Slab.h"
 #include "quor/Strep.h"
 
+#include <optional>
+
 namespace Quor {
 
 /// Is the hash of a key kept beside it? Where computing it costs more than reading it.
@@ -47,12 +49,20 @@ class HashMap {
 
    U32 size() const noexcept { return size_; }
    U32 bucketCount() const noexcept { return mask_ + 1; }
-   bool isMemberOf( const Key &key ) const noexcept { return lookup( key ) != nullptr; }
+   bool isMemberOf( const Key &key ) const noexcept {
+      return isMemberOf( key, naturalHash( key ) );
+   }
+   /// `hash`, here and below: the key's naturalHash(), for somebody who knows it already.
+   bool isMemberOf( const Key &key, U32 hash ) const noexcept {
+      return lookup( key, hash ) != nullptr;
+   }
    /// Null when the key is absent.
-   Ptr<Entry> find( const Key &key ) const noexcept { return Ptr<Entry>::share( lookup( key ) ); }
+   Ptr<Entry> find( const Key &key ) const noexcept {
+      return Ptr<Entry>::share( lookup( key, naturalHash( key ) ) );
+   }
    /// The value of an absent key is `Value{}`.
    Value value( const Key &key ) const {
-      const Entry *const entry = lookup( key );
+      const Entry *const entry = lookup( key, naturalHash( key ) );
       return entry ? entry->value() : Value{};
    }
 
@@ -61,7 +71,9 @@ class HashMap {
    /// the map.
    Ptr<Entry> set( const Key &key, const Value &value );
    /// Adds an entry and gives it; null when the key is present.
-   Ptr<Entry> setNew( const Key &key, const Value &value );
+   Ptr<Entry> setNew( const Key &key, const Value &value ) {
+      return Ptr<Entry>::share( addNew( key, naturalHash( key ), value ) );
+   }
    /// The same; NameInUseException when the key is present.
    Ptr<Entry> insert( const Key &key, const Value &value );
    /// Asks for the memory that the next addition needs, so that it is not refused then.
@@ -73,6 +85,9 @@ class HashMap {
    Ptr<Entry> take( const Key &key );
    /// Removes the entry under the iterator, if it is still there.
    Ptr<Entry> take( const Iterator &at );
+   /// Removes the entry of the key and gives its value, a plain one; nothing when the key is
+   /// absent.
+   std::optional<Value> extract( const Key &key, U32 hash );
    /// Removes all entries at once.
    void clear() noexcept;
    /// Takes the buckets that so many entries will have anyway, at once and before they come.
@@ -84,11 +99,33 @@ class HashMap {
    /// At the first entry that does not come before `key`, whether that is there or not.
    Iterator iteratorFrom( const Key &key ) const;
 
+   // A map that does not fit a cache jumps about in memory. Who knows which keys come next can have
+   // the processor fetch them meanwhile; nothing is changed by it, and any number will do.
+
+   /// Is it so large?
+   bool isFarApart() const noexcept { return mask_ >= kFarApart; }
+   /// Fetches the bucket of the key that comes `kLater` steps later, by its natural hash, and the
+   /// entry of the one that comes `kSoon` steps later, whose bucket has been fetched before.
+   void prefetch( U32 later, U32 soon ) const noexcept;
+   /// The entry that many steps (a power of 2) behind, or near it; null when there is none.
+   template <U32 kSteps>
+   const Entry *ahead( const Iterator &at ) const noexcept;
+   /// For a long walk that looks up every key in others as well. Gives an entry that will be
+   /// reached within kSoon steps and that has been fetched, or null.
+   template <class... Others>
+   const Entry *prefetchAll( const Iterator &at, const Others &...others ) const noexcept;
+   static constexpr U32 kLater = 8;
+   static constexpr U32 kSoon = 4;
+
  protected:
    const PtrInterface *owner() const noexcept { return owner_; }
+   /// setNew() for somebody who does not hold the entry.
+   Entry *addNew( const Key &key, U32 hash, const Value &value );
 
  private:
    friend Iterator;
+   template <class, class>
+   friend class HashMap;
    using Nodes = Slab<Entry>;
    using Link = U32; // to a node
    /// A place in buckets_.
@@ -101,10 +138,9 @@ class HashMap {
    };
    static constexpr U32 kMostBuckets = 1u << 31;
    static constexpr U32 kFarApart = 1u << 17; // buckets that do not stay in a cache
-   static constexpr U32 kStepsAhead = 4;
 
    Entry &node( Link link ) const noexcept { return *nodes_->at( link ); }
-   Bucket bucket( U32 naturalHash ) const noexcept { return naturalHash & mask_; }
+   Bucket bucket( U32 hash ) const noexcept { return hash & mask_; }
    /// Does a stand before b when bits are reversed? The lowest bit that differs decides.
    static bool precedes( U32 a, U32 b ) noexcept {
       const U32 differing = a ^ b;
@@ -114,22 +150,25 @@ class HashMap {
    static Bucket behind( Bucket bucket, U32 mask ) noexcept;
    /// The bucket so many steps (a power of 2) behind this one; 0 at the end.
    Bucket ahead( Bucket bucket, U32 steps ) const noexcept;
-   /// A walk through a large map jumps about in memory: what it will reach is fetched meanwhile.
-   void prefetch( Bucket from ) const noexcept;
 
-   Entry *lookup( const Key &key ) const noexcept;
+   Entry *lookup( const Key &key, U32 hash ) const noexcept;
    /// The link to (hash, key), or to what stands behind it.
-   Link *place( U32 naturalHash, const Key &key ) noexcept;
+   Link *place( U32 hash, const Key &key ) noexcept;
    bool isAt( Link link, const Key &key ) const noexcept {
       return link != 0 && node( link ).key_ == key;
    }
    /// Adds at `at`, where there is no such key.
-   Entry &add( Link *at, U32 naturalHash, const Key &key, const Value &value );
-   Entry &newEntry( Link link, U32 naturalHash, const Key &key, const Value &value );
+   Entry &add( Link *at, U32 hash, const Key &key, const Value &value );
+   Entry &newEntry( const typename Nodes::Place &there, U32 hash, const Key &key,
+                    const Value &value );
+   /// The link to the entry of the key; one to nothing when the key is absent.
+   Link *linkTo( const Key &key, U32 hash ) noexcept;
+   /// Takes the entry out of its chain.
+   Entry &unlink( Link &link ) noexcept;
    Ptr<Entry> remove( Link &link ) noexcept;
    /// True when places may have moved.
    bool growForOneMore() {
-      const bool grows = size_ > mask_ || !nodes_;
+      const bool grows = size_ >= most_;
       if( grows ) [[unlikely]] {
          grow();
       }
@@ -147,6 +186,7 @@ class HashMap {
    std::vector<Link> buckets_ = std::vector<Link>( 1 );
    U32 mask_ = 0; // of the hash bits that tell the bucket
    U32 size_ = 0;
+   U32 most_ = 0;             // the size that it grows above; none before it has nodes
    mutable Bucket front_ = 0; // the buckets before it are empty
 };
 

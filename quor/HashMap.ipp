@@ -59,10 +59,9 @@ auto HashMap<Key, Value>::set( const Key &key, const Value &value ) -> Ptr<Entry
 }
 
 template <class Key, class Value>
-auto HashMap<Key, Value>::setNew( const Key &key, const Value &value ) -> Ptr<Entry> {
-   const U32 hash = naturalHash( key );
+inline auto HashMap<Key, Value>::addNew( const Key &key, U32 hash, const Value &value ) -> Entry * {
    Link *const at = place( hash, key );
-   return isAt( *at, key ) ? nullptr : Ptr<Entry>::share( &add( at, hash, key, value ) );
+   return isAt( *at, key ) ? nullptr : &add( at, hash, key, value );
 }
 
 template <class Key, class Value>
@@ -81,38 +80,60 @@ template <class Key, class Value>
    if( growForOneMore() ) [[unlikely]] {
       at = place( naturalHash, key );
    }
-   const Link link = nodes_->take();
-   Entry &added = newEntry( link, naturalHash, key, value );
+   const typename Nodes::Place there = nodes_->take();
+   Entry &added = newEntry( there, naturalHash, key, value );
    if constexpr( !std::is_trivially_copyable_v<Value> ) {
       at = place( naturalHash, key ); // copying the value may have changed the map
    }
-   added.link_ = std::exchange( *at, link );
+   added.link_ = std::exchange( *at, there.link );
    const Bucket home = bucket( naturalHash );
-   if( size_++ == 0 || precedes( home, front_ ) ) {
+   if( size_++ == 0 || ( front_ != 0 && precedes( home, front_ ) ) ) {
       front_ = home;
    }
    return added;
 }
 
 template <class Key, class Value>
-inline auto HashMap<Key, Value>::newEntry( Link link, U32 naturalHash, const Key &key,
-                                           const Value &value ) -> Entry & {
-   Entry *const place = nodes_->at( link );
+inline auto HashMap<Key, Value>::newEntry( const typename Nodes::Place &there, U32 naturalHash,
+                                           const Key &key, const Value &value ) -> Entry & {
    try {
-      return *::new( static_cast<void *>( place ) ) Entry( naturalHash, key, value );
+      return *::new( static_cast<void *>( there.node ) ) Entry( naturalHash, key, value );
    } catch( ... ) {
-      nodes_->give( place, link );
+      nodes_->give( there.node, there.link );
       throw;
    }
 }
 
 template <class Key, class Value>
-inline auto HashMap<Key, Value>::take( const Key &key ) -> Ptr<Entry> {
-   Link *at = &buckets_[bucket( naturalHash( key ) )];
+inline auto HashMap<Key, Value>::linkTo( const Key &key, U32 hash ) noexcept -> Link * {
+   Link *at = &buckets_[bucket( hash )];
    while( *at != 0 && !( node( *at ).key_ == key ) ) {
       at = &node( *at ).link_;
    }
-   return *at != 0 ? remove( *at ) : nullptr;
+   return at;
+}
+
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::take( const Key &key ) -> Ptr<Entry> {
+   Link &at = *linkTo( key, naturalHash( key ) );
+   return at != 0 ? remove( at ) : nullptr;
+}
+
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::extract( const Key &key, U32 hash ) -> std::optional<Value> {
+   static_assert( std::is_trivially_copyable_v<Value>, "copying another value may change the map" );
+   Link &at = *linkTo( key, hash );
+   if( at == 0 ) {
+      return std::nullopt;
+   }
+   const Link link = at;
+   Entry &entry = unlink( at );
+   std::optional<Value> value( entry.value() );
+   if( entry.dropped() ) {
+      std::destroy_at( &entry );
+      nodes_->give( &entry, link );
+   }
+   return value;
 }
 
 template <class Key, class Value>
@@ -128,12 +149,18 @@ auto HashMap<Key, Value>::take( const Iterator &iterator ) -> Ptr<Entry> {
 }
 
 template <class Key, class Value>
-inline auto HashMap<Key, Value>::remove( Link &link ) noexcept -> Ptr<Entry> {
+inline auto HashMap<Key, Value>::unlink( Link &link ) noexcept -> Entry & {
    const Link self = link;
    Entry &entry = node( self );
    link = std::exchange( entry.link_, self );
-   entry.removed();
    --size_;
+   return entry;
+}
+
+template <class Key, class Value>
+inline auto HashMap<Key, Value>::remove( Link &link ) noexcept -> Ptr<Entry> {
+   Entry &entry = unlink( link );
+   entry.removed();
    return Ptr<Entry>::adopt( &entry );
 }
 
@@ -162,6 +189,7 @@ void HashMap<Key, Value>::grow() {
       nodes_ = Nodes::make();
    }
    reserve( size_ + 1 );
+   most_ = bucketCount() == kMostBuckets ? ~U32{ 0 } : bucketCount();
 }
 
 /// Each chain is in order of reversed bits: what belongs to the upper of its two new buckets is its
@@ -183,8 +211,8 @@ void HashMap<Key, Value>::split() {
 // Looking up and walking
 
 template <class Key, class Value>
-inline auto HashMap<Key, Value>::lookup( const Key &key ) const noexcept -> Entry * {
-   Link link = buckets_[bucket( naturalHash( key ) )];
+inline auto HashMap<Key, Value>::lookup( const Key &key, U32 hash ) const noexcept -> Entry * {
+   Link link = buckets_[bucket( hash )];
    while( link != 0 ) {
       Entry &entry = node( link );
       if( entry.key_ == key ) {
@@ -282,17 +310,42 @@ template <class Key, class Value>
       return &node( next );
    }
    if( mask_ >= kFarApart ) {
-      prefetch( cursor.bucket );
+      prefetch( ahead( cursor.bucket, kLater ), ahead( cursor.bucket, kSoon ) );
    }
    return firstBehind( cursor );
 }
 
+// Inlined before the compiler concludes that a function without a result that changes nothing need
+// not be called.
 template <class Key, class Value>
-void HashMap<Key, Value>::prefetch( Bucket from ) const noexcept {
-   __builtin_prefetch( &buckets_[ahead( from, 2 * kStepsAhead )] );
-   if( const Link link = buckets_[ahead( from, kStepsAhead )] ) {
+[[gnu::always_inline]] inline void HashMap<Key, Value>::prefetch( U32 later,
+                                                                  U32 soon ) const noexcept {
+   __builtin_prefetch( &buckets_[bucket( later )] );
+   if( const Link link = buckets_[bucket( soon )] ) {
       __builtin_prefetch( &node( link ) );
    }
+}
+
+template <class Key, class Value>
+template <class... Others>
+[[gnu::always_inline]] inline auto
+HashMap<Key, Value>::prefetchAll( const Iterator &at, const Others &...others ) const noexcept
+      -> const Entry * {
+   if( ( 1 + sizeof...( others ) ) * mask_ < kFarApart || at.cursor_.mask != mask_ ) {
+      return nullptr;
+   }
+   const Bucket later = ahead( at.cursor_.bucket, kLater );
+   const Bucket soon = ahead( at.cursor_.bucket, kSoon );
+   prefetch( later, soon );
+   ( others.prefetch( later, soon ), ... );
+   return ahead<kSoon / 2>( at );
+}
+
+template <class Key, class Value>
+template <U32 kSteps>
+inline auto HashMap<Key, Value>::ahead( const Iterator &at ) const noexcept -> const Entry * {
+   const Link link = buckets_[bucket( ahead( at.cursor_.bucket, kSteps ) )];
+   return link != 0 ? &node( link ) : nullptr;
 }
 
 } // namespace Quor

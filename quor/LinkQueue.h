@@ -56,7 +56,9 @@ class LinkQueue {
 
    /// Appends; RangeException "linkqueue index space full" when the keys have come round to the
    /// head's.
-   Ptr<Entry> enq( const Value &value );
+   Ptr<Entry> enq( const Value &value ) { return Ptr<Entry>::share( &addLast( value ) ); }
+   /// The same for somebody who does not hold the entry.
+   Entry &addLast( const Value &value );
    /// Puts `value` at `key`, over what stands there; gives the entry, or null when `value` stood
    /// there already.
    Ptr<Entry> set( U32 key, const Value &value );
@@ -65,7 +67,7 @@ class LinkQueue {
    /// Overwrites the value of an entry.
    void valueIs( Entry &entry, const Value &value ) { entry.value_ = value; }
    /// Removes the head; null when the queue is empty.
-   Ptr<Entry> deq() { return count_ == 0 ? nullptr : remove( *first( *pages_.head() ) ); }
+   Ptr<Entry> deq();
    /// Removes the entry at `key` and gives it; null when none stands there. After the tail has gone
    /// this way, Enq counts on from the new tail.
    Ptr<Entry> take( U32 key ) {
@@ -73,7 +75,18 @@ class LinkQueue {
       return entry ? take( *entry ) : nullptr;
    }
    /// Removes an entry of the queue, as by its key.
-   Ptr<Entry> take( Entry &entry );
+   Ptr<Entry> take( Entry &entry ) {
+      unlinkAnywhere( entry );
+      return removed( entry );
+   }
+   /// Remove the head, or an entry of the queue, and give the value alone, a plain one; `Value{}`
+   /// when there is none.
+   Value extractFirst();
+   Value extract( Entry &entry );
+   Value extract( U32 key ) {
+      Entry *const entry = at( ordinalOf( key ) );
+      return entry ? extract( *entry ) : Value{};
+   }
    /// Removes the entry under the iterator, if it is still there.
    Ptr<Entry> take( const Iterator &iterator ) {
       return iterator != end() && iterator->isMember() ? take( *iterator.entry_ ) : nullptr;
@@ -90,6 +103,8 @@ class LinkQueue {
       const Ordinal ordinal = ordinalOf( key );
       return Iterator( this, Ptr<Entry>::share( from( ordinal ) ) );
    }
+   /// Has the processor fetch the entry at the key.
+   void prefetch( U32 key ) const noexcept;
    /// Calls `visit` for every entry from head to tail; it must not change the queue.
    template <class Visit>
    void forEach( const Visit &visit ) const;
@@ -136,9 +151,31 @@ class LinkQueue {
    Entry *from( Ordinal ordinal ) const noexcept;
    struct Cursor {}; // positions tell the order
    Entry *after( const Entry &entry, Cursor ) const noexcept { return from( entry.ordinal() + 1 ); }
-   Ptr<Entry> add( Ordinal ordinal, const Value &value );
-   [[gnu::noinline]] Ptr<Entry> addAnywhere( Ordinal ordinal, const Value &value );
-   Ptr<Entry> remove( Entry &entry ) noexcept;
+   Entry &add( Ordinal ordinal, const Value &value );
+   [[gnu::noinline]] Entry &addAnywhere( Ordinal ordinal, const Value &value );
+   /// Take an entry out of the order; only its memory is still the queue's.
+   void unlink( Entry &entry ) noexcept;
+   void unlinkAnywhere( Entry &entry ) noexcept;
+   void unlinkPlace( Page &page, U32 place ) noexcept;
+   /// extract() where entries of the page stand in more than one.
+   [[gnu::noinline, gnu::cold]] Value
+   extractAside( Entry &entry, void ( LinkQueue::*unlinks )( Entry & ) noexcept );
+   /// The tail has gone from anywhere but the head.
+   void tailHasGone() noexcept {
+      if( count_ != 0 ) {
+         nextKey_ = static_cast<U32>( tailOrdinal() ) + 1;
+      }
+   }
+   /// What becomes of it then.
+   static Ptr<Entry> removed( Entry &entry ) noexcept {
+      entry.removed();
+      return Ptr<Entry>::adopt( &entry );
+   }
+   static void drop( Entry &entry, Page &home, U32 place ) {
+      if( entry.dropped() ) {
+         entry.goesFrom( home, place );
+      }
+   }
    /// Lets go of a page aside of another one.
    void dropAside( Page &page, Page &empty ) noexcept;
 
@@ -177,9 +214,8 @@ class LinkQueue<Value, Link>::Entry : public CountedEntry<Entry> {
             reinterpret_cast<std::byte *>( const_cast<Entry *>( this ) - place_ ) - pageHead() );
    }
    U64 ordinal() const noexcept { return page().number * QueuePage::kPlaces + place_; }
-   void unheld() const noexcept {
-      QueuePage &home = page();
-      const U32 place = place_;
+   void unheld() const noexcept { goesFrom( page(), place_ ); }
+   void goesFrom( QueuePage &home, U32 place ) const noexcept {
       this->~Entry(); // what goes with the value may change the queue: the place is not free yet
       home.letGo( place );
    }

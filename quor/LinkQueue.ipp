@@ -17,7 +17,7 @@ auto LinkQueue<Value, Link>::standingAt( U32 key ) const noexcept -> Entry & {
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::enq( const Value &value ) -> Ptr<Entry> {
+auto LinkQueue<Value, Link>::addLast( const Value &value ) -> Entry & {
    if( count_ == 0 ) {
       return add( nextKey_, value );
    }
@@ -28,7 +28,7 @@ auto LinkQueue<Value, Link>::enq( const Value &value ) -> Ptr<Entry> {
    if( isFullAt( ordinal ) ) [[unlikely]] {
       QueuePages::throwFull();
    }
-   Ptr<Entry> added = add( ordinal, value );
+   Entry &added = add( ordinal, value );
    nextKey_ = key;
    return added;
 }
@@ -54,17 +54,82 @@ auto LinkQueue<Value, Link>::insert( U32 key, const Value &value ) -> Ptr<Entry>
    if( at( ordinal ) ) {
       throw NameInUseException( "the position " + std::to_string( key ) + " is taken already" );
    }
-   return add( ordinal, value );
+   return Ptr<Entry>::share( &add( ordinal, value ) );
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::take( Entry &entry ) -> Ptr<Entry> {
-   const bool isTail = entry.ordinal() == tailOrdinal();
-   Ptr<Entry> taken = remove( entry );
-   if( isTail && count_ != 0 ) {
-      nextKey_ = static_cast<U32>( tailOrdinal() ) + 1;
+inline auto LinkQueue<Value, Link>::deq() -> Ptr<Entry> {
+   if( count_ == 0 ) {
+      return nullptr;
    }
-   return taken;
+   Entry &head = *first( *pages_.head() );
+   unlink( head );
+   return removed( head );
+}
+
+template <class Value, class Link>
+inline Value LinkQueue<Value, Link>::extractFirst() {
+   static_assert( std::is_trivially_copyable_v<Value>,
+                  "copying another value may change the queue" );
+   if( count_ == 0 ) {
+      return Value{};
+   }
+   Page &page = *pages_.head();
+   if( page.displaced ) [[unlikely]] {
+      return extractAside( *first( page ), &LinkQueue::unlink );
+   }
+   const U32 place = page.first();
+   Entry &head = *Entry::at( page, place );
+   Value value = head.value_;
+   unlinkPlace( page, place );
+   drop( head, page, place );
+   return value;
+}
+
+template <class Value, class Link>
+inline Value LinkQueue<Value, Link>::extract( Entry &entry ) {
+   static_assert( std::is_trivially_copyable_v<Value>,
+                  "copying another value may change the queue" );
+   Page &page = entry.page();
+   if( page.displaced ) [[unlikely]] {
+      return extractAside( entry, &LinkQueue::unlinkAnywhere );
+   }
+   const U32 place = entry.place_;
+   Value value = entry.value_;
+   const bool isTail = &page == pages_.tail() && place == page.last();
+   unlinkPlace( page, place );
+   if( isTail ) {
+      tailHasGone();
+   }
+   drop( entry, page, place );
+   return value;
+}
+
+template <class Value, class Link>
+Value LinkQueue<Value, Link>::extractAside( Entry &entry,
+                                            void ( LinkQueue::*unlinks )( Entry & ) noexcept ) {
+   Page &page = entry.page();
+   Value value = entry.value_;
+   ( this->*unlinks )( entry );
+   drop( entry, page, entry.place_ );
+   return value;
+}
+
+template <class Value, class Link>
+inline void LinkQueue<Value, Link>::unlinkAnywhere( Entry &entry ) noexcept {
+   const bool isTail = entry.ordinal() == tailOrdinal();
+   unlink( entry );
+   if( isTail ) {
+      tailHasGone();
+   }
+}
+
+template <class Value, class Link>
+[[gnu::always_inline]] inline void LinkQueue<Value, Link>::prefetch( U32 key ) const noexcept {
+   if( Page *const page = pages_.bucket( numberOf( key ) ) ) {
+      __builtin_prefetch( page );
+      __builtin_prefetch( Entry::at( *page, placeOf( key ) ) );
+   }
 }
 
 template <class Value, class Link>
@@ -124,7 +189,7 @@ auto LinkQueue<Value, Link>::from( Ordinal ordinal ) const noexcept -> Entry * {
 
 /// In the page where nearly everything is added, when that has room.
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::add( Ordinal ordinal, const Value &value ) -> Ptr<Entry> {
+auto LinkQueue<Value, Link>::add( Ordinal ordinal, const Value &value ) -> Entry & {
    const U32 place = placeOf( ordinal );
    Page *const tail = pages_.tail();
    if( !tail || tail->number != numberOf( ordinal ) || !tail->isFree( place ) ) {
@@ -134,11 +199,11 @@ auto LinkQueue<Value, Link>::add( Ordinal ordinal, const Value &value ) -> Ptr<E
    tail->use( place );
    tail->occupied |= Page::bit( place );
    ++count_;
-   return Ptr<Entry>::share( added ); // its first reference is the queue's
+   return *added;
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::addAnywhere( Ordinal ordinal, const Value &value ) -> Ptr<Entry> {
+auto LinkQueue<Value, Link>::addAnywhere( Ordinal ordinal, const Value &value ) -> Entry & {
    static_assert( alignof( Entry ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
    const U32 place = placeOf( ordinal );
    Page *const inOrder = pages_.find( numberOf( ordinal ) );
@@ -172,11 +237,11 @@ auto LinkQueue<Value, Link>::addAnywhere( Ordinal ordinal, const Value &value ) 
       inOrder->displaced |= Page::bit( place );
    }
    ++count_;
-   return Ptr<Entry>::share( added );
+   return *added;
 }
 
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::remove( Entry &entry ) noexcept -> Ptr<Entry> {
+inline void LinkQueue<Value, Link>::unlink( Entry &entry ) noexcept {
    const Page::Places left = ~Page::bit( entry.place_ );
    Page &home = entry.page();
    Page *page = &home;
@@ -188,13 +253,16 @@ auto LinkQueue<Value, Link>::remove( Entry &entry ) noexcept -> Ptr<Entry> {
          dropAside( *page, home );
       }
    }
-   page->occupied &= left;
-   if( page->occupied == 0 ) {
-      pages_.unlink( *page );
+   unlinkPlace( *page, entry.place_ );
+}
+
+template <class Value, class Link>
+inline void LinkQueue<Value, Link>::unlinkPlace( Page &page, U32 place ) noexcept {
+   page.occupied &= ~Page::bit( place );
+   if( page.occupied == 0 ) {
+      pages_.unlink( page );
    }
-   entry.removed();
    --count_;
-   return Ptr<Entry>::adopt( &entry );
 }
 
 template <class Value, class Link>

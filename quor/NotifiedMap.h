@@ -4,8 +4,6 @@
 
 #include "quor/HashMap.h"
 
-#include <optional>
-
 namespace Quor {
 
 /// The storage of a watched collection attribute. `Notify` is the owner's const member function
@@ -25,30 +23,49 @@ class NotifiedMap : public HashMap<Key, Value> {
 
    /// Adds the key or changes its value, and notifies; an equal value does nothing.
    void is( const Key &key, const Value &value ) {
+      if( !isWatched() && this->addNew( key, naturalHash( key ), value ) ) {
+         return;
+      }
       if( const Ptr<Entry> changed = this->set( key, value ) ) {
-         told( *changed );
+         told( changed->key() );
       }
    }
 
-   /// Adds the key and notifies; false when the key is present.
-   bool isNew( const Key &key, const Value &value ) {
-      const Ptr<Entry> added = this->setNew( key, value );
-      if( added ) {
-         told( *added );
+   /// Adds the key and notifies; false when the key is present. `hash`: its naturalHash().
+   bool isNew( const Key &key, U32 hash, const Value &value ) {
+      Entry *const added = this->addNew( key, hash, value );
+      if( added && isWatched() ) {
+         const Ptr<Entry> hold = ptrTo( *added );
+         told( added->key() );
       }
-      return static_cast<bool>( added );
+      return added != nullptr;
    }
 
    /// Removes the key and notifies; the value that it had, nothing when the key is absent.
-   std::optional<Value> taken( const Key &key ) {
+   std::optional<Value> taken( const Key &key, U32 hash ) {
+      if( !isWatched() ) {
+         return this->extract( key, hash );
+      }
       const Ptr<Entry> entry = this->take( key );
-      return entry ? std::optional<Value>( removed( entry ) ) : std::nullopt;
+      return entry ? std::optional<Value>( removed( entry, entry->key() ) ) : std::nullopt;
    }
 
    /// Removes the key, notifies and gives the removed value; an absent key notifies nobody and
    /// gives Value{}.
-   Value del( const Key &key ) { return removed( this->take( key ) ); }
-   Value del( const Iterator &at ) { return removed( this->take( at ) ); }
+   Value del( const Key &key ) {
+      if constexpr( std::is_trivially_copyable_v<Key> && sizeof( Key ) <= sizeof( void * ) ) {
+         // Whoever is told can begin before the processor has fetched the entry.
+         const Key copy = key;
+         return removed( this->take( copy ), copy );
+      } else {
+         const Ptr<Entry> entry = this->take( key );
+         return entry ? removed( entry, entry->key() ) : Value{};
+      }
+   }
+   Value del( const Iterator &at ) {
+      const Ptr<Entry> entry = this->take( at );
+      return entry ? removed( entry, entry->key() ) : Value{};
+   }
 
    /// Removes the keys one by one in order, each with its own notification.
    void delAll() {
@@ -59,19 +76,21 @@ class NotifiedMap : public HashMap<Key, Value> {
 
  private:
    template <class Owner, class Told>
-   void tell( void ( Owner::*notify )( Told ) const, const Entry &entry ) const {
-      const Owner &owner = *static_cast<const Owner *>( this->owner() );
-      if( owner.isWatched() ) {
-         ( owner.*notify )( entry.key() );
+   const Owner &ownerFor( void ( Owner::* /*notify*/ )( Told ) const ) const {
+      return *static_cast<const Owner *>( this->owner() );
+   }
+   bool isWatched() const { return ownerFor( Notify ).isWatched(); }
+   void told( const Key &key ) const {
+      if( isWatched() ) {
+         ( ownerFor( Notify ).*Notify )( key );
       }
    }
-   void told( const Entry &entry ) const { tell( Notify, entry ); }
 
-   Value removed( const Ptr<Entry> &entry ) const {
+   Value removed( const Ptr<Entry> &entry, const Key &key ) const {
       if( !entry ) {
          return Value{};
       }
-      told( *entry );
+      told( key );
       return entry->value();
    }
 };

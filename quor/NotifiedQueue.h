@@ -24,15 +24,23 @@ class NotifiedQueue : public Queue {
    /// The value at a position; `Value{}` where no entry stands.
    Value value( U32 key ) const { return valueOf( this->find( key ) ); }
 
-   void append( const Value &value ) { told( this->enq( value ) ); }
+   void append( const Value &value ) {
+      Entry &added = this->addLast( value );
+      if( isWatched() ) {
+         told( ptrTo( added ) );
+      }
+   }
    /// Removes the head, notifies and gives its value; `Value{}` when the queue is empty.
-   Value next() { return told( this->deq() ); }
+   Value next() { return isWatched() ? told( this->deq() ) : this->extractFirst(); }
    /// Puts a value at a position and notifies; the value that stands there already does nothing.
    void is( U32 key, const Value &value ) { told( this->set( key, value ) ); }
    /// Removes what stands there, notifies and gives the removed value; `Value{}` for nothing.
-   Value del( U32 key ) { return told( this->take( key ) ); }
    Value del( const Iterator &at ) { return told( this->take( at ) ); }
-   Value del( Entry &entry ) { return told( this->take( entry ) ); }
+   /// The same with a position, or with whatever else the queue knows an entry by.
+   template <class Found>
+   Value del( const Found &found ) {
+      return isWatched() ? told( this->take( found ) ) : this->extract( found );
+   }
    /// Removes the entries one by one in order, each with its own notification.
    void delAll() {
       for( Iterator at = this->begin(); at != this->end(); ++at ) {
@@ -43,15 +51,13 @@ class NotifiedQueue : public Queue {
  private:
    static Value valueOf( const Ptr<Entry> &entry ) { return entry ? entry->value() : Value{}; }
    template <class Owner>
-   void tell( void ( Owner::*notify )( U32 ) const, const Entry &entry ) const {
-      const Owner &owner = *static_cast<const Owner *>( owner_ );
-      if( owner.isWatched() ) {
-         ( owner.*notify )( entry.key() );
-      }
+   const Owner &ownerFor( void ( Owner::* /*notify*/ )( U32 ) const ) const {
+      return *static_cast<const Owner *>( owner_ );
    }
+   bool isWatched() const { return ownerFor( Notify ).isWatched(); }
    Value told( const Ptr<Entry> &entry ) const {
-      if( entry ) {
-         tell( Notify, *entry );
+      if( entry && isWatched() ) {
+         ( ownerFor( Notify ).*Notify )( entry->key() );
       }
       return valueOf( entry );
    }

@@ -29,6 +29,7 @@ class Reactor : public Watched::NotifieeConst {
 
  protected:
    void ownerIs( Owner *owner ) noexcept { owner_ = owner; }
+   Owner *owner() const noexcept { return owner_; }
    /// The owner, kept alive for a call of one of its handlers; null when it is not to be called.
    Ptr<Owner> awakeOwner() const noexcept {
       return Ptr<Owner>::share( zombie_ ? nullptr : owner_ );

@@ -40,14 +40,20 @@ class Slab {
    /// Asks for the memory of the next place, so that take() is not refused it.
    void prepare() { RefCount::isThreadSafe() ? prepareLocked() : prepareAlone(); }
 
+   /// Room for a node, to which the link leads.
+   struct Place {
+      Link link;
+      Node *node;
+   };
    /// A place without a node.
-   Link take() { return RefCount::isThreadSafe() ? takeLocked() : takeAlone(); }
+   Place take() { return RefCount::isThreadSafe() ? takeLocked() : takeAlone(); }
 
    /// The place, to which the link leads, has no node any more.
    void give( Node *place, Link link ) noexcept {
-      if( RefCount::isThreadSafe() ? giveLocked( place, link ) : giveAlone( place, link ) )
-            [[unlikely]] {
-         delete this;
+      if( RefCount::isThreadSafe() ) [[unlikely]] {
+         giveLocked( place, link );
+      } else if( giveAlone( place, link ) ) [[unlikely]] {
+         goAway();
       }
    }
 
@@ -86,14 +92,18 @@ class Slab {
       const std::lock_guard lock( mutex_ );
       prepareAlone();
    }
-   [[gnu::noinline, gnu::cold]] Link takeLocked() {
+   [[gnu::noinline, gnu::cold]] Place takeLocked() {
       const std::lock_guard lock( mutex_ );
       return takeAlone();
    }
-   [[gnu::noinline, gnu::cold]] bool giveLocked( Node *place, Link link ) noexcept {
-      const std::lock_guard lock( mutex_ );
-      return giveAlone( place, link );
+   [[gnu::noinline, gnu::cold]] void giveLocked( Node *place, Link link ) noexcept {
+      std::unique_lock lock( mutex_ );
+      if( giveAlone( place, link ) ) {
+         lock.unlock();
+         goAway();
+      }
    }
+   [[gnu::noinline, gnu::cold]] void goAway() noexcept { delete this; }
 
    void prepareAlone() {
       if( free_ == 0 && fresh_ == freshEnd_ ) [[unlikely]] {
@@ -101,15 +111,15 @@ class Slab {
       }
    }
 
-   Link takeAlone() {
+   Place takeAlone() {
       prepareAlone();
-      Link taken = free_;
-      if( taken != 0 ) {
-         free_ = freePlace( taken ).next;
-      } else {
-         taken = fresh_++;
-      }
       ++inUse_;
+      if( free_ == 0 ) {
+         const Link fresh = fresh_++;
+         return { fresh, at( fresh ) };
+      }
+      const Place taken{ free_, at( free_ ) };
+      free_ = std::launder( reinterpret_cast<FreePlace *>( taken.node ) )->next;
       return taken;
    }
 
@@ -118,10 +128,6 @@ class Slab {
       ::new( static_cast<void *>( place ) ) FreePlace{ free_ };
       free_ = link;
       return --inUse_ == 0 && isDropped_;
-   }
-
-   FreePlace &freePlace( Link link ) const noexcept {
-      return *std::launder( reinterpret_cast<FreePlace *>( at( link ) ) );
    }
 
    [[gnu::noinline]] void chunkNew() { // NOLINTNEXTLINE(bugprone-sizeof-expression): no array

@@ -130,7 +130,7 @@ TEST( CollectionRefusal, OfNodesLeavesNoHoleBetweenThem ) {
    };
    using Places = Quor::Slab<Node>;
    const auto firstLink = []( Places &slab ) {
-      const Places::Link link = slab.take();
+      const Places::Link link = slab.take().link;
       slab.give( slab.at( link ), link );
       return link;
    };

@@ -35,6 +35,12 @@ class Watcher : public VirtualRouterMacTable::NotifieeConst {
    }
    void onVirtualRouterMacquorImmediate() override { tell( "immediate" ); }
    void onVirtualRouterMac() override { tell( "all" ); }
+   void onVirtualRouterMacsAhead( U32 later, U32 soon ) override {
+      tell( "later " + std::to_string( later ) + ", soon " + std::to_string( soon ) );
+      if( then ) {
+         then( VlanAndMac() );
+      }
+   }
    void onNotificationException( Quor::AttrId id ) override {
       tell( "failed at " + std::to_string( id ) );
    }
@@ -385,6 +391,43 @@ TEST( VirtualRouterMacTable, LivesAsLongAsAWatcherIsBoundToIt ) {
    EXPECT_TRUE( world.w->notifier()->virtualRouterMac( a ) );
    world.w->notifierIs( nullptr );
    EXPECT_EQ( world.story.take(), Lines{} ) << "it has left the list before the table goes";
+}
+
+// Hints
+
+TEST( VirtualRouterMacTable, AnOnlyWatcherHearsWhichKeysComeNextAndNothingChanges ) {
+   Watched world;
+   world.table->newVirtualRouterMac( a, true );
+   const U32 later = naturalHash( b );
+   world.table->virtualRouterMacsAhead( later, 0xFFFFFFFF );
+   EXPECT_EQ( world.story.take(),
+              Lines{ "w: later " + std::to_string( later ) + ", soon 4294967295" } );
+   EXPECT_EQ( world.table->virtualRouterMacs().size(), 1u );
+}
+
+TEST( VirtualRouterMacTable, SeveralWatchersHearNothingOfKeysThatComeNext ) {
+   Watched world;
+   const Ptr<Watcher> v = world.watcher( "v" );
+   world.table->virtualRouterMacsAhead( 1, 2 );
+   EXPECT_EQ( world.story.take(), Lines{} );
+   v->isRegisteredNotifieeIs( false );
+   world.w->isRegisteredNotifieeIs( false );
+   world.table->virtualRouterMacsAhead( 1, 2 );
+   EXPECT_EQ( world.story.take(), Lines{} );
+}
+
+TEST( VirtualRouterMacTable, AWatcherMayThrowOrLetGoOfTheTableInAHint ) {
+   Watched world;
+   world.w->then = []( const VlanAndMac & ) { throw std::runtime_error( "no" ); };
+   world.table->virtualRouterMacsAhead( 1, 2 );
+   EXPECT_EQ( world.story.take(), Lines{ "w: later 1, soon 2" } );
+   VirtualRouterMacTable &table = *world.table;
+   world.w->then = [&]( const VlanAndMac & ) {
+      world.table = nullptr;
+      world.w->notifierIs( nullptr );
+   };
+   table.virtualRouterMacsAhead( 1, 2 );
+   EXPECT_EQ( world.story.take(), Lines{ "w: later 1, soon 2" } );
 }
 
 } // namespace

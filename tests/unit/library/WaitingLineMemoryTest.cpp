@@ -17,15 +17,15 @@ class Line : public Quor::PtrInterface {
  public:
    void enq( U32 from, U32 to ) {
       for( U32 i = from; i < to; ++i ) {
-         line.enq( numbered( i ) );
+         line.addLast( numbered( i ) );
       }
    }
    /// How many of the pairs were found and removed.
    U32 leave( U32 from, U32 to ) {
       U32 left = 0;
       for( U32 i = from; i < to; ++i ) {
-         if( Orlo::WaitingLine::Entry *const entry = line.oldest( numbered( i ) ) ) {
-            left += line.take( *entry )->value() == numbered( i );
+         if( const auto entry = line.oldest( numbered( i ), naturalHash( numbered( i ) ) ) ) {
+            left += line.take( entry )->value() == numbered( i );
          }
       }
       return left;
@@ -65,7 +65,7 @@ TEST_P( WaitingLineOfLength, NeedsNoMemoryForPairsThatLeaveAndWaitAgain ) {
          EXPECT_EQ( world->leave( first, first + 1 ), 1u );
          world->enq( first, first + 1 );
          first = ( first + 1 ) % GetParam();
-         world->line.enq( world->line.deq()->value() );
+         world->line.addLast( world->line.deq()->value() );
          first = ( first + 1 ) % GetParam();
       }
       return allocations() - before;

@@ -95,10 +95,14 @@ Places placesOf( const VrrpSm &sm ) {
 class History {
  public:
    /// `first`: where the positions begin. `pairs`: how many different pairs come and go.
-   History( unsigned seed, U32 first, unsigned pairs )
+   History( unsigned seed, U32 first, unsigned pairs, bool isWatched )
          : random_( seed ), first_( first ), pairs_( pairs ) {
       sm_.macsNeedingVirtualRouterIndexMetadataIs( { first, 0 } );
       list_.nextKeyIs( first );
+      if( isWatched ) {
+         watcher_->uncountedNotifierIs( world_.sm );
+         watcher_->isRegisteredNotifieeIs( true );
+      }
    }
 
    void steps( int count ) {
@@ -204,6 +208,7 @@ class History {
    const unsigned pairs_;
    Running world_{ 0 };
    VrrpSm &sm_ = *world_.sm;
+   Ptr<VrrpSm::NotifieeConst> watcher_ = Quor::make<VrrpSm::NotifieeConst>();
    List list_;
 };
 
@@ -216,9 +221,9 @@ struct Start {
 class WaitingLineHistory : public testing::TestWithParam<Start> {};
 
 TEST_P( WaitingLineHistory, IsAPlainListWhateverHappensToIt ) {
-   for( unsigned seed = 1; seed <= 12; ++seed ) {
+   for( unsigned seed = 1; seed <= 16; ++seed ) {
       SCOPED_TRACE( "seed " + std::to_string( seed ) );
-      History history( seed, GetParam().first, GetParam().pairs );
+      History history( seed, GetParam().first, GetParam().pairs, seed % 2 == 0 );
       history.steps( 400 );
       if( HasFatalFailure() ) {
          return;

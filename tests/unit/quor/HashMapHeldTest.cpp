@@ -49,6 +49,32 @@ TEST( HashMapHeld, EntriesOutliveTheMapAndTheLastOneTakesAllMemoryWithIt ) {
    EXPECT_EQ( allocatedBytes(), before );
 }
 
+TEST( HashMapHeld, AValueIsExtractedWhetherItsEntryIsHeldOrNot ) {
+   const Ptr<Shelf> shelf = shelfOf( 4 );
+   const auto extracted = [&]( const Key &key ) {
+      return shelf->map.extract( key, naturalHash( key ) );
+   };
+   const Ptr<Entry> held = shelf->map.find( key( 1 ) );
+   EXPECT_EQ( extracted( key( 1 ) ), 10u );
+   EXPECT_EQ( held->value(), 10u );
+   EXPECT_FALSE( held->isMember() );
+   EXPECT_EQ( extracted( key( 1 ) ), std::nullopt );
+   EXPECT_EQ( extracted( key( 2 ) ), 20u );
+   EXPECT_EQ( extracted( key( 7 ) ), std::nullopt );
+   EXPECT_EQ( shelf->content(), ( Shelf::Content{ { 0, 0 }, { 3, 30 } } ) );
+   EXPECT_EQ( shelf->map.size(), 2u );
+}
+
+TEST( HashMapHeld, AnExtractedEntryLeavesItsPlaceToTheNext ) {
+   const Ptr<Shelf> shelf = shelfOf( 2 );
+   const std::size_t before = allocations();
+   for( U32 round = 0; round < 1000; ++round ) {
+      ASSERT_TRUE( shelf->map.extract( key( 1 ), naturalHash( key( 1 ) ) ) );
+      shelf->map.set( key( 1 ), round );
+   }
+   EXPECT_EQ( allocations(), before );
+}
+
 TEST( HashMapHeld, AMapThatHasGrownDoesNotMoveItsEntries ) {
    const Ptr<Shelf> shelf = shelfOf( 1 );
    const Ptr<Entry> held = shelf->map.find( key( 0 ) );

@@ -285,5 +285,29 @@ TEST( HashMapWalk, KeepsItsPromisesWhateverHappensUnderIt ) {
    }
 }
 
+TEST( HashMapWalk, FetchesAheadWithoutAnythingElse ) {
+   constexpr U32 kCount = 1 << 18; // such a map is too large for a cache
+   const Ptr<Shelf> shelf = make<Shelf>();
+   const Ptr<Shelf> other = make<Shelf>();
+   EXPECT_EQ( shelf->map.prefetchAll( shelf->map.begin(), other->map ), nullptr );
+   for( U32 n = 0; n < kCount; ++n ) {
+      shelf->map.set( { n << 14, n }, 0 );
+      other->map.set( { ~n << 14, n }, 0 );
+   }
+   EXPECT_TRUE( shelf->map.isFarApart() );
+   EXPECT_FALSE( shelfWith( { 1, 2 } )->map.isFarApart() );
+   U32 visited = 0;
+   for( auto at = shelf->map.begin(); at != shelf->map.end(); ++at, ++visited ) {
+      ASSERT_EQ( at->key().number, visited );
+      const Map::Entry *const next = shelf->map.prefetchAll( at, other->map );
+      if( visited + 2 < kCount ) { // here every bucket has one
+         ASSERT_EQ( next->key().number, visited + 2 );
+         ASSERT_EQ( shelf->map.ahead<2>( at ), next );
+      }
+   }
+   EXPECT_EQ( visited, kCount );
+   shelf->map.prefetch( 0xFFFFFFFF, 0xFFFFFFFE ); // any number will do
+}
+
 } // namespace
 } // namespace Quor

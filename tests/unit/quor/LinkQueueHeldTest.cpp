@@ -59,6 +59,57 @@ TEST( LinkQueueHeld, TheTailIsTakenAndAppendedAgainAndAgain ) {
    EXPECT_EQ( line->content(), ( Content{ { 0, 70 } } ) );
 }
 
+TEST( LinkQueueHeld, ValuesAreExtractedWhetherTheirEntriesAreHeldOrNot ) {
+   const Ptr<Line> line = lineOf( { 70, 71, 72, 73, 74 } );
+   const Ptr<Entry> head = line->queue.find( 0 );
+   const Ptr<Entry> inside = line->queue.find( 2 );
+   EXPECT_EQ( line->queue.extractFirst(), 70u );
+   EXPECT_EQ( line->queue.extract( 2 ), 72u );
+   EXPECT_EQ( line->queue.extract( 2 ), 0u ); // nothing stands there
+   EXPECT_EQ( line->queue.extract( *line->queue.find( 3 ) ), 73u );
+   for( const Ptr<Entry> &gone : { head, inside } ) {
+      EXPECT_FALSE( gone->isMember() );
+      EXPECT_EQ( gone->value(), 70 + gone->key() );
+   }
+   EXPECT_EQ( line->content(), ( Content{ { 1, 71 }, { 4, 74 } } ) );
+   EXPECT_EQ( line->queue.extractFirst(), 71u );
+   EXPECT_EQ( line->queue.extractFirst(), 74u );
+   EXPECT_EQ( line->queue.extractFirst(), 0u ); // nobody is left
+   EXPECT_EQ( line->queue.count(), 0u );
+}
+
+TEST( LinkQueueHeld, ValuesAreExtractedFromPagesThatStandAside ) {
+   for( const bool isHeld : { false, true } ) {
+      const Ptr<Line> line = lineOf( { 70, 71, 72, 73 } );
+      std::vector<Ptr<Entry>> former;
+      for( const U32 key : { 0u, 1u, 1u, 2u } ) { // 1 stands aside of a page that is aside itself
+         former.push_back( line->queue.take( key ) );
+         line->queue.set( key, 100 + key );
+      }
+      const Ptr<Entry> held = isHeld ? line->queue.find( 1 ) : nullptr;
+      EXPECT_EQ( line->queue.extract( 1 ), 101u );
+      EXPECT_EQ( line->content(), ( Content{ { 0, 100 }, { 2, 102 }, { 3, 73 } } ) );
+      EXPECT_EQ( line->queue.extractFirst(), 100u );
+      EXPECT_EQ( line->queue.extractFirst(), 102u );
+      EXPECT_EQ( line->queue.extractFirst(), 73u );
+      EXPECT_EQ( line->queue.count(), 0u );
+      EXPECT_EQ( line->queue.pageCount(), 0u );
+      EXPECT_EQ( former[2]->value(), 101u );
+   }
+}
+
+TEST( LinkQueueHeld, EnqCountsOnFromTheNewTailWhenTheTailIsExtracted ) {
+   const Ptr<Line> line = lineOf( { 70, 71, 72 } );
+   EXPECT_EQ( line->queue.extract( 2 ), 72u );
+   EXPECT_EQ( line->queue.enq( 99 )->key(), 2u );
+   const Ptr<Entry> held = line->queue.take( 2 );
+   line->queue.set( 2, 98 ); // aside
+   EXPECT_EQ( line->queue.extract( 2 ), 98u );
+   EXPECT_EQ( line->queue.enq( 97 )->key(), 2u );
+   EXPECT_EQ( line->queue.extract( 1 ), 71u ); // not the tail
+   EXPECT_EQ( line->queue.enq( 96 )->key(), 3u );
+}
+
 TEST( LinkQueueHeld, AWholeStretchIsSetAgain ) {
    const Ptr<Line> line = make<Line>();
    std::vector<Ptr<Entry>> former;

@@ -23,7 +23,7 @@ Links take( const Places::Owned &slab, U32 count ) {
    Links links;
    links.reserve( count );
    for( U32 i = 0; i < count; ++i ) {
-      links.push_back( slab->take() );
+      links.push_back( slab->take().link );
    }
    return links;
 }
@@ -78,7 +78,7 @@ TEST( Slab, AChunkHasMorePlacesThanAllBeforeItUpTo4095 ) {
    std::vector<U32> chunks;
    while( links.size() < 20'000 ) {
       const std::size_t before = allocations();
-      links.push_back( slab->take() );
+      links.push_back( slab->take().link );
       if( allocations() != before ) {
          chunks.push_back( 0 );
       }
@@ -98,7 +98,7 @@ TEST( Slab, AsksForNothingAsLongAsPlacesComeBack ) {
    for( int i = 0; i < 10'000; ++i ) {
       Places::Link &link = links[dice.roll( 5000 )];
       slab->give( slab->at( link ), link );
-      link = slab->take();
+      link = slab->take().link;
    }
    EXPECT_EQ( allocations(), before );
    EXPECT_EQ( std::set( links.begin(), links.end() ).size(), links.size() );
@@ -109,7 +109,7 @@ TEST( Slab, GoesWithItsOwnerWhenNoPlaceIsInUse ) {
    const std::size_t before = allocatedBytes();
    {
       const Places::Owned slab = Places::make();
-      const Places::Link link = slab->take();
+      const Places::Link link = slab->take().link;
       slab->give( slab->at( link ), link );
       EXPECT_GT( allocatedBytes(), before );
    }
@@ -123,11 +123,11 @@ TEST( Slab, OutlivesItsOwnerUntilTheLastPlaceIsGivenBack ) {
    Places::Link late = 0;
    {
       const Links early = take( owned, 100 );
-      late = slab.take(); // in another chunk than the first ones
+      late = slab.take().link; // in another chunk than the first ones
       give( owned, early );
    }
    Node *const node = ::new( slab.at( late ) ) Node{ 42, 43 };
-   const Places::Link other = slab.take();
+   const Places::Link other = slab.take().link;
    owned = nullptr;
    EXPECT_EQ( node->number, 42u );
    slab.give( slab.at( other ), other );
@@ -155,7 +155,7 @@ TEST( Slab, PlacesAreGivenBackByAnotherThread ) {
       std::set<Places::Link> here;
       for( int taken = 0; taken < 20'000; ++taken ) {
          slab.prepare();
-         const Places::Link link = slab.take();
+         const Places::Link link = slab.take().link;
          EXPECT_TRUE( here.insert( link ).second ) << link << " was handed out twice";
       }
       for( const Places::Link link : here ) {
