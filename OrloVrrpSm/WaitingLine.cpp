@@ -171,7 +171,9 @@ void WaitingLine::indexDel( const Oldest &oldest ) noexcept {
       *oldest.youngest_.place = oldest.entry_->link().chain;
       --pairs_;
    } else {
-      oldest.youngest_.entry->link().younger = oldest.entry_->link().younger;
+      const U32 next = oldest.entry_->link().younger;
+      oldest.youngest_.entry->link().younger = next;
+      queue_.prefetch( next ); // the oldest one when the pair leaves again
    }
 }
 
