@@ -93,28 +93,30 @@ void withoutTraces( benchmark::State &state ) {
    benchmark::DoNotOptimize( value );
 }
 
-const Quor::TraceHandle &facility() {
-   static const Quor::TraceHandle facility( "OrloBench", false );
-   return facility;
+/// As a module keeps its own.
+const Quor::TraceHandle &handle() {
+   static const Quor::TraceHandle handle( "OrloBench", false );
+   return handle;
 }
+constinit Quor::TraceFacility facility{ handle };
 
 void withTraces( benchmark::State &state ) {
    U32 value = 1;
    for( [[maybe_unused]] auto _ : state ) {
       for( int i = 0; i < kLoop; ++i ) {
-         if( Quor::Trace t{ facility(), 1, "bench", 1, "withTraces" } ) {
+         if( Quor::Trace t{ facility, 1, "bench", 1, "withTraces" } ) {
             t << value;
          }
          value = step( value );
-         if( Quor::Trace t{ facility(), 4, "bench", 2, "withTraces" } ) {
+         if( Quor::Trace t{ facility, 4, "bench", 2, "withTraces" } ) {
             t << value;
          }
          value = step( value );
-         if( Quor::Trace t{ facility(), 5, "bench", 3, "withTraces" } ) {
+         if( Quor::Trace t{ facility, 5, "bench", 3, "withTraces" } ) {
             t << value;
          }
          value = step( value );
-         if( Quor::Trace t{ facility(), 8, "bench", 4, "withTraces" } ) {
+         if( Quor::Trace t{ facility, 8, "bench", 4, "withTraces" } ) {
             t << value;
          }
          value = step( value );
