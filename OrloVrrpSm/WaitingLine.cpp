@@ -151,9 +151,9 @@ void WaitingLine::indexDel( Entry &entry ) noexcept {
       --pairs_;
       return;
    }
-   const bool isYoungest = found.entry == &entry;
+   const bool isYoungest = *found.place == key;
    // One step when the oldest goes, as it does from the head of the line.
-   Entry *older = isYoungest ? &queue_.standingAt( younger ) : found.entry;
+   Entry *older = &queue_.standingAt( isYoungest ? younger : *found.place );
    while( older->link().younger != key ) {
       older = &queue_.standingAt( older->link().younger );
    }
