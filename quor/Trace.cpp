@@ -11,7 +11,7 @@
 
 namespace Quor {
 
-std::ostream *coverageStream = nullptr;
+constinit CoverageStream coverageStream;
 
 namespace {
 
@@ -49,6 +49,7 @@ TraceHandle::TraceHandle( const String &name, bool on )
    Facilities &all = facilities();
    const std::lock_guard lock( all.mutex );
    all.made.push_back( this );
+   isCoveredIs( coverageStream.get() != nullptr );
    if( const auto wanted = all.wanted.find( name ); wanted != all.wanted.end() ) {
       levelsIs( wanted->second );
    }
@@ -58,6 +59,16 @@ TraceHandle::~TraceHandle() {
    Facilities &all = facilities();
    const std::lock_guard lock( all.mutex );
    std::erase( all.made, this );
+}
+
+CoverageStream &CoverageStream::operator=( std::ostream *stream ) {
+   Facilities &all = facilities();
+   const std::lock_guard lock( all.mutex );
+   stream_ = stream;
+   for( TraceHandle *const handle : all.made ) {
+      handle->isCoveredIs( stream != nullptr );
+   }
+   return *this;
 }
 
 void traceLevelsIs( const String &facility, TraceLevels levels ) {
@@ -108,8 +119,8 @@ void traceHelper( const TraceHandle &facility, const char *context, const String
                   U32 level, bool live, const char *source, U32 line, const char *function ) {
    const TraceRecord record{ facility, context, message, level, source, line, function };
    if( !live ) {
-      if( coverageStream ) {
-         writeLine( *coverageStream, record );
+      if( std::ostream *const stream = coverageStream.get() ) {
+         writeLine( *stream, record );
       }
    } else if( sink() ) {
       sink()( record );
@@ -133,8 +144,7 @@ Trace::Message *Trace::start( const TraceHandle &facility, U32 level, const char
 Trace::Message *Trace::start( TraceFacility &facility, U32 level, const char *source, U32 line,
                               const char *function ) {
    const TraceHandle &made = facility.get();
-   return made.isLive( level ) || coverageStream ? start( made, level, source, line, function )
-                                                 : nullptr;
+   return made.isWanted( level ) ? start( made, level, source, line, function ) : nullptr;
 }
 
 void Trace::emit() noexcept {

@@ -5,8 +5,8 @@
 //       t << "( " << vrMac << " )";
 //    }
 //
-// Switched off, a trace costs a look at the facility's levels and at the coverage stream; what
-// stands behind << is not evaluated.
+// Switched off, a trace costs a look at the facility's switches; what stands behind << is not
+// evaluated.
 #ifndef QUOR_TRACE_H
 #define QUOR_TRACE_H
 
@@ -27,15 +27,23 @@ inline constexpr TraceLevels kAllTraceLevels = 0x3FF;
 /// The switches of a facility.
 class TraceSwitches {
  public:
-   constexpr explicit TraceSwitches( TraceLevels levels ) noexcept : levels_( levels ) {}
+   constexpr explicit TraceSwitches( TraceLevels levels ) noexcept : bits_( levels ) {}
 
-   bool isLive( U32 level ) const noexcept { return ( levels_ >> level & 1 ) != 0; }
+   bool isLive( U32 level ) const noexcept { return ( bits_ >> level & 1 ) != 0; }
+   /// It is live, or wanted by the coverage stream.
+   bool isWanted( U32 level ) const noexcept { return ( bits_ & ( kCovered | 1u << level ) ) != 0; }
    /// None: the facility is off.
-   TraceLevels levels() const noexcept { return levels_; }
-   void levelsIs( TraceLevels levels ) noexcept { levels_ = levels; }
+   TraceLevels levels() const noexcept { return bits_ & kAllTraceLevels; }
+   void levelsIs( TraceLevels levels ) noexcept {
+      bits_ = ( bits_ & kCovered ) | ( levels & kAllTraceLevels );
+   }
+
+ protected:
+   void isCoveredIs( bool on ) noexcept { bits_ = levels() | ( on ? kCovered : 0 ); }
 
  private:
-   TraceLevels levels_;
+   static constexpr TraceLevels kCovered = 1u << 31;
+   TraceLevels bits_;
 };
 
 /// A named facility with its switches. Made once per module, on first use; lives to the end of the
@@ -53,6 +61,7 @@ class TraceHandle : public TraceSwitches {
    const String &name() const noexcept { return name_; }
 
  private:
+   friend class CoverageStream;
    const String name_;
 };
 
@@ -80,8 +89,8 @@ class TraceFacility {
       return first;
    }
    /// Has a trace of the level to get() the facility? Yes as long as it has not been made.
-   bool isLive( U32 level ) const noexcept {
-      return made_.load( std::memory_order_acquire )->isLive( level );
+   bool isWanted( U32 level ) const noexcept {
+      return made_.load( std::memory_order_acquire )->isWanted( level );
    }
 
  private:
@@ -111,9 +120,18 @@ struct TraceRecord {
 using TraceSink = std::function<void( const TraceRecord & )>;
 void traceSinkIs( TraceSink sink );
 
-/// When set, traces that are not live are formatted all the same and written here, a line each: so
-/// a test covers the formatting of every trace. Not owned.
-extern std::ostream *coverageStream;
+/// When set, traces that are not live are formatted all the same and written there, a line each: so
+/// a test covers the formatting of every trace.
+class CoverageStream {
+ public:
+   /// Not owned. Null: none.
+   CoverageStream &operator=( std::ostream *stream );
+   std::ostream *get() const noexcept { return stream_; }
+
+ private:
+   std::ostream *stream_ = nullptr;
+};
+extern CoverageStream coverageStream;
 
 /// Writes a live trace to the sink, another one to the coverage stream.
 void traceHelper( const TraceHandle &facility, const char *context, const String &message,
@@ -125,13 +143,11 @@ class Trace {
  public:
    Trace( const TraceHandle &facility, U32 level, const char *source, U32 line,
           const char *function ) noexcept
-         : message_( facility.isLive( level ) || coverageStream
-                           ? start( facility, level, source, line, function )
-                           : nullptr ) {}
+         : message_( facility.isWanted( level ) ? start( facility, level, source, line, function )
+                                                : nullptr ) {}
    Trace( TraceFacility &facility, U32 level, const char *source, U32 line, const char *function )
-         : message_( facility.isLive( level ) || coverageStream
-                           ? start( facility, level, source, line, function )
-                           : nullptr ) {}
+         : message_( facility.isWanted( level ) ? start( facility, level, source, line, function )
+                                                : nullptr ) {}
    ~Trace() {
       if( message_ ) [[unlikely]] {
          emit();

@@ -276,6 +276,23 @@ TEST( Trace, TheCoverageStreamGetsTheTracesThatAreNotLiveAndTheSinkThoseThatAre 
    EXPECT_EQ( site.evaluated(), 3 );
 }
 
+TEST( Trace, AFacilityThatIsMadeWhileTheCoverageStreamIsSetIsCoveredAsWell ) {
+   Site site;
+   const Coverage coverage;
+   const TraceHandle facility( "OrloCoveredFromTheStart", false );
+   EXPECT_EQ( facility.levels(), 0u );
+   site.pass( facility, 9 );
+   traceLevelsIs( "OrloCoveredFromTheStart", 1u << 9 );
+   EXPECT_EQ( facility.levels(), 1u << 9 );
+   site.pass( facility, 0 );
+   traceLevelsIs( "OrloCoveredFromTheStart", 0 );
+   site.pass( facility, 1 );
+   EXPECT_EQ( facility.levels(), 0u );
+   EXPECT_EQ( coverage.text(), "OrloCoveredFromTheStart 9 OrloTest:42 pass: message 1\n"
+                               "OrloCoveredFromTheStart 0 OrloTest:42 pass: message 2\n"
+                               "OrloCoveredFromTheStart 1 OrloTest:42 pass: message 3\n" );
+}
+
 TEST( Trace, IsHandedOverWithItsContext ) {
    const TraceHandle facility( "OrloHelper", false );
    const Sink sink;
