@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace Quor {
@@ -19,7 +20,8 @@ namespace Quor {
 /// until the slab goes, which it does when its owner has dropped it and the last place has been
 /// given back.
 ///
-/// One thread takes places; with thread-safe pointers any thread may give them back.
+/// One thread takes places; with thread-safe pointers any thread may give them back, and they are
+/// handed out again when no others are left.
 template <class Node>
 class Slab {
  public:
@@ -38,7 +40,11 @@ class Slab {
    }
 
    /// Asks for the memory of the next place, so that take() is not refused it.
-   void prepare() { RefCount::isThreadSafe() ? prepareLocked() : prepareAlone(); }
+   void prepare() {
+      if( free_ == 0 ) [[unlikely]] {
+         refill();
+      }
+   }
 
    /// Room for a node, to which the link leads.
    struct Place {
@@ -46,13 +52,26 @@ class Slab {
       Node *node;
    };
    /// A place without a node.
-   Place take() { return RefCount::isThreadSafe() ? takeLocked() : takeAlone(); }
+   Place take() {
+      prepare();
+      ++inUse_;
+      const Place taken{ free_, at( free_ ) };
+      free_ = std::launder( reinterpret_cast<FreePlace *>( taken.node ) )->next;
+      return taken;
+   }
 
    /// The place, to which the link leads, has no node any more.
    void give( Node *place, Link link ) noexcept {
       if( RefCount::isThreadSafe() ) [[unlikely]] {
          giveLocked( place, link );
-      } else if( giveAlone( place, link ) ) [[unlikely]] {
+      } else {
+         giveAlone( place, link );
+      }
+   }
+   /// The same for somebody who knows that pointers are not thread-safe.
+   void giveAlone( Node *place, Link link ) noexcept {
+      push( free_, place, link );
+      if( --inUse_ == 0 && isDropped_ ) [[unlikely]] {
          goAway();
       }
    }
@@ -79,58 +98,43 @@ class Slab {
       }
    }
 
+   static void push( Link &list, Node *place, Link link ) noexcept {
+      ::new( static_cast<void *>( place ) ) FreePlace{ list };
+      list = link;
+   }
+
    void drop() noexcept {
       std::unique_lock lock( mutex_ );
       isDropped_ = true;
+      inUse_ -= returnedCount_;
       if( inUse_ == 0 ) {
          lock.unlock();
          delete this;
       }
    }
-
-   [[gnu::noinline, gnu::cold]] void prepareLocked() {
-      const std::lock_guard lock( mutex_ );
-      prepareAlone();
-   }
-   [[gnu::noinline, gnu::cold]] Place takeLocked() {
-      const std::lock_guard lock( mutex_ );
-      return takeAlone();
-   }
    [[gnu::noinline, gnu::cold]] void giveLocked( Node *place, Link link ) noexcept {
       std::unique_lock lock( mutex_ );
-      if( giveAlone( place, link ) ) {
+      if( !isDropped_ ) {
+         push( returned_, place, link );
+         ++returnedCount_;
+      } else if( --inUse_ == 0 ) {
          lock.unlock();
          goAway();
       }
    }
    [[gnu::noinline, gnu::cold]] void goAway() noexcept { delete this; }
 
-   void prepareAlone() {
-      if( free_ == 0 && fresh_ == freshEnd_ ) [[unlikely]] {
+   /// When no place is free.
+   [[gnu::noinline]] void refill() {
+      const std::lock_guard lock( mutex_ );
+      free_ = std::exchange( returned_, 0 );
+      inUse_ -= std::exchange( returnedCount_, 0 );
+      if( free_ == 0 ) {
          chunkNew();
       }
    }
 
-   Place takeAlone() {
-      prepareAlone();
-      ++inUse_;
-      if( free_ == 0 ) {
-         const Link fresh = fresh_++;
-         return { fresh, at( fresh ) };
-      }
-      const Place taken{ free_, at( free_ ) };
-      free_ = std::launder( reinterpret_cast<FreePlace *>( taken.node ) )->next;
-      return taken;
-   }
-
-   /// True when the slab has to go.
-   bool giveAlone( Node *place, Link link ) noexcept {
-      ::new( static_cast<void *>( place ) ) FreePlace{ free_ };
-      free_ = link;
-      return --inUse_ == 0 && isDropped_;
-   }
-
-   [[gnu::noinline]] void chunkNew() { // NOLINTNEXTLINE(bugprone-sizeof-expression): no array
+   void chunkNew() { // NOLINTNEXTLINE(bugprone-sizeof-expression): no array
       static_assert( sizeof( Node ) >= sizeof( Slab * ) && sizeof( Node ) >= sizeof( FreePlace ) );
       static_assert( alignof( Node ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
       const std::size_t number = chunks_.size();
@@ -147,17 +151,21 @@ class Slab {
          throw;
       }
       std::construct_at( reinterpret_cast<Slab **>( chunks_.back() ), this );
-      fresh_ = static_cast<Link>( number ) * kMostPlaces + 1;
-      freshEnd_ = fresh_ - 1 + places;
+      const Link first = static_cast<Link>( number ) * kMostPlaces;
+      for( Link place = places - 1; place != 0; --place ) {
+         push( free_, at( first + place ), first + place );
+      }
    }
 
+   // Of the one thread.
    std::vector<std::byte *> chunks_;
-   Link free_ = 0;  // the places that were given back, the last one first
-   Link fresh_ = 0; // from here to freshEnd_: places of the last chunk that were never taken
-   Link freshEnd_ = 0;
-   U32 inUse_ = 0;
-   bool isDropped_ = false;
+   Link free_ = 0; // the first of the places that are free, each of which leads to the next
+   U32 inUse_ = 0; // those returned count as well
+   // Of all threads.
    std::mutex mutex_;
+   Link returned_ = 0; // as free_
+   U32 returnedCount_ = 0;
+   bool isDropped_ = false;
 };
 
 } // namespace Quor

@@ -137,6 +137,23 @@ TEST( Slab, OutlivesItsOwnerUntilTheLastPlaceIsGivenBack ) {
    EXPECT_EQ( allocatedBytes(), before );
 }
 
+TEST( Slab, WhatAnotherThreadGaveBackIsHandedOutBeforeMemoryIsAskedFor ) {
+   const ThreadSafePointers on;
+   const Places::Owned slab = Places::make();
+   Links links = take( slab, 7 ); // all of the first chunk
+   std::thread( [&] {
+      for( const Places::Link link : { links[2], links[5] } ) {
+         slab->give( slab->at( link ), link );
+      }
+   } ).join();
+   const std::size_t before = allocations();
+   slab->prepare();
+   EXPECT_EQ( slab->take().link, links[5] );
+   EXPECT_EQ( slab->take().link, links[2] );
+   EXPECT_EQ( allocations(), before );
+   give( slab, links );
+}
+
 TEST( Slab, PlacesAreGivenBackByAnotherThread ) {
    const std::size_t before = allocatedBytes();
    {
