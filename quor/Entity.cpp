@@ -22,10 +22,11 @@ void Entity::unbindAll() {
 
 void Entity::notifieeNew( NotifieeConst *notifiee ) const {
    notifiees_.push_back( notifiee );
+   ++notifieeCount_;
 }
 
 void Entity::notifieeDel( NotifieeConst *notifiee ) const {
-   std::erase( notifiees_, notifiee );
+   notifieeCount_ -= static_cast<U32>( std::erase( notifiees_, notifiee ) );
 }
 
 NotifieePass::NotifieePass( const std::vector<NotifieeConst *> &notifiees,

@@ -27,8 +27,8 @@ class NotifieePass;
 /// A pass allocates nothing, so it can always be made: what has changed is told.
 class Entity : public PtrInterface {
  public:
-   bool isWatched() const noexcept { return !notifiees_.empty(); }
-   U32 notifieeCount() const noexcept { return static_cast<U32>( notifiees_.size() ); }
+   bool isWatched() const noexcept { return notifieeCount_ != 0; }
+   U32 notifieeCount() const noexcept { return notifieeCount_; }
    /// Tells the watchers that the entity goes, takes back their bindings, destroys it.
    void zeroReferencesIs() override;
 
@@ -47,7 +47,7 @@ class Entity : public PtrInterface {
    /// the entity may be gone afterwards; what the watcher throws is dropped.
    template <class Watcher, class Call>
    void hint( const Call &call ) const noexcept {
-      if( notifiees_.size() == 1 ) {
+      if( notifieeCount_ == 1 ) {
          try {
             call( static_cast<Watcher &>( *notifiees_.front() ) );
          } catch( ... ) { // it does without
@@ -71,29 +71,30 @@ class Entity : public PtrInterface {
    void notifieeDel( NotifieeConst *notifiee ) const;
    void unbindAll();
 
+   mutable U32 notifieeCount_ = 0; // of the list: what is asked for most
    mutable std::vector<NotifieeConst *> notifiees_;
    mutable std::vector<NotifieeConst *> uncounted_; // bound without keeping the entity alive
 };
 
-/// A watcher that is being told, held meanwhile.
+/// An entity and its only watcher, which is being told, held meanwhile.
 class NotifieeHold {
  public:
-   explicit NotifieeHold( NotifieeConst &notifiee ) noexcept : notifiee_( notifiee ) {
+   NotifieeHold( const Entity &entity, NotifieeConst &notifiee ) noexcept
+         : entity_( entity ), notifiee_( notifiee ) {
+      entity_.referenceNew();
       notifiee_.referenceNew();
       ++notifiee_.passes_;
    }
-   ~NotifieeHold() {
+   [[gnu::always_inline]] inline ~NotifieeHold() {
       --notifiee_.passes_;
       notifiee_.referenceDel();
+      entity_.referenceDel();
    }
    NotifieeHold( const NotifieeHold & ) = delete;
    NotifieeHold &operator=( const NotifieeHold & ) = delete;
 
-   NotifieeConst &notifiee() const noexcept { return notifiee_; }
-   /// Nobody but the notifications that are under way holds it.
-   bool isReleased() const noexcept { return notifiee_.isReleased(); }
-
  private:
+   const Entity &entity_;
    NotifieeConst &notifiee_;
 };
 
@@ -163,20 +164,22 @@ void Entity::notifyAll( NotifieePass *before, AttrId id, const Call &call, const
 }
 
 template <class Call>
-inline void Entity::notifyEach( AttrId id, const Call &call, const void *key ) const {
-   if( notifiees_.size() == 1 ) {
-      const Ptr<const Entity> self = ptrTo( *this );
-      const NotifieeHold hold( *notifiees_.front() );
-      if( !hold.isReleased() ) {
-         tell( hold.notifiee(), id, call, key );
+[[gnu::always_inline]] inline void Entity::notifyEach( AttrId id, const Call &call,
+                                                       const void *key ) const {
+   if( notifieeCount_ == 1 ) [[likely]] {
+      NotifieeConst &only = *notifiees_.front();
+      if( !only.isReleased() ) [[likely]] {
+         const NotifieeHold hold( *this, only );
+         tell( only, id, call, key );
       }
-   } else if( !notifiees_.empty() ) {
+   } else if( isWatched() ) {
       notifyAll( nullptr, id, call, key );
    }
 }
 
 template <class Watcher, class Key, void ( Watcher::*kCallback )( Key )>
-inline void Entity::notify( AttrId id, const std::remove_cvref_t<Key> &key ) const {
+[[gnu::always_inline]] inline void Entity::notify( AttrId id,
+                                                   const std::remove_cvref_t<Key> &key ) const {
    notifyEach(
          id,
          [&key]( NotifieeConst &notifiee ) {

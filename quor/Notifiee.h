@@ -65,7 +65,7 @@ class NotifieeConst : public PtrInterface {
    void join( const Entity &entity, bool counted );
    void leave();
    /// Nobody holds the watcher but the notifications that are under way.
-   bool isReleased() const noexcept { return !isHeld() || references() == passes_; }
+   bool isReleased() const noexcept { return !isHeldBeside( passes_ ); }
 
    const Entity *entity_ = nullptr;
    Ptr<const Entity> hold_; // of a counted binding

@@ -17,8 +17,8 @@ class PtrInterface {
    PtrInterface &operator=( const PtrInterface & ) = delete;
 
    void referenceNew() const noexcept { references_.up(); }
-   void referenceDel() const noexcept {
-      if( references_.down() ) {
+   [[gnu::always_inline]] inline void referenceDel() const noexcept {
+      if( references_.down() ) [[unlikely]] {
          const_cast<PtrInterface *>( this )->zeroReferencesIs();
       }
    }
@@ -43,6 +43,8 @@ class PtrInterface {
    virtual ~PtrInterface();
 
    U32 references() const noexcept { return references_.value(); }
+   /// Somebody holds the object beside so many references.
+   bool isHeldBeside( U32 others ) const noexcept { return references_.isHeldBeside( others ); }
 
  private:
    mutable RefCount references_;

@@ -21,22 +21,27 @@ inline const Name kEventLoopActivity = "eventLoop";
 template <class Watched, class Owner>
 class Reactor : public Watched::NotifieeConst {
  public:
-   explicit Reactor( Owner *owner ) noexcept : owner_( owner ) {}
+   explicit Reactor( Owner *owner ) noexcept : owner_( owner ), awake_( owner ) {}
 
    /// A zombie hears nothing any more: its owner is being torn down.
-   void quorDoZombieReactors( bool on ) noexcept { zombie_ = on; }
+   void quorDoZombieReactors( bool on ) noexcept {
+      zombie_ = on;
+      ownerIs( owner_ );
+   }
    bool isZombie() const noexcept { return zombie_; }
 
  protected:
-   void ownerIs( Owner *owner ) noexcept { owner_ = owner; }
+   void ownerIs( Owner *owner ) noexcept {
+      owner_ = owner;
+      awake_ = zombie_ ? nullptr : owner;
+   }
    Owner *owner() const noexcept { return owner_; }
    /// The owner, kept alive for a call of one of its handlers; null when it is not to be called.
-   Ptr<Owner> awakeOwner() const noexcept {
-      return Ptr<Owner>::share( zombie_ ? nullptr : owner_ );
-   }
+   Ptr<Owner> awakeOwner() const noexcept { return Ptr<Owner>::share( awake_ ); }
 
  private:
    Owner *owner_;
+   Owner *awake_; // null for a zombie: one look tells whether to call
    bool zombie_ = false;
 };
 

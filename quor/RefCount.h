@@ -28,10 +28,8 @@ class RefCount {
 
    /// True when the last reference has gone: exactly once in the life of an object, since from then
    /// on the count stays far above zero, whatever pointers come and go during the destruction.
-   bool down() noexcept {
-      const U32 left =
-            threadSafe_ ? shared().fetch_sub( 1, std::memory_order_acq_rel ) - 1 : --count_;
-      if( left != 0 ) [[likely]] {
+   [[gnu::always_inline]] inline bool down() noexcept {
+      if( less() != 0 ) [[likely]] {
          return false;
       }
       shared().store( kGoing, std::memory_order_relaxed );
@@ -43,7 +41,12 @@ class RefCount {
 
    U32 value() const noexcept { return shared().load( std::memory_order_relaxed ); }
    /// The last reference has gone and the object is on its way out.
-   bool isGoing() const noexcept { return value() >= kGoing / 2; }
+   bool isGoing() const noexcept { return isGoing( value() ); }
+   /// Somebody holds the object beside so many references.
+   bool isHeldBeside( U32 others ) const noexcept {
+      const U32 count = value();
+      return count != others && !isGoing( count );
+   }
    /// Nobody but its creator (or the destruction itself) refers to the object.
    bool isUnshared() const noexcept { return value() == 1 || value() == kGoing; }
 
@@ -51,8 +54,15 @@ class RefCount {
    friend void enableThreadSafePointersIs( bool on ) noexcept;
 
    static constexpr U32 kGoing = 1u << 30;
+   static bool isGoing( U32 count ) noexcept { return count >= kGoing / 2; }
    static bool threadSafe_;
 
+   [[gnu::always_inline]] inline U32 less() noexcept {
+      if( threadSafe_ ) [[unlikely]] {
+         return shared().fetch_sub( 1, std::memory_order_acq_rel ) - 1;
+      }
+      return --count_;
+   }
    std::atomic_ref<U32> shared() const noexcept { return std::atomic_ref( count_ ); }
 
    mutable U32 count_ = 1;
