@@ -151,8 +151,10 @@ class LinkQueue {
    Entry *from( Ordinal ordinal ) const noexcept;
    struct Cursor {}; // positions tell the order
    Entry *after( const Entry &entry, Cursor ) const noexcept { return from( entry.ordinal() + 1 ); }
-   Entry &add( Ordinal ordinal, const Value &value );
+   [[gnu::noinline]] Entry &addLastAnywhere( const Value &value );
    [[gnu::noinline]] Entry &addAnywhere( Ordinal ordinal, const Value &value );
+   /// In a page in order, where the place is free.
+   Entry &addAt( Page &page, U32 place, const Value &value );
    /// Take an entry out of the order; only its memory is still the queue's.
    void unlink( Entry &entry ) noexcept;
    void unlinkAnywhere( Entry &entry ) noexcept;

@@ -16,10 +16,26 @@ auto LinkQueue<Value, Link>::standingAt( U32 key ) const noexcept -> Entry & {
    return *entry( *page, place );
 }
 
+/// Nearly always the next place in the tail's page.
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::addLast( const Value &value ) -> Entry & {
+inline auto LinkQueue<Value, Link>::addLast( const Value &value ) -> Entry & {
+   if( Page *const tail = pages_.tail() ) [[likely]] {
+      const U32 place = tail->last() + 1;
+      const U32 key = static_cast<U32>( tail->number * Page::kPlaces ) + place;
+      if( place < Page::kPlaces && key > nextKey_ && tail->isFree( place ) &&
+          tail->number - pages_.head()->number < kMostPages - 1 ) [[likely]] {
+         Entry &added = addAt( *tail, place, value );
+         nextKey_ = key;
+         return added;
+      }
+   }
+   return addLastAnywhere( value );
+}
+
+template <class Value, class Link>
+auto LinkQueue<Value, Link>::addLastAnywhere( const Value &value ) -> Entry & {
    if( count_ == 0 ) {
-      return add( nextKey_, value );
+      return addAnywhere( nextKey_, value );
    }
    const Ordinal tail = tailOrdinal();
    const U32 tailKey = static_cast<U32>( tail );
@@ -28,7 +44,7 @@ auto LinkQueue<Value, Link>::addLast( const Value &value ) -> Entry & {
    if( isFullAt( ordinal ) ) [[unlikely]] {
       QueuePages::throwFull();
    }
-   Entry &added = add( ordinal, value );
+   Entry &added = addAnywhere( ordinal, value );
    nextKey_ = key;
    return added;
 }
@@ -54,7 +70,7 @@ auto LinkQueue<Value, Link>::insert( U32 key, const Value &value ) -> Ptr<Entry>
    if( at( ordinal ) ) {
       throw NameInUseException( "the position " + std::to_string( key ) + " is taken already" );
    }
-   return Ptr<Entry>::share( &add( ordinal, value ) );
+   return Ptr<Entry>::share( &addAnywhere( ordinal, value ) );
 }
 
 template <class Value, class Link>
@@ -187,17 +203,11 @@ auto LinkQueue<Value, Link>::from( Ordinal ordinal ) const noexcept -> Entry * {
    return page ? first( *page ) : nullptr;
 }
 
-/// In the page where nearly everything is added, when that has room.
 template <class Value, class Link>
-auto LinkQueue<Value, Link>::add( Ordinal ordinal, const Value &value ) -> Entry & {
-   const U32 place = placeOf( ordinal );
-   Page *const tail = pages_.tail();
-   if( !tail || tail->number != numberOf( ordinal ) || !tail->isFree( place ) ) {
-      return addAnywhere( ordinal, value );
-   }
-   Entry *const added = new( Entry::at( *tail, place ) ) Entry( place, value );
-   tail->use( place );
-   tail->occupied |= Page::bit( place );
+inline auto LinkQueue<Value, Link>::addAt( Page &page, U32 place, const Value &value ) -> Entry & {
+   Entry *const added = new( Entry::at( page, place ) ) Entry( place, value );
+   page.use( place );
+   page.occupied |= Page::bit( place );
    ++count_;
    return *added;
 }
