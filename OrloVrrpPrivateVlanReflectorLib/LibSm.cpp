@@ -95,14 +95,15 @@ void LibSm::quorDoZombieReactors( bool on ) {
 // Collections
 
 Quor::ValidPtr<EthAddrsForIntf> LibSm::dmacsForIntfIs( const IntfId &intf ) {
-   if( !dmacsForIntf_.isMemberOf( intf ) ) {
-      newDmacsForIntf( intf );
-      try {
-         handleDmacsForIntf( intf );
-      } catch( const std::bad_alloc & ) { // a set without a reactor would be reflected by nobody
-         dmacsForIntf_.take( intf );
-         throw;
-      }
+   if( Ptr<EthAddrsForIntf> existing = dmacsForIntf( intf ) ) {
+      return existing;
+   }
+   newDmacsForIntf( intf );
+   try {
+      handleDmacsForIntf( intf );
+   } catch( const std::bad_alloc & ) { // a set without a reactor would be reflected by nobody
+      dmacsForIntf_.take( intf );
+      throw;
    }
    return dmacsForIntf( intf );
 }

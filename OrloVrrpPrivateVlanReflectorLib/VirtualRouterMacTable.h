@@ -28,12 +28,19 @@ class VirtualRouterMacTable : public Quor::Entity {
    void virtualRouterMacIs( const VlanAndMac &key, bool value ) {
       virtualRouterMac_.is( key, value );
    }
+   /// `hash`, here and below: the key's naturalHash(), for somebody who knows it already.
+   void virtualRouterMacIs( const VlanAndMac &key, Quor::U32 hash, bool value ) {
+      virtualRouterMac_.is( key, hash, value );
+   }
    /// Adds without notifying; NameInUseException when the key is there.
    Quor::Ptr<QuorVirtualRouterMac> newVirtualRouterMac( const VlanAndMac &key, bool value ) {
       return virtualRouterMac_.insert( key, value );
    }
    /// Removes, notifies and gives the removed flag; an absent key gives false and notifies nobody.
    bool virtualRouterMacDel( const VlanAndMac &key ) { return virtualRouterMac_.del( key ); }
+   bool virtualRouterMacDel( const VlanAndMac &key, Quor::U32 hash ) {
+      return virtualRouterMac_.del( key, hash );
+   }
    bool virtualRouterMacDel( const VirtualRouterMacs::Iterator &at ) {
       return virtualRouterMac_.del( at );
    }
@@ -69,7 +76,8 @@ class VirtualRouterMacTable::NotifieeConst : public Quor::NotifieeConstOf<Virtua
 class VirtualRouterMacTable::Notifiee
       : public Quor::NotifieeOf<VirtualRouterMacTable, NotifieeConst> {};
 
-inline void VirtualRouterMacTable::virtualRouterMacNotify( const VlanAndMac &key ) const {
+[[gnu::always_inline]] inline void
+VirtualRouterMacTable::virtualRouterMacNotify( const VlanAndMac &key ) const {
    notify<NotifieeConst, const VlanAndMac &, &NotifieeConst::onVirtualRouterMac>( kVirtualRouterMac,
                                                                                   key );
 }

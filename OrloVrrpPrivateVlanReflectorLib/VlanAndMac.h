@@ -75,8 +75,11 @@ VlanAndMac strepToValue( Quor::Strep<VlanAndMac>, const Quor::String &text );
 std::ostream &operator<<( std::ostream &out, const VlanAndMac &key );
 
 /// Buckets of maps keyed by pair.
+inline Quor::U32 naturalHash( Bridging::VlanId vlanId, Quor::U32 macHash ) noexcept {
+   return macHash ^ vlanId.hash();
+}
 inline Quor::U32 naturalHash( const VlanAndMac &key ) noexcept {
-   return Pelmo::EthAddr::hash( key.number() ) ^ key.vlanId().hash();
+   return naturalHash( key.vlanId(), Pelmo::EthAddr::hash( key.number() ) );
 }
 
 inline Quor::U32 VlanAndMac::hash() const noexcept {

@@ -57,19 +57,81 @@ void connect( Ptr<Listener> &listener, VlanIntfSm &sm, const Ptr<const Input> &i
    }
 }
 
+/// So many that announcing all cache lines of a MAC pays.
+constexpr Quor::U32 kManyVlans = 1024;
+
 /// The pairs of a VLAN with all MACs stand far from each other in the table (those of a MAC with
 /// all VLANs do not): a walk over the MACs says which of them come next.
 [[gnu::noinline]] void announce( const VirtualRouterMacTable &table, Bridging::VlanId vlanId,
-                                 const EthAddrsForIntf::EthAddrs &macs,
-                                 const EthAddrsForIntf::EthAddrs::Iterator &at ) {
+                                 const EthAddrsForIntf::EthAddrs::KeyWalk &mac ) {
    using Pairs = VirtualRouterMacTable::VirtualRouterMacs;
-   const auto *const later = macs.ahead<Pairs::kLater>( at );
-   const auto *const soon = macs.ahead<Pairs::kSoon>( at );
-   const auto hash = [&]( const auto *mac ) {
-      return mac ? naturalHash( VlanAndMac( vlanId, mac->key() ) ) : 0;
+   const auto hash = [&]( const Pelmo::EthAddr *ahead ) {
+      return ahead ? naturalHash( vlanId, ahead->hash() ) : 0;
    };
-   table.virtualRouterMacsAhead( hash( later ), hash( soon ) );
+   table.virtualRouterMacsAhead( hash( mac.ahead( Pairs::kLater ) ),
+                                 hash( mac.ahead( Pairs::kSoon ) ) );
 }
+
+/// The pairs of a MAC with all VLANs are neighbours, but not in the order of a walk over the VLANs:
+/// its first steps come to another cache line each. So these are announced before a long walk, one
+/// line after the other.
+[[gnu::noinline]] void announceLines( const VirtualRouterMacTable &table, Quor::U32 macHash ) {
+   using Pairs = VirtualRouterMacTable::VirtualRouterMacs;
+   constexpr Quor::U32 kVlans = 4096;
+   constexpr Quor::U32 kBucketsInALine = 16;
+   constexpr Quor::U32 kSteps = ( Pairs::kLater - Pairs::kSoon ) * kBucketsInALine;
+   for( Quor::U32 number = 0; number < kVlans; number += kBucketsInALine ) {
+      table.virtualRouterMacsAhead( macHash ^ number,
+                                    macHash ^ ( number < kSteps ? number : number - kSteps ) );
+   }
+}
+
+/// Adds keys to the output table, or removes them, each with its trace. Made for one event, whose
+/// handler holds everything.
+template <bool kIsPresent>
+class Writer {
+ public:
+   Writer( const VlanIntfSm &sm, VirtualRouterMacTable &table, const char *function ) noexcept
+         : sm_( sm ), table_( table ), function_( function ) {}
+
+   // Flat: this is where the reflector spends its time.
+   [[gnu::flatten, gnu::noinline]] void onVlans( const Pelmo::EthAddr &mac,
+                                                 const SviVlanSet &vlans ) const {
+      const VlanAndMac pair( Bridging::VlanId(), mac );
+      const Quor::U32 macHash = mac.hash();
+      if( table_.virtualRouterMacs().isFarApart() && vlans.vlanIds().size() >= kManyVlans ) {
+         announceLines( table_, macHash );
+      }
+      for( auto vlan = vlans.vlanIds().keys(); vlan; ++vlan ) {
+         write( pair.on( *vlan ), naturalHash( *vlan, macHash ) );
+      }
+   }
+   [[gnu::flatten, gnu::noinline]] void forMacs( Bridging::VlanId vlanId,
+                                                 const EthAddrsForIntf &macs ) const {
+      for( auto mac = macs.ethAddrs().keys(); mac; ++mac ) {
+         if( table_.virtualRouterMacs().isFarApart() ) {
+            announce( table_, vlanId, mac );
+         }
+         write( VlanAndMac( vlanId, *mac ), naturalHash( vlanId, ( *mac ).hash() ) );
+      }
+   }
+
+ private:
+   void write( const VlanAndMac &key, Quor::U32 hash ) const {
+      if( ReflectorTrace t{ 2, function_ } ) {
+         t << sm_ << ( kIsPresent ? " adding " : " removing " ) << key;
+      }
+      if constexpr( kIsPresent ) {
+         table_.virtualRouterMacIs( key, hash, true );
+      } else {
+         table_.virtualRouterMacDel( key, hash );
+      }
+   }
+
+   const VlanIntfSm &sm_;
+   VirtualRouterMacTable &table_;
+   const char *const function_;
+};
 
 } // namespace
 
@@ -154,18 +216,6 @@ void VlanIntfSm::quorDoZombieReactors( bool on ) {
    }
 }
 
-inline void VlanIntfSm::write( VirtualRouterMacTable &table, const VlanAndMac &key, bool isPresent,
-                               const char *function ) const {
-   if( ReflectorTrace t{ 2, function } ) {
-      t << *this << ( isPresent ? " adding " : " removing " ) << key;
-   }
-   if( isPresent ) {
-      table.virtualRouterMacIs( key, true );
-   } else {
-      table.virtualRouterMacDel( key );
-   }
-}
-
 // Every handler holds what it works on: whoever is told of a key may let go of all of it.
 
 void VlanIntfSm::handleInitialized() {
@@ -184,7 +234,7 @@ void VlanIntfSm::handleInitialized() {
    }
 }
 
-[[gnu::flatten]] void VlanIntfSm::handleVlanId( Bridging::VlanId vlanId ) {
+void VlanIntfSm::handleVlanId( Bridging::VlanId vlanId ) {
    const Ptr<VlanIntfSm> self = Quor::ptrTo( *this );
    const Ptr<LibSm> libSm = Ptr<LibSm>::share( libSm_ );
    if( ReflectorTrace t{ 8, "handleVlanId" } ) {
@@ -196,15 +246,14 @@ void VlanIntfSm::handleInitialized() {
    }
    const auto table = libSm->virtualRouterMacTableOut();
    const auto macs = dmacList();
-   for( auto at = macs->ethAddrs().begin(); at != macs->ethAddrs().end(); ++at ) {
-      if( table->virtualRouterMacs().isFarApart() ) {
-         announce( *table, vlanId, macs->ethAddrs(), at );
-      }
-      write( *table, VlanAndMac( vlanId, at->key() ), isPresent, "handleVlanId" );
+   if( isPresent ) {
+      Writer<true>( *this, *table, "handleVlanId" ).forMacs( vlanId, *macs );
+   } else {
+      Writer<false>( *this, *table, "handleVlanId" ).forMacs( vlanId, *macs );
    }
 }
 
-[[gnu::flatten]] void VlanIntfSm::handleDmac( const Pelmo::EthAddr &mac ) {
+void VlanIntfSm::handleDmac( const Pelmo::EthAddr &mac ) {
    const Ptr<VlanIntfSm> self = Quor::ptrTo( *this );
    const Ptr<LibSm> libSm = Ptr<LibSm>::share( libSm_ );
    const Pelmo::EthAddr dmac = mac; // the entry it stands in may go
@@ -213,13 +262,15 @@ void VlanIntfSm::handleInitialized() {
    }
    const bool isPresent = dmacList()->ethAddr( dmac );
    const auto table = libSm->virtualRouterMacTableOut();
-   const VlanAndMac pair( Bridging::VlanId(), dmac );
-   for( const auto &vlan : sviVlanSet()->vlanIds() ) {
-      write( *table, pair.on( vlan.key() ), isPresent, "handleDmac" );
+   const auto vlans = sviVlanSet();
+   if( isPresent ) {
+      Writer<true>( *this, *table, "handleDmac" ).onVlans( dmac, *vlans );
+   } else {
+      Writer<false>( *this, *table, "handleDmac" ).onVlans( dmac, *vlans );
    }
 }
 
-[[gnu::flatten]] void VlanIntfSm::doCleanup() {
+void VlanIntfSm::doCleanup() {
    const Ptr<VlanIntfSm> self = Quor::ptrTo( *this );
    const Ptr<LibSm> libSm = Ptr<LibSm>::share( libSm_ );
    if( ReflectorTrace t{ 8, "doCleanup" } ) {
@@ -227,13 +278,10 @@ void VlanIntfSm::handleInitialized() {
    }
    const auto table = libSm->virtualRouterMacTableOut();
    const auto macs = dmacList();
-   for( const auto &vlan : sviVlanSet()->vlanIds() ) {
-      for( auto at = macs->ethAddrs().begin(); at != macs->ethAddrs().end(); ++at ) {
-         if( table->virtualRouterMacs().isFarApart() ) {
-            announce( *table, vlan.key(), macs->ethAddrs(), at );
-         }
-         write( *table, VlanAndMac( vlan.key(), at->key() ), false, "doCleanup" );
-      }
+   const auto vlans = sviVlanSet();
+   const Writer<false> writer( *this, *table, "doCleanup" );
+   for( auto vlan = vlans->vlanIds().keys(); vlan; ++vlan ) {
+      writer.forMacs( *vlan, *macs );
    }
 }
 

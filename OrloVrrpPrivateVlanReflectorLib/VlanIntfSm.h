@@ -68,10 +68,6 @@ class VlanIntfSm : public Quor::PtrInterface {
    virtual void quorDoZombieReactors( bool on );
 
  private:
-   /// Adds a key to the output table or removes it, with its trace.
-   void write( VirtualRouterMacTable &table, const VlanAndMac &key, bool isPresent,
-               const char *function ) const;
-
    LibSm *const libSm_;
    Quor::Ptr<QuorSviVlanSet> sviVlanSet_;
    Quor::Ptr<QuorDmacList> dmacList_;

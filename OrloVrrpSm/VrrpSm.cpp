@@ -199,14 +199,15 @@ void VrrpSm::reconcile( const VlanAndMac vrMac ) {
       t << Signature::kHandleKey << "( " << vrMac << " )";
    }
    const U32 hash = naturalHash( vrMac ); // for the table and for the indexes
+   U32 index = 0;
    if( isWanted( vrMac, hash ) ) {
       programNew( vrMac, hash );
-   } else if( const auto index = virtualRouterIndex_.taken( vrMac, hash ) ) {
+   } else if( virtualRouterIndex_.taken( vrMac, hash, index ) ) {
       if( VrrpTrace t{ Traced::kDeleting } ) {
-         t << " deleting vrmac " << vrMac << "at index " << *index;
+         t << " deleting vrmac " << vrMac << "at index " << index;
       }
-      doDeleteVirtualRouterMac( vrMac, *index );
-      handOn( *index );
+      doDeleteVirtualRouterMac( vrMac, index );
+      handOn( index );
    } else if( const auto waiting = macsNeedingVirtualRouterIndex_.oldest( vrMac, hash ) ) {
       if( VrrpTrace t{ Traced::kNotWaiting } ) {
          t << " del from macsNeedingVirtualRouterIndex ";

@@ -103,6 +103,7 @@ void WaitingLine::reserve() {
       return;
    }
    std::vector<U32>( 2 * buckets_.size(), kNone ).swap( buckets_ );
+   mask_ = static_cast<U32>( buckets_.size() - 1 );
    queue_.forEach( [this]( Entry &entry ) {
       const U32 key = entry.key();
       if( key != kNone && queue_.distance( entry.link().younger ) <= queue_.distance( key ) ) {

@@ -81,7 +81,7 @@ class WaitingLine {
    static constexpr U32 kNone = 0xFFFFFFFF;
 
    Youngest youngest( const VlanAndMac &pair, U32 hash ) noexcept;
-   U32 &bucket( U32 hash ) noexcept { return buckets_[hash & ( buckets_.size() - 1 )]; }
+   U32 &bucket( U32 hash ) noexcept { return buckets_[hash & mask_]; }
    /// Room in the index for one more pair.
    void reserve();
    void indexNew( Entry &entry ) noexcept;
@@ -90,6 +90,7 @@ class WaitingLine {
 
    Queue queue_;
    std::vector<U32> buckets_ = std::vector<U32>( 1, kNone );
+   U32 mask_ = 0;  // of the hash bits that tell the bucket
    U32 pairs_ = 0; // different ones in the index
    Entry *atNone_ = nullptr;
 };

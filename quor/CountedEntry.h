@@ -35,6 +35,8 @@ class CountedEntry {
    void removed() noexcept { add( 0 - kMember ); }
    /// The same, and the reference goes. True when it was the last one.
    bool dropped() noexcept { return add( 0 - ( kMember + kReference ) ) < kReference; }
+   /// The same for somebody who knows that pointers are not thread-safe.
+   bool droppedAlone() noexcept { return ( word_ -= kMember + kReference ) < kReference; }
    /// Somebody beside the collection holds it.
    bool isHeld() const noexcept { return word() >= 2 * kReference; }
    bool bit() const noexcept { return ( word() & kBit ) != 0; }

@@ -15,11 +15,10 @@
 #define QUOR_HASHMAP_H
 
 #include "quor/CountedEntry.h"
+#include "quor/KeyWalk.h"
 #include "quor/PinnedIterator.h"
 #include "quor/Slab.h"
 #include "quor/Strep.h"
-
-#include <optional>
 
 namespace Quor {
 
@@ -32,15 +31,16 @@ inline constexpr bool kKeepsHash = sizeof( Key ) > 8;
 /// watchers.
 ///
 /// Finding, adding and removing take constant time on average; adding doubles the number of buckets
-/// when there are more entries than buckets. Starts with one bucket. An entry of 8 bytes of key
-/// takes 16 bytes with a flag as its value, 20 with a 32-bit number, and 4 to 8 for its bucket.
-/// Memory is kept for the next entries until the map goes; an entry that is still held then keeps
-/// it. One thread.
+/// when there are more entries than buckets. Starts with one bucket, and has 16 for a second entry.
+/// An entry of 8 bytes of key takes 16 bytes with a flag as its value, 20 with a 32-bit number, and
+/// 4 to 8 for its bucket. Memory is kept for the next entries until the map goes; an entry that is
+/// still held then keeps it. One thread.
 template <class Key, class Value>
 class HashMap {
  public:
    class Entry;
    using Iterator = PinnedIterator<HashMap>;
+   using KeyWalk = Quor::KeyWalk<HashMap>;
 
    explicit HashMap( const PtrInterface *owner ) : owner_( owner ) {}
    HashMap( const HashMap & ) = delete;
@@ -85,9 +85,8 @@ class HashMap {
    Ptr<Entry> take( const Key &key );
    /// Removes the entry under the iterator, if it is still there.
    Ptr<Entry> take( const Iterator &at );
-   /// Removes the entry of the key and gives its value, a plain one; nothing when the key is
-   /// absent.
-   std::optional<Value> extract( const Key &key, U32 hash );
+   /// Removes the entry of the key and gives its value, a plain one; false when the key is absent.
+   bool extract( const Key &key, U32 hash, Value &value );
    /// Removes all entries at once.
    void clear() noexcept;
    /// Takes the buckets that so many entries will have anyway, at once and before they come.
@@ -98,6 +97,8 @@ class HashMap {
    std::default_sentinel_t end() const noexcept { return {}; }
    /// At the first entry that does not come before `key`, whether that is there or not.
    Iterator iteratorFrom( const Key &key ) const;
+   /// A walk over the keys, by the rules of an Iterator but without holding anybody.
+   KeyWalk keys() const { return KeyWalk( *this ); }
 
    // A map that does not fit a cache jumps about in memory. Who knows which keys come next can have
    // the processor fetch them meanwhile; nothing is changed by it, and any number will do.
@@ -107,9 +108,6 @@ class HashMap {
    /// Fetches the bucket of the key that comes `kLater` steps later, by its natural hash, and the
    /// entry of the one that comes `kSoon` steps later, whose bucket has been fetched before.
    void prefetch( U32 later, U32 soon ) const noexcept;
-   /// The entry that many steps (a power of 2) behind, or near it; null when there is none.
-   template <U32 kSteps>
-   const Entry *ahead( const Iterator &at ) const noexcept;
    /// For a long walk that looks up every key in others as well. Gives an entry that will be
    /// reached within kSoon steps and that has been fetched, or null.
    template <class... Others>
@@ -121,11 +119,12 @@ class HashMap {
    const PtrInterface *owner() const noexcept { return owner_; }
    /// setNew() for somebody who does not hold the entry.
    Entry *addNew( const Key &key, U32 hash, const Value &value );
+   /// set() for somebody who only asks whether it has changed something; of plain values.
+   bool put( const Key &key, U32 hash, const Value &value );
 
  private:
    friend Iterator;
-   template <class, class>
-   friend class HashMap;
+   friend KeyWalk;
    using Nodes = Slab<Entry>;
    using Link = U32; // to a node
    /// A place in buckets_.
@@ -136,8 +135,10 @@ class HashMap {
       Bucket bucket = 0;
       U32 mask = 0;
    };
+   static constexpr U32 kFewBuckets = 16; // which the second entry brings
    static constexpr U32 kMostBuckets = 1u << 31;
-   static constexpr U32 kFarApart = 1u << 17; // buckets that do not stay in a cache
+   static constexpr Bucket kEnd = ~Bucket{ 0 }; // behind all buckets
+   static constexpr U32 kFarApart = 1u << 17;   // buckets that do not stay in a cache
 
    Entry &node( Link link ) const noexcept { return *nodes_->at( link ); }
    Bucket bucket( U32 hash ) const noexcept { return hash & mask_; }
@@ -150,6 +151,8 @@ class HashMap {
    static Bucket behind( Bucket bucket, U32 mask ) noexcept;
    /// The bucket so many steps (a power of 2) behind this one; 0 at the end.
    Bucket ahead( Bucket bucket, U32 steps ) const noexcept;
+   /// The first entry of that bucket; null when there is none.
+   const Entry *entryAhead( Bucket bucket, U32 steps ) const noexcept;
 
    Entry *lookup( const Key &key, U32 hash ) const noexcept;
    /// The link to (hash, key), or to what stands behind it.
@@ -175,19 +178,25 @@ class HashMap {
       return grows;
    }
    [[gnu::noinline]] void grow();
+   /// Uses twice as many buckets, which are there already.
    void split();
-   /// The first entry of this bucket, or of the first one behind it that has any.
-   Entry *first( Cursor &from ) const noexcept;
+   // Null when there is none.
+   Entry *first( Cursor &cursor ) const noexcept;
    Entry *firstBehind( Cursor &cursor ) const noexcept;
    Entry *after( const Entry &entry, Cursor &cursor ) const noexcept;
+   /// The link to what stands behind (hash, key) in its bucket, whether that is there or not.
+   Link linkBehind( U32 hash, const Key &key ) const noexcept;
+   /// What the link leads to; for none, the first entry of the buckets behind.
+   Entry *entryAt( Link link, Cursor &cursor ) const noexcept;
 
    const PtrInterface *owner_;
    typename Nodes::Owned nodes_; // made with the first entry
    std::vector<Link> buckets_ = std::vector<Link>( 1 );
    U32 mask_ = 0; // of the hash bits that tell the bucket
    U32 size_ = 0;
-   U32 most_ = 0;             // the size that it grows above; none before it has nodes
-   mutable Bucket front_ = 0; // the buckets before it are empty
+   U32 most_ = 0;                // the size that it grows above; none before it has nodes
+   mutable Bucket front_ = kEnd; // the buckets before it are empty
+   U64 changes_ = 0;             // so many entries have gone, or buckets been split
 };
 
 /// A key with its value.
@@ -219,6 +228,7 @@ class HashMap<Key, Value>::Entry : public CountedEntry<Entry> {
 
  private:
    friend class HashMap;
+   friend KeyWalk;
    friend class CountedEntry<Entry>;
    Entry( U32 naturalHash, const Key &key, const Value &value );
    U32 hash() const noexcept;

@@ -2,6 +2,9 @@
 #ifndef QUOR_HASHMAP_IPP
 #define QUOR_HASHMAP_IPP
 
+#include <algorithm>
+#include <bit>
+
 namespace Quor {
 
 // Entries
@@ -65,6 +68,19 @@ inline auto HashMap<Key, Value>::addNew( const Key &key, U32 hash, const Value &
 }
 
 template <class Key, class Value>
+inline bool HashMap<Key, Value>::put( const Key &key, U32 hash, const Value &value ) {
+   static_assert( std::is_trivially_copyable_v<Value>,
+                  "what goes with a value may change the map" );
+   Link *const at = place( hash, key );
+   if( !isAt( *at, key ) ) {
+      add( at, hash, key, value );
+      return true;
+   }
+   Entry &entry = node( *at );
+   return entry.exchange( value ) != value;
+}
+
+template <class Key, class Value>
 auto HashMap<Key, Value>::insert( const Key &key, const Value &value ) -> Ptr<Entry> {
    Ptr<Entry> added = setNew( key, value );
    if( !added ) {
@@ -86,9 +102,9 @@ template <class Key, class Value>
       at = place( naturalHash, key ); // copying the value may have changed the map
    }
    added.link_ = std::exchange( *at, there.link );
-   const Bucket home = bucket( naturalHash );
-   if( size_++ == 0 || ( front_ != 0 && precedes( home, front_ ) ) ) {
-      front_ = home;
+   ++size_;
+   if( front_ != 0 && precedes( bucket( naturalHash ), front_ ) ) {
+      front_ = bucket( naturalHash );
    }
    return added;
 }
@@ -120,20 +136,23 @@ inline auto HashMap<Key, Value>::take( const Key &key ) -> Ptr<Entry> {
 }
 
 template <class Key, class Value>
-inline auto HashMap<Key, Value>::extract( const Key &key, U32 hash ) -> std::optional<Value> {
+inline bool HashMap<Key, Value>::extract( const Key &key, U32 hash, Value &value ) {
    static_assert( std::is_trivially_copyable_v<Value>, "copying another value may change the map" );
    Link &at = *linkTo( key, hash );
    if( at == 0 ) {
-      return std::nullopt;
+      return false;
    }
    const Link link = at;
    Entry &entry = unlink( at );
-   std::optional<Value> value( entry.value() );
-   if( entry.dropped() ) {
+   value = entry.value();
+   if( RefCount::isThreadSafe() ) [[unlikely]] {
+      entry.removed();
+      entry.referenceDel();
+   } else if( entry.droppedAlone() ) {
       std::destroy_at( &entry );
-      nodes_->give( &entry, link );
+      nodes_->giveAlone( &entry, link );
    }
-   return value;
+   return true;
 }
 
 template <class Key, class Value>
@@ -153,7 +172,10 @@ inline auto HashMap<Key, Value>::unlink( Link &link ) noexcept -> Entry & {
    const Link self = link;
    Entry &entry = node( self );
    link = std::exchange( entry.link_, self );
-   --size_;
+   ++changes_;
+   if( --size_ == 0 ) {
+      front_ = kEnd;
+   }
    return entry;
 }
 
@@ -177,7 +199,12 @@ void HashMap<Key, Value>::clear() noexcept {
 
 template <class Key, class Value>
 void HashMap<Key, Value>::reserve( U32 entries ) {
-   while( bucketCount() < entries && bucketCount() != kMostBuckets ) {
+   if( entries <= bucketCount() ) {
+      return;
+   }
+   const std::size_t buckets = std::bit_ceil( std::size_t{ std::max( entries, kFewBuckets ) } );
+   buckets_.resize( std::min<std::size_t>( buckets, kMostBuckets ) );
+   while( bucketCount() < buckets_.size() ) {
       split();
    }
 }
@@ -197,7 +224,6 @@ void HashMap<Key, Value>::grow() {
 template <class Key, class Value>
 void HashMap<Key, Value>::split() {
    const U32 before = bucketCount();
-   buckets_.resize( std::size_t{ before } * 2 );
    for( Bucket lower = 0; lower < before; ++lower ) {
       Link *cut = &buckets_[lower];
       while( *cut != 0 && ( node( *cut ).hash() & before ) == 0 ) {
@@ -206,6 +232,7 @@ void HashMap<Key, Value>::split() {
       buckets_[lower + before] = std::exchange( *cut, 0 );
    }
    mask_ = 2 * before - 1;
+   ++changes_;
 }
 
 // Looking up and walking
@@ -239,13 +266,9 @@ inline auto HashMap<Key, Value>::place( U32 naturalHash, const Key &key ) noexce
 
 template <class Key, class Value>
 auto HashMap<Key, Value>::begin() const -> Iterator {
-   if( size_ == 0 ) {
-      return Iterator( this, nullptr );
-   }
-   Cursor cursor{ front_, mask_ };
+   Cursor cursor;
    Entry *const entry = first( cursor );
-   front_ = cursor.bucket;
-   return Iterator( this, ptrTo( *entry ), cursor );
+   return Iterator( this, Ptr<Entry>::share( entry ), cursor );
 }
 
 template <class Key, class Value>
@@ -277,9 +300,14 @@ inline auto HashMap<Key, Value>::ahead( Bucket bucket, U32 steps ) const noexcep
 }
 
 template <class Key, class Value>
-inline auto HashMap<Key, Value>::first( Cursor &from ) const noexcept -> Entry * {
-   const Link link = buckets_[from.bucket];
-   return link != 0 ? &node( link ) : firstBehind( from );
+inline auto HashMap<Key, Value>::first( Cursor &cursor ) const noexcept -> Entry * {
+   if( size_ == 0 ) {
+      return nullptr;
+   }
+   cursor = { front_, mask_ };
+   Entry *const entry = entryAt( buckets_[front_], cursor );
+   front_ = cursor.bucket;
+   return entry;
 }
 
 template <class Key, class Value>
@@ -299,15 +327,22 @@ template <class Key, class Value>
    if( cursor.mask != mask_ ) {
       cursor = { bucket( entry.hash() ), mask_ };
    }
-   Link next = entry.link_;
-   if( !entry.isMember() ) {
-      next = *const_cast<HashMap *>( this )->place( entry.hash(), entry.key_ );
-      if( isAt( next, entry.key_ ) ) { // came back meanwhile, and has been visited
-         next = node( next ).link_;
-      }
-   }
-   if( next != 0 ) {
-      return &node( next );
+   return entryAt( entry.isMember() ? entry.link_ : linkBehind( entry.hash(), entry.key_ ),
+                   cursor );
+}
+
+template <class Key, class Value>
+auto HashMap<Key, Value>::linkBehind( U32 hash, const Key &key ) const noexcept -> Link {
+   const Link at = *const_cast<HashMap *>( this )->place( hash, key );
+   return isAt( at, key ) ? node( at ).link_ : at; // there: it stands there, or came back
+}
+
+template <class Key, class Value>
+[[gnu::always_inline]] inline auto HashMap<Key, Value>::entryAt( Link link,
+                                                                 Cursor &cursor ) const noexcept
+      -> Entry * {
+   if( link != 0 ) {
+      return &node( link );
    }
    if( mask_ >= kFarApart ) {
       prefetch( ahead( cursor.bucket, kLater ), ahead( cursor.bucket, kSoon ) );
@@ -338,13 +373,13 @@ HashMap<Key, Value>::prefetchAll( const Iterator &at, const Others &...others ) 
    const Bucket soon = ahead( at.cursor_.bucket, kSoon );
    prefetch( later, soon );
    ( others.prefetch( later, soon ), ... );
-   return ahead<kSoon / 2>( at );
+   return entryAhead( at.cursor_.bucket, kSoon / 2 );
 }
 
 template <class Key, class Value>
-template <U32 kSteps>
-inline auto HashMap<Key, Value>::ahead( const Iterator &at ) const noexcept -> const Entry * {
-   const Link link = buckets_[bucket( ahead( at.cursor_.bucket, kSteps ) )];
+inline auto HashMap<Key, Value>::entryAhead( Bucket from, U32 steps ) const noexcept
+      -> const Entry * {
+   const Link link = buckets_[bucket( ahead( from, steps ) )];
    return link != 0 ? &node( link ) : nullptr;
 }
 

@@ -12,8 +12,8 @@ namespace Quor {
 ///    void macIs( const Mac &mac, bool value ) { mac_.is( mac, value ); }
 ///    bool macDel( const Mac &mac ) { return mac_.del( mac ); }
 ///
-/// The changed entry is held until the watchers have been told: they may be told through a key that
-/// stands in the entry, and may destroy entry, map and owner.
+/// Watchers may destroy the entry that has changed, the map and the owner. So they are told through
+/// a copy of the key; or, where copying is dear, through the entry, which is held meanwhile.
 template <class Key, class Value, auto Notify>
 class NotifiedMap : public HashMap<Key, Value> {
  public:
@@ -22,50 +22,52 @@ class NotifiedMap : public HashMap<Key, Value> {
    using HashMap<Key, Value>::HashMap;
 
    /// Adds the key or changes its value, and notifies; an equal value does nothing.
-   void is( const Key &key, const Value &value ) {
-      if( !isWatched() && this->addNew( key, naturalHash( key ), value ) ) {
-         return;
-      }
-      if( const Ptr<Entry> changed = this->set( key, value ) ) {
+   void is( const Key &key, const Value &value ) { is( key, naturalHash( key ), value ); }
+   /// `hash`, here and below: the key's naturalHash(), for somebody who knows it already.
+   void is( const Key &key, U32 hash, const Value &value ) {
+      if constexpr( kTellsCopy ) {
+         const Key copy = key;
+         if( this->put( copy, hash, value ) ) {
+            told( copy );
+         }
+      } else if( const Ptr<Entry> changed = this->set( key, value ) ) {
          told( changed->key() );
       }
    }
 
-   /// Adds the key and notifies; false when the key is present. `hash`: its naturalHash().
-   bool isNew( const Key &key, U32 hash, const Value &value ) {
-      Entry *const added = this->addNew( key, hash, value );
-      if( added && isWatched() ) {
-         const Ptr<Entry> hold = ptrTo( *added );
-         told( added->key() );
-      }
-      return added != nullptr;
-   }
+   // For a key that stands in no entry.
 
-   /// Removes the key and notifies; the value that it had, nothing when the key is absent.
-   std::optional<Value> taken( const Key &key, U32 hash ) {
-      if( !isWatched() ) {
-         return this->extract( key, hash );
+   /// Adds the key and notifies; false when the key is present.
+   bool isNew( const Key &key, U32 hash, const Value &value ) {
+      const bool isAdded = this->addNew( key, hash, value ) != nullptr;
+      if( isAdded ) {
+         told( key );
       }
-      const Ptr<Entry> entry = this->take( key );
-      return entry ? std::optional<Value>( removed( entry, entry->key() ) ) : std::nullopt;
+      return isAdded;
+   }
+   /// Removes the key, notifies and gives the value that it had; false when the key is absent.
+   bool taken( const Key &key, U32 hash, Value &value ) {
+      const bool isTaken = this->extract( key, hash, value );
+      if( isTaken ) {
+         told( key );
+      }
+      return isTaken;
    }
 
    /// Removes the key, notifies and gives the removed value; an absent key notifies nobody and
    /// gives Value{}.
-   Value del( const Key &key ) {
-      if constexpr( std::is_trivially_copyable_v<Key> && sizeof( Key ) <= sizeof( void * ) ) {
-         // Whoever is told can begin before the processor has fetched the entry.
+   Value del( const Key &key ) { return del( key, naturalHash( key ) ); }
+   Value del( const Key &key, U32 hash ) {
+      if constexpr( kTellsCopy ) {
          const Key copy = key;
-         return removed( this->take( copy ), copy );
+         Value value{};
+         taken( copy, hash, value );
+         return value;
       } else {
-         const Ptr<Entry> entry = this->take( key );
-         return entry ? removed( entry, entry->key() ) : Value{};
+         return removed( this->take( key ) );
       }
    }
-   Value del( const Iterator &at ) {
-      const Ptr<Entry> entry = this->take( at );
-      return entry ? removed( entry, entry->key() ) : Value{};
-   }
+   Value del( const Iterator &at ) { return removed( this->take( at ) ); }
 
    /// Removes the keys one by one in order, each with its own notification.
    void delAll() {
@@ -75,22 +77,26 @@ class NotifiedMap : public HashMap<Key, Value> {
    }
 
  private:
+   static constexpr bool kTellsCopy = std::is_trivially_copyable_v<Key> &&
+                                      sizeof( Key ) <= sizeof( void * ) &&
+                                      std::is_trivially_copyable_v<Value>;
+
    template <class Owner, class Told>
    const Owner &ownerFor( void ( Owner::* /*notify*/ )( Told ) const ) const {
       return *static_cast<const Owner *>( this->owner() );
    }
    bool isWatched() const { return ownerFor( Notify ).isWatched(); }
-   void told( const Key &key ) const {
+   [[gnu::always_inline]] inline void told( const Key &key ) const {
       if( isWatched() ) {
          ( ownerFor( Notify ).*Notify )( key );
       }
    }
 
-   Value removed( const Ptr<Entry> &entry, const Key &key ) const {
+   Value removed( const Ptr<Entry> &entry ) const {
       if( !entry ) {
          return Value{};
       }
-      told( key );
+      told( entry->key() );
       return entry->value();
    }
 };

@@ -55,7 +55,7 @@ TEST( PipelineRefusal, OfAnInterfacesFirstRecordDoesNotHinderItsNextOne ) {
 
 TEST( PipelineRefusal, OfAnotherRecordOfAnInterface ) {
    EXPECT_GT( staysSound<RunningSwitch<8>>( []( auto &world ) { world.appears( "br10", 2 ); } ),
-              2u );
+              1u );
 }
 
 TEST( PipelineRefusal, OfARecordThatGoesAndComesAgain ) {
@@ -77,7 +77,7 @@ TEST( PipelineRefusal, OfPairsThatHaveToWait ) {
 
 TEST( PipelineRefusal, OfVlansThatJoinAndLeave ) {
    EXPECT_GT( staysSound<RunningSwitch<8>>( []( auto &world ) {
-                 for( U16 number = 13; number <= 16; ++number ) {
+                 for( U16 number = 13; number <= 30; ++number ) {
                     world.vlans( "br10" )->vlanIdIs( vlan( number ), true );
                  }
                  world.vlans( "br10" )->vlanIdDel( vlan( 11 ) );

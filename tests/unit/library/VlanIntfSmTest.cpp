@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <sstream>
+#include <utility>
 
 namespace LibraryTests {
 namespace {
@@ -434,6 +436,94 @@ TEST( VlanIntfSmDeathTest, AMissingMacSetStops ) {
    Crossing world( {}, {} );
    world.macs = nullptr;
    EXPECT_EXIT( world.make(), testing::KilledBySignal( SIGABRT ), "" );
+}
+
+// Hints
+
+/// Writes down which keys are announced.
+class HintWatcher : public VirtualRouterMacTable::NotifieeConst {
+ public:
+   using Hint = std::pair<Quor::U32, Quor::U32>;
+   std::vector<Hint> hints;
+   void onVirtualRouterMacsAhead( Quor::U32 later, Quor::U32 soon ) override {
+      hints.emplace_back( later, soon );
+   }
+   using NotifieeConst::onVirtualRouterMac;
+};
+
+/// A reactor whose table is only watched by somebody who writes down hints.
+struct Hinted : Crossing {
+   Ptr<HintWatcher> hearer = Quor::make<HintWatcher>();
+
+   Hinted( const Vlans &vlanNumbers, const Vlans &vrids ) : Crossing( vlanNumbers, vrids ) {
+      makeActive();
+      watcher->notifierIs( nullptr );
+      hearer->notifierIs( table );
+      hearer->isRegisteredNotifieeIs( true );
+   }
+   /// To more than 131,072 buckets.
+   void tableGrows() {
+      for( Quor::U32 number = 0; number < 140'000; ++number ) {
+         table->newVirtualRouterMac(
+               VlanAndMac( vlan( static_cast<U16>( number ) ),
+                           EthAddr( 2, 0, static_cast<U16>( number >> 16 ) ) ),
+               true );
+      }
+   }
+   std::vector<HintWatcher::Hint> hints() { return std::exchange( hearer->hints, {} ); }
+};
+
+TEST( VlanIntfSm, OverALargeTableAWalkOverTheMacsSaysWhichKeysComeNext ) {
+   Vlans vrids( 16 ); // so many that each is alone in its bucket
+   std::iota( vrids.begin(), vrids.end(), U16{ 1 } );
+   Hinted world( {}, vrids );
+   world.vlans->vlanIdIs( vlan( 10 ), true );
+   EXPECT_EQ( world.hints(), std::vector<HintWatcher::Hint>{} ) << "the table is small";
+   world.tableGrows();
+   const auto order = vridsInSetOrder( vrids );
+   const auto expected = [&]( U16 vlanNumber ) {
+      std::vector<HintWatcher::Hint> hints;
+      const auto hash = [&]( std::size_t at ) { // behind the end: the first one
+         return naturalHash( pair( vlanNumber, order[at < order.size() ? at : 0] ) );
+      };
+      for( std::size_t at = 0; at < order.size(); ++at ) {
+         hints.emplace_back( hash( at + 8 ), hash( at + 4 ) );
+      }
+      return hints;
+   };
+   world.vlans->vlanIdIs( vlan( 20 ), true );
+   EXPECT_EQ( world.hints(), expected( 20 ) );
+   world.vlans->vlanIdDel( vlan( 10 ) );
+   EXPECT_EQ( world.hints(), expected( 10 ) );
+   world.reactor->doCleanup();
+   EXPECT_EQ( world.hints(), expected( 20 ) );
+}
+
+TEST( VlanIntfSm, OverALargeTableAWalkOverManyVlansSaysWhereAllKeysStand ) {
+   Vlans vlans( 1023 );
+   std::iota( vlans.begin(), vlans.end(), U16{ 1 } );
+   Hinted world( vlans, {} );
+   world.vlans->vlanIdIs( vlan( 1024 ), true );
+   world.macs->ethAddrIs( mac( 1 ), true );
+   EXPECT_EQ( world.hints(), std::vector<HintWatcher::Hint>{} ) << "the table is small";
+   world.tableGrows();
+   const auto expected = []( U16 vrid ) {
+      std::vector<HintWatcher::Hint> hints;
+      for( U16 number = 0; number < 4096; number += 16 ) {
+         const U16 before = number < 64 ? number : static_cast<U16>( number - 64 );
+         hints.emplace_back( naturalHash( pair( number, vrid ) ),
+                             naturalHash( pair( before, vrid ) ) );
+      }
+      return hints;
+   };
+   world.macs->ethAddrIs( mac( 2 ), true );
+   EXPECT_EQ( world.hints(), expected( 2 ) );
+   world.macs->ethAddrDel( mac( 1 ) );
+   EXPECT_EQ( world.hints(), expected( 1 ) );
+   world.vlans->vlanIdDel( vlan( 1024 ) );
+   world.hints();
+   world.macs->ethAddrIs( mac( 1 ), true );
+   EXPECT_EQ( world.hints(), std::vector<HintWatcher::Hint>{} ) << "few VLANs";
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <thread>
 
 namespace Quor {
@@ -52,7 +53,9 @@ TEST( HashMapHeld, EntriesOutliveTheMapAndTheLastOneTakesAllMemoryWithIt ) {
 TEST( HashMapHeld, AValueIsExtractedWhetherItsEntryIsHeldOrNot ) {
    const Ptr<Shelf> shelf = shelfOf( 4 );
    const auto extracted = [&]( const Key &key ) {
-      return shelf->map.extract( key, naturalHash( key ) );
+      U32 value = 0;
+      return shelf->map.extract( key, naturalHash( key ), value ) ? std::optional( value )
+                                                                  : std::nullopt;
    };
    const Ptr<Entry> held = shelf->map.find( key( 1 ) );
    EXPECT_EQ( extracted( key( 1 ) ), 10u );
@@ -68,8 +71,9 @@ TEST( HashMapHeld, AValueIsExtractedWhetherItsEntryIsHeldOrNot ) {
 TEST( HashMapHeld, AnExtractedEntryLeavesItsPlaceToTheNext ) {
    const Ptr<Shelf> shelf = shelfOf( 2 );
    const std::size_t before = allocations();
+   U32 value = 0;
    for( U32 round = 0; round < 1000; ++round ) {
-      ASSERT_TRUE( shelf->map.extract( key( 1 ), naturalHash( key( 1 ) ) ) );
+      ASSERT_TRUE( shelf->map.extract( key( 1 ), naturalHash( key( 1 ) ), value ) );
       shelf->map.set( key( 1 ), round );
    }
    EXPECT_EQ( allocations(), before );

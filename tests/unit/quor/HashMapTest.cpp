@@ -157,13 +157,13 @@ TEST( HashMap, ARemovedEntryThatNobodyHoldsGoesAtOnce ) {
    EXPECT_EQ( alive, 0 );
 }
 
-TEST( HashMap, DoublesItsBucketsWhenThereAreMoreEntriesThanBuckets ) {
+TEST( HashMap, Has16BucketsForTheSecondEntryAndDoublesThemWhenThereAreMoreEntries ) {
    const Ptr<Shelf> shelf = make<Shelf>();
    Dice dice( 1 );
    std::vector<U32> counts;
    for( U32 number = 1; number <= 1025; ++number ) {
       shelf->map.set( { dice.any(), number }, 0 );
-      U32 expected = 1;
+      U32 expected = number == 1 ? 1 : 16;
       while( expected < number ) {
          expected *= 2;
       }
