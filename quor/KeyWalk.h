@@ -9,8 +9,8 @@
 
 namespace Quor {
 
-/// Visits the keys of a HashMap by the rules of a PinnedIterator, at less than half the cost: it
-/// holds nobody, and finds its place by a copy of the key when something has been removed.
+/// Visits the keys of a HashMap by the rules of a PinnedIterator, at less cost: it holds nobody,
+/// and finds its place by a copy of the key when something has been removed.
 ///
 ///    for( auto vlan = vlans.keys(); vlan; ++vlan ) { use( *vlan ); }
 ///
