@@ -68,6 +68,27 @@ TEST( HashMapHeld, AValueIsExtractedWhetherItsEntryIsHeldOrNot ) {
    EXPECT_EQ( shelf->map.size(), 2u );
 }
 
+TEST( HashMapHeld, ValuesAreExtractedAndComeAgainWithThreadSafePointersAsWell ) {
+   const ThreadSafePointers on;
+   const Ptr<Shelf> shelf = shelfOf( 40 );
+   const Shelf::Content content = shelf->content();
+   const Ptr<Entry> held = shelf->map.find( key( 1 ) );
+   for( int round = 0; round < 3; ++round ) {
+      for( U32 n = 0; n < 40; ++n ) {
+         U32 value = 0;
+         ASSERT_TRUE( shelf->map.extract( key( n ), naturalHash( key( n ) ), value ) );
+         EXPECT_EQ( value, 10 * n );
+      }
+      EXPECT_EQ( shelf->map.size(), 0u );
+      for( U32 n = 0; n < 40; ++n ) {
+         shelf->map.set( key( n ), 10 * n );
+      }
+      ASSERT_EQ( shelf->content(), content );
+   }
+   EXPECT_FALSE( held->isMember() );
+   EXPECT_EQ( held->value(), 10u );
+}
+
 TEST( HashMapHeld, AnExtractedEntryLeavesItsPlaceToTheNext ) {
    const Ptr<Shelf> shelf = shelfOf( 2 );
    const std::size_t before = allocations();
